@@ -1,0 +1,102 @@
+/* Objects, messages, registration, notification, the object extension (obex). */
+#ifndef ZAN_OBJECTS_H
+#define ZAN_OBJECTS_H
+#include <zan/base.h>
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* A zeroed instance with its header filled; no constructor runs. Null when
+ * memory is out. */
+ZAN_EXPORT void *object_alloc(zan_class *c);
+/* The same for box classes; the box counts as under construction. */
+ZAN_EXPORT void *newobject(zan_class *c);
+/* Makes an object by class name with up to eight words for its constructor. */
+ZAN_EXPORT void *object_new_imp(symbol *name_space, symbol *classname, zan_word w1, zan_word w2, zan_word w3,
+                                zan_word w4, zan_word w5, zan_word w6, zan_word w7, zan_word w8);
+/* The same with atoms, converted by the constructor's tags. */
+ZAN_EXPORT void *object_new_typed(symbol *name_space, symbol *classname, long argc, atom *argv);
+/* A box by name, its module loaded when need be. */
+ZAN_EXPORT void *newinstance(symbol *name, long argc, atom *argv);
+
+/* Runs the class's free function, takes the object out of registry, clients and
+ * queues, and releases its memory. Null is allowed. Host error number. */
+ZAN_EXPORT long object_free(void *x);
+ZAN_EXPORT void freeobject(void *x);
+/* A count above the one an object is born with; the release that meets none is
+ * object_free. */
+ZAN_EXPORT long object_retain(void *x);
+ZAN_EXPORT long object_release(void *x);
+
+ZAN_EXPORT zan_class *object_class(void *x);
+ZAN_EXPORT symbol *object_classname(void *x);
+
+/* Calls a method by name. Words are passed as they are, whatever the method's
+ * tags; attributes answer their name with (argc, argv) and "get" plus their name
+ * with (&argc, &argv). An unknown message goes to the object that the method
+ * "decorator" (object, selector) gives, else nothing happens and the answer is 0. */
+ZAN_EXPORT zan_word object_method_imp(void *x, symbol *selector, zan_word w1, zan_word w2, zan_word w3,
+                                      zan_word w4, zan_word w5, zan_word w6, zan_word w7, zan_word w8);
+/* A call with atoms in and an atom out (rv, may be null): a typed wrapper first,
+ * then a public method with atoms converted by its tags, then an attribute.
+ * Deferring tags run through the queue. Host error number or the method's. */
+ZAN_EXPORT zan_word object_method_typed(void *x, symbol *selector, long argc, atom *argv, atom *rv);
+/* The same on a method table entry that the caller has found. */
+ZAN_EXPORT zan_word object_method_typedfun(void *x, zan_messlist *entry, symbol *selector, long argc,
+                                           atom *argv, atom *rv);
+/* One symbol as the only argument. */
+ZAN_EXPORT zan_word object_method_sym(void *x, symbol *selector, symbol *value, atom *rv);
+/* A message as a patcher sends it: public methods and attributes. An unknown one
+ * is an error with the object's class and the message in it. */
+ZAN_EXPORT zan_word typedmess(void *x, symbol *selector, long argc, atom *argv);
+/* The table entry for a message, the object's own methods first; null if none. */
+ZAN_EXPORT zan_messlist *object_mess(void *x, symbol *selector);
+/* The function for a message, or `method_false` when there is none. */
+ZAN_EXPORT zan_method object_getmethod(void *x, symbol *selector);
+ZAN_EXPORT zan_method_object *object_getmethod_object(void *x, symbol *selector);
+/* The function for a message, or null. */
+ZAN_EXPORT zan_method zgetfn(void *x, symbol *selector);
+/* A method for this object alone; it wins over the class's. */
+ZAN_EXPORT long object_addmethod(void *x, zan_method fn, const char *name, ...);
+/* Takes anything, does nothing, gives 0. */
+ZAN_EXPORT zan_word method_false(void);
+
+/* Registers under a name. The object now registered there: another one when the
+ * name is taken by an object of the same class (x is freed then), null on error. */
+ZAN_EXPORT void *object_register(symbol *name_space, symbol *name, void *x);
+ZAN_EXPORT long object_unregister(void *x);
+ZAN_EXPORT void *object_findregistered(symbol *name_space, symbol *name);
+ZAN_EXPORT long object_findregisteredbyptr(symbol **name_space, symbol **name, void *x);
+/* A client of a name receives notify(client, name, message, sender, data); the
+ * name may be registered later. The sender, or null when it isn't there yet. */
+ZAN_EXPORT void *object_attach(symbol *name_space, symbol *name, void *client);
+ZAN_EXPORT long object_detach(symbol *name_space, symbol *name, void *client);
+/* Sends every client of x `notify`. Clients may come and go meanwhile. */
+ZAN_EXPORT long object_notify(void *x, symbol *message, void *data);
+
+/* Reports. `x` names the source, null for none. Any thread. */
+ZAN_EXPORT void object_error(void *x, const char *format, ...) __attribute__((format(printf, 2, 3)));
+ZAN_EXPORT void object_warn(void *x, const char *format, ...) __attribute__((format(printf, 2, 3)));
+ZAN_EXPORT void object_post(void *x, const char *format, ...) __attribute__((format(printf, 2, 3)));
+ZAN_EXPORT void cpost(const char *format, ...);
+
+/* The obex: words under symbol keys, per object. lookup stores into *value and
+ * gives 0, or leaves it and gives zan_err_generic. Flag 1 of storeflags marks a
+ * plain pointer that is not freed with the object; without it a stored object is. */
+ZAN_EXPORT long object_obex_lookup(void *x, symbol *key, void **value);
+ZAN_EXPORT long object_obex_store(void *x, symbol *key, void *value);
+ZAN_EXPORT long object_obex_storeflags(void *x, symbol *key, void *value, long flags);
+
+/* A copy of an object by its message object_clone, else by object_clone_generic:
+ * a new instance with the same bytes behind the header. Null on failure. */
+ZAN_EXPORT void *object_clone(void *x);
+ZAN_EXPORT void *object_clone_generic(void *x);
+
+/* Marks in a method object's "groupreference" and "undocumented" attributes. */
+ZAN_EXPORT long object_refpage_method_is_groupreference(void *method_object);
+ZAN_EXPORT long object_refpage_method_is_undocumented(void *method_object);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

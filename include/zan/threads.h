@@ -1,0 +1,70 @@
+/* Threads, critical regions, clocks and the main thread's queue. */
+#ifndef ZAN_THREADS_H
+#define ZAN_THREADS_H
+#include <zan/base.h>
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct zan_thread *zan_thread_handle;
+typedef struct zan_mutex *zan_mutex_handle;
+typedef struct zan_cond *zan_cond_handle;
+
+/* 0 for stack size, priority and flags are the host's defaults. Host error numbers. */
+ZAN_EXPORT long systhread_create(void *(*fn)(void *), void *arg, long stack_size, long priority, long flags,
+                                 zan_thread_handle *thread);
+ZAN_EXPORT long systhread_join(zan_thread_handle thread, void **result);
+ZAN_EXPORT long systhread_mutex_new(zan_mutex_handle *mutex, long flags);
+ZAN_EXPORT long systhread_mutex_free(zan_mutex_handle mutex);
+ZAN_EXPORT long systhread_mutex_lock(zan_mutex_handle mutex);
+ZAN_EXPORT long systhread_mutex_unlock(zan_mutex_handle mutex);
+ZAN_EXPORT long systhread_cond_new(zan_cond_handle *cond, long flags);
+ZAN_EXPORT long systhread_cond_free(zan_cond_handle cond);
+/* Waits with the mutex released; may wake without cause. A waiter spins for some
+ * 20 microseconds before it sleeps, so that work handed over at video rate starts
+ * at once. */
+ZAN_EXPORT long systhread_cond_wait(zan_cond_handle cond, zan_mutex_handle mutex);
+ZAN_EXPORT long systhread_cond_signal(zan_cond_handle cond);
+ZAN_EXPORT long systhread_cond_broadcast(zan_cond_handle cond);
+/* Processors that this process may use, at least 1. */
+ZAN_EXPORT long sysparallel_processorcount(void);
+
+/* Critical region 0 is the global one; 1 to 7 are others. Recursive. */
+ZAN_EXPORT void critical_enter(long region);
+ZAN_EXPORT void critical_exit(long region);
+
+/* Milliseconds since the host was loaded; the same with fractions. */
+ZAN_EXPORT uint32_t systime_ticks(void);
+ZAN_EXPORT double systimer_gettime(void);
+
+/* A clock calls fn(object) once on the scheduler thread, `ms` from now; a new
+ * delay replaces the one under way. */
+ZAN_EXPORT void *clock_new(void *x, void (*fn)(void *));
+ZAN_EXPORT void clock_delay(void *clock, long ms);
+ZAN_EXPORT void clock_fdelay(void *clock, double ms);
+ZAN_EXPORT void clock_unset(void *clock);
+
+/* A qelem calls fn(object) on the main thread; settings that come before it has
+ * run are one. `front` puts it ahead of the others. */
+ZAN_EXPORT void *qelem_new(void *x, void (*fn)(void *));
+ZAN_EXPORT void qelem_set(void *qelem);
+ZAN_EXPORT void qelem_front(void *qelem);
+ZAN_EXPORT void qelem_unset(void *qelem);
+ZAN_EXPORT void qelem_free(void *qelem);
+
+/* fn(object, selector, argc, argv) on the main thread: at once when called there,
+ * else queued with a copy of the atoms (defer ahead of all that is queued low).
+ * What is queued for an object is dropped when the object is freed. */
+typedef void (*zan_deferred)(void *x, symbol *s, long argc, atom *argv);
+ZAN_EXPORT long defer(void *x, zan_method fn, symbol *s, long argc, atom *argv);
+ZAN_EXPORT long defer_low(void *x, zan_method fn, symbol *s, long argc, atom *argv);
+/* Non-zero on the scheduler thread. */
+ZAN_EXPORT long sched_isinpoll(void);
+
+/* fn(arg) when the host stops (zan_stop) or the process exits, last in first out. */
+ZAN_EXPORT void quittask_install(zan_method fn, void *arg);
+
+#ifdef __cplusplus
+}
+#endif
+#endif
