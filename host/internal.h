@@ -2,7 +2,7 @@
 // object kernel, the queues and the cords, and the order in which the host's own
 // classes come up.
 #pragma once
-#include <zan/zan.h>
+#include <zan/host.h>
 
 namespace zan {
 
@@ -24,14 +24,36 @@ void init_dictionary_class(); // dictionary.cpp
 void init_attribute_classes(); // attributes.cpp
 void init_binbuf_class();     // binbuf.cpp
 void init_sketch_image_class(); // sketch_image.cpp
+void init_queue_classes();    // queue.cpp: clock, qelem
+void init_outlet_classes();   // outlets.cpp: outlet, proxy
 void init_receiver();         // receiver.cpp: the object behind the name "zan"
 
-// Drop what is queued for an object that is being freed (queue.cpp).
+// Drop what is queued for an object that is being freed, and wait for a piece of it
+// that another thread is running now (queue.cpp). Called while state_has_queued is
+// set: ahead of the free function, and once more behind it, in case that queued.
 void queue_forget(object *x);
 // Delete the outlets, proxies and cords of an object that is being freed (outlets.cpp).
+// Called while state_has_cords is set, behind the free function: that one may have
+// freed proxies and outlets itself.
 void cords_forget(object *x);
 // The registered main thread is calling, or none has been named yet (queue.cpp).
 bool on_main_thread();
+
+zan_class *class_in_making();     // the class that this thread made last, or null (classes.cpp)
+long object_count(symbol *name);  // objects alive, of one class name or of all (objects.cpp)
+
+// Whether x is a live object. Any pointer may be asked about: objects lie on 16-byte
+// boundaries, so the magic word of what does is on the same page as x itself.
+__attribute__((no_sanitize("address", "thread"), noinline)) inline bool looks_live(const void *x)
+{
+    return x && !(reinterpret_cast<uintptr_t>(x) & 15) &&
+           static_cast<const volatile object *>(x)->magic == ZAN_OBJECT_MAGIC;
+}
+// Marks x for queue_forget or cords_forget; any thread.
+inline void mark_state(object *x, intptr_t bit)
+{
+    __atomic_fetch_or(&x->state, bit, __ATOMIC_RELAXED);
+}
 
 symbol *nobox(); // the namespace "nobox"
 
