@@ -54,6 +54,8 @@ inline void mark_state(object *x, intptr_t bit)
 {
     __atomic_fetch_or(&x->state, bit, __ATOMIC_RELAXED);
 }
+// Loads NAME.so along the search path (modules.cpp); true when a module was loaded.
+bool load_module_for(symbol *classname);
 
 symbol *nobox(); // the namespace "nobox"
 

@@ -8,6 +8,7 @@
 #include <zan/attributes.h>
 #include <zan/collections.h>
 #include <zan/memory.h>
+#include <zan/module.h>
 #include <zan/threads.h>
 #include <zan/outlets.h>
 #include <zan/files.h>

@@ -1,0 +1,80 @@
+// Loading of separately built modules, by file or by the name of a box class that a
+// patch asks for: NAME.so along the search path.
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include <zan/files.h>
+#include <zan/module.h>
+#include <zan/objects.h>
+
+#include "internal.h"
+
+namespace {
+
+std::mutex loaded_mutex;
+
+std::set<std::string> &loaded_files()
+{
+    static std::set<std::string> files;
+    return files;
+}
+
+long refuse(const char *filename, const char *why)
+{
+    object_error(nullptr, "%s: can't be loaded: %s", filename, why);
+    return zan_err_generic;
+}
+
+} // namespace
+
+long zan_load_module(const char *filename)
+{
+    if (!filename)
+        return zan_err_invalid_ptr;
+    char *real = realpath(filename, nullptr);
+    const std::string file = real ? real : filename;
+    std::free(real);
+    {
+        std::lock_guard lock(loaded_mutex);
+        if (!loaded_files().insert(file).second)
+            return zan_err_none;
+    }
+    const auto forget = [&](const char *why) {
+        std::lock_guard lock(loaded_mutex);
+        loaded_files().erase(file);
+        return refuse(filename, why);
+    };
+    void *handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!handle)
+        return forget(dlerror());
+    const auto *module = static_cast<const zan_module *>(dlsym(handle, "zan_module_record"));
+    if (!module)
+        return forget("it is a shared object, but no module: it has no zan_module_record");
+    if (module->interface_number != ZAN_MODULE_INTERFACE || module->word_size != sizeof(zan_word))
+        return forget("it was built for another interface of the host");
+    zan::boot();
+    // A module stays loaded even when its init fails: classes of it may be in use.
+    const long result = module->init();
+    if (result != zan_err_none)
+        return refuse(filename, "its set-up failed");
+    return zan_err_none;
+}
+
+bool zan::load_module_for(symbol *classname)
+{
+    char name[ZAN_NAME_SIZE], full[ZAN_NAME_SIZE];
+    if (!classname || std::strlen(classname->name) + 4 > sizeof name || std::strchr(classname->name, '/'))
+        return false;
+    std::strcpy(name, classname->name);
+    std::strcat(name, ".so");
+    short path = 0;
+    uint32_t type = 0;
+    if (locatefile_extended(name, &path, &type, nullptr, 0) || path_topathname(path, name, full))
+        return false;
+    return zan_load_module(full) == zan_err_none;
+}
