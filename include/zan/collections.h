@@ -34,14 +34,19 @@ ZAN_EXPORT long hashtab_funall(void *table, void (*fn)(zan_hashtab_entry *, void
 /* fn(value, data) for each value. */
 ZAN_EXPORT long hashtab_objfunall(void *table, void (*fn)(void *, void *), void *data);
 
-/* ---- linked lists of pointers, which free their items unless chucked ---- */
+/* ---- linked lists of pointers, which free their items unless chucked ----
+ * An item that is a live object is freed with object_free; any other word is only
+ * taken out. A list answers each call's tail as a message (getindex, append, ...),
+ * insertindex and deleteindex also as insert and delete, methodall and methodindex
+ * with as many words as are left of the message's eight. Null items are kept. */
 typedef long (*zan_compare)(void *item, void *data);
 
 ZAN_EXPORT void *linklist_new(void);
 ZAN_EXPORT long linklist_getsize(void *list);
 /* Null beyond the ends. */
 ZAN_EXPORT void *linklist_getindex(void *list, long index);
-/* Both give the index of the item, -1 when it can't be put in. */
+/* Both give the index of the item, -1 when it can't be put in (a negative index, no
+ * memory). An index beyond the end appends. */
 ZAN_EXPORT long linklist_append(void *list, void *item);
 ZAN_EXPORT long linklist_insertindex(void *list, void *item, long index);
 /* Takes the item out and frees it; takes it out and keeps it. Host error number. */
@@ -60,7 +65,7 @@ ZAN_EXPORT long linklist_findfirst(void *list, void **found, zan_compare compare
 /* *found is a new list of all such items; chuck it. */
 ZAN_EXPORT void linklist_findall(void *list, void **found, zan_compare compare, void *data);
 ZAN_EXPORT void linklist_funall(void *list, void (*fn)(void *, void *), void *data);
-/* The same over a copy: fn may change the list. */
+/* The same over a copy: fn may change the list; items that left it are passed over. */
 ZAN_EXPORT void linklist_funallsafe(void *list, void (*fn)(void *, void *), void *data);
 ZAN_EXPORT long linklist_funindex(void *list, long index, zan_word (*fn)(void *, void *), void *data);
 /* A message with eight words to every item, or to one. The (last) result. */
