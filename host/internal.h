@@ -2,6 +2,10 @@
 // object kernel, the queues and the cords, and the order in which the host's own
 // classes come up.
 #pragma once
+#include <atomic>
+#include <cstdio>
+#include <string>
+#include <string_view>
 #include <zan/host.h>
 
 namespace zan {
@@ -59,4 +63,66 @@ bool load_module_for(symbol *classname);
 
 symbol *nobox(); // the namespace "nobox"
 
+// A four-character code as a word.
+constexpr uint32_t file_code(const char (&text)[5])
+{
+    uint32_t code = 0;
+    for (int i = 0; i < 4; ++i)
+        code = code << 8 | static_cast<unsigned char>(text[i]);
+    return code;
+}
+// The absolute name of a file in a folder; empty for an unknown path (paths.cpp).
+std::string full_name(short path, const char *name);
+// The identifier of a folder by its absolute name; 0 when no more can be given out (paths.cpp).
+short path_of_folder(const std::string &folder);
+// The four-character type of a file, 'fold' for a folder, 0 when it isn't known or there (files.cpp).
+uint32_t file_type(const std::string &fullname);
+// What its first bytes say a file is ("a GIF"); null when they say nothing (files.cpp).
+const char *kind_of_bytes(std::string_view bytes);
+// The whole of a file, at most `limit` bytes; 0 or a positive errno, EFBIG when there is more (files.cpp).
+int read_whole_file(const std::string &fullname, size_t limit, std::string &bytes);
+
+// A file that appears under its name only when it is whole: written under a temporary
+// name beside it, renamed by commit, removed without (files.cpp).
+class whole_file {
+public:
+    explicit whole_file(const std::string &fullname);
+    ~whole_file();
+    whole_file(const whole_file &) = delete;
+    whole_file &operator=(const whole_file &) = delete;
+    FILE *stream() const { return stream_; } // null when it couldn't be made
+    int commit();                            // 0 or a positive errno, of any earlier failure too
+
+private:
+    std::string name_, temporary_; // no temporary name: a device or pipe, written straight
+    FILE *stream_ = nullptr;
+    int error_ = 0;
+};
+
+// Pictures. A decoder gives a surface of format 0 with one reference, or null and in
+// `why` what is wrong, as the end of "this PNG is ...". Neither longjmp nor an
+// exception leaves them.
+constexpr long max_picture_pixels = 1L << 28;
+zan_surface *surface_create(long width, long height); // null when memory is out (surfaces.cpp)
+zan_surface *surface_retain(zan_surface *s);
+zan_surface *decode_png(std::string_view bytes, std::string &why);  // picture_png.cpp
+zan_surface *decode_jpeg(std::string_view bytes, std::string &why); // picture_jpeg.cpp
+// Encoders write to a stream; false and what went wrong, but for the stream's own errors.
+bool encode_png(const zan_surface &s, double dpi, FILE *stream, std::string &why);
+bool encode_jpeg(const zan_surface &s, FILE *stream, std::string &why);
+// A resolution to a hundredth, which is finer than any file keeps; 72 for nonsense.
+double tidy_dpi(double dpi);
+
 } // namespace zan
+
+typedef struct _cairo_surface cairo_surface_t;
+
+struct zan_surface {
+    cairo_surface_t *cairo; // null for three bytes a pixel and for what cairo can't hold
+    unsigned char *pixels;  // cairo's, the caller's, or from sysmem
+    long format, width, height, stride;
+    double dpi;
+    std::atomic<long> references;
+    void (*destroy)(void *); // what becomes of the pixels, with `data`; may be null
+    void *data;
+};

@@ -11,7 +11,9 @@ extern "C" {
  * else vokra/preferences.txt in the user's configuration folder). */
 ZAN_EXPORT symbol *preferences_getsym(const char *name);
 ZAN_EXPORT zan_word preferences_getlong(const char *name);
-/* For this process; preferences_save writes them to the file. */
+/* For this process; preferences_save writes them to the file, whose other lines and
+ * comments ("# ...") stay. A name is one word, a value one line; the empty symbol or
+ * null takes the preference away. Any thread. */
 ZAN_EXPORT void preferences_setsym(const char *name, symbol *value);
 ZAN_EXPORT void preferences_setlong(const char *name, zan_word value);
 ZAN_EXPORT long preferences_save(void);
