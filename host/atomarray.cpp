@@ -64,7 +64,7 @@ long getvalueof(atomarray *array, long *argc, atom **argv)
     return zan_err_none;
 }
 
-void *clone(atomarray *array) { return create(array->ac, array->av); }
+void *copy_of(atomarray *array) { return create(array->ac, array->av); }
 
 zan_word clear(atomarray *array) { return set_atoms(array, 0, nullptr); }
 
@@ -79,7 +79,7 @@ void zan::init_atomarray_class()
     class_addmethod(c, method(&atomarray_getsize), "getsize", argtype_cant, 0);
     class_addmethod(c, method(&atomarray_getatoms), "getatoms", argtype_cant, 0);
     class_addmethod(c, method(&clear), "clear", argtype_cant, 0);
-    class_addmethod(c, method(&clone), "object_clone", argtype_cant, 0);
+    class_addmethod(c, method(&copy_of), "object_clone", argtype_cant, 0);
     class_addtypedwrapper(c, method(&create_typed), "new", argtype_gimme, 0);
     class_register(nobox(), c);
     array_class = c;

@@ -97,14 +97,20 @@ ZAN_EXPORT short getfolder(short *path);
 /* Script text: messages ended by semicolons (a comma sends another message to the
  * same receiver), the first word of each the name of a receiver, whose `thing`
  * gets the rest. An unknown receiver or message is an error with its line, and the
- * next message runs. */
+ * next message runs. Where a message would begin, "# " (or ## or #!) begins a comment
+ * up to the end of the line. Words are written as readatom reads them. */
 ZAN_EXPORT void *binbuf_new(void);
+/* Reads a script file. A file that can't be opened gives the error of path_opensysfile
+ * and no report; text that is no script is reported with its line. */
 ZAN_EXPORT short binbuf_read(void *buffer, const char *name, short path, short flags);
-/* Replaces the contents from memory; host error number, with the line reported. */
+/* Replaces the contents from memory (a negative size: up to the NUL); host error
+ * number, with the line reported, and then nothing is held. At most 64 MiB. */
 ZAN_EXPORT long binbuf_settext(void *buffer, const char *text, long size);
-/* With a receiver, every message goes to it. argc, argv stand for $1, $2... */
+/* With a receiver, every message goes to it, but one with a semicolon of its own at
+ * its start (";name message", "a; ;name message") still names its receiver. argc, argv
+ * stand for $1, $2... (0 where missing). The result of the last message that ran. */
 ZAN_EXPORT void *binbuf_eval(void *buffer, long argc, atom *argv, void *receiver);
-/* The atoms held, semicolons and commas as their tags. */
+/* The atoms held (*argv is good until they change), semicolons and commas as their tags. */
 ZAN_EXPORT long binbuf_getatoms(void *buffer, long *argc, atom **argv);
 
 #ifdef __cplusplus

@@ -1,0 +1,402 @@
+// Script text: class "binbuf" in namespace "nobox", messages read from a file or from
+// memory and run. Every report names the file and the line, and what can't be run is
+// passed over, so that one wrong line costs one message. Reached through
+// include/zan/files.h.
+#include "internal.h"
+#include "text_reader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using zan::text_reader;
+
+constexpr long most_text = 64L << 20; // bytes; a script that is longer is no script
+constexpr long most_reports = 50;     // an evaluation that goes wrong everywhere says so this often
+constexpr int most_nested = 64;       // scripts that run scripts
+
+// What was read, never changed afterwards: an evaluation holds on to it while its
+// messages may read something else into the object, or free it.
+struct script {
+    std::string name = "script"; // the file's, for reports
+    std::vector<atom> atoms;
+    std::vector<int32_t> lines; // one an atom
+};
+
+struct binbuf {
+    object header;
+    std::shared_ptr<script> contents; // null while nothing was read
+};
+
+zan_class *binbuf_class;
+
+binbuf *binbuf_of(void *x)
+{
+    binbuf *b = static_cast<binbuf *>(x);
+    return b && b->header.magic == ZAN_OBJECT_MAGIC ? b : nullptr;
+}
+
+void destroy(binbuf *b) { std::destroy_at(&b->contents); }
+
+// ---- reading ----
+
+long read_text(binbuf *b, const char *name, const char *text, long size)
+{
+    b->contents.reset();
+    if (!text)
+        return zan_err_invalid_ptr;
+    if (size < 0)
+        size = long(strlen(text));
+    auto read = std::make_shared<script>();
+    if (name && name[0])
+        read->name = name;
+    if (size > most_text) {
+        object_error(b, "%s: %ld bytes are too many for a script (at most %ld)", read->name.c_str(), size, most_text);
+        return zan_err_generic;
+    }
+    text_reader reader{text, size_t(size)};
+    if (size >= 3 && memcmp(text, "\xEF\xBB\xBF", 3) == 0)
+        reader.at = 3; // a byte order mark
+    if (const void *nul = memchr(text, 0, size_t(size))) {
+        const char *end = static_cast<const char *>(nul);
+        while (text + reader.at < end)
+            reader.line += text[reader.at++] == '\n';
+        object_error(b, "%s, line %ld: a zero byte: this is no text", read->name.c_str(), reader.line);
+        return zan_err_generic;
+    }
+    std::string token;
+    for (bool starts_message = true; zan::skip_blanks(reader);) {
+        if (starts_message && zan::begins_comment({text + reader.at, size_t(size) - reader.at})) {
+            zan::skip_line(reader);
+            continue;
+        }
+        const long line = reader.line;
+        atom a;
+        zan::read_atom(reader, token, a);
+        if (reader.unterminated) {
+            object_error(b, "%s, line %ld: the quote \" that begins here has no end", read->name.c_str(), line);
+            return zan_err_generic;
+        }
+        starts_message = a.type == argtype_semi;
+        read->atoms.push_back(a);
+        read->lines.push_back(int32_t(line));
+    }
+    b->contents = std::move(read);
+    return zan_err_none;
+}
+
+// ---- running ----
+
+// The number of edits between two words, for finding what a person may have meant.
+long distance(std::string_view a, std::string_view b)
+{
+    std::vector<long> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); j++)
+        row[j] = long(j);
+    for (size_t i = 1; i <= a.size(); i++) {
+        long diagonal = row[0];
+        row[0] = long(i);
+        for (size_t j = 1; j <= b.size(); j++) {
+            const long changed = diagonal + (a[i - 1] != b[j - 1]);
+            diagonal = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, changed});
+        }
+    }
+    return row[b.size()];
+}
+
+bool is_public(void *x, symbol *name)
+{
+    const zan_messlist *entry = object_mess(x, name);
+    return entry && entry->types[0] != argtype_cant;
+}
+
+// The public message or attribute of x whose name is nearest, null when none is near.
+symbol *nearest_message(void *x, const symbol *wanted)
+{
+    const std::string_view word = wanted->name;
+    if (word.size() > 64)
+        return nullptr;
+    symbol *best = nullptr;
+    long best_distance = long(word.size()) / 3 + 2;
+    const auto consider = [&](symbol **names, long count, bool methods) {
+        for (long i = 0; i < count; i++) {
+            if (strlen(names[i]->name) > 64 || (methods && !is_public(x, names[i])))
+                continue;
+            const long d = distance(word, names[i]->name);
+            if (d < best_distance) {
+                best_distance = d;
+                best = names[i];
+            }
+        }
+        sysmem_freeptr(names);
+    };
+    long count = 0;
+    symbol **names = nullptr;
+    if (void *methods = class_extra_lookup(object_class(x), gensym("methods"));
+        methods && hashtab_getkeys(methods, &count, &names) == zan_err_none)
+        consider(names, count, true);
+    count = 0;
+    names = nullptr;
+    if (object_attr_getnames(x, &count, &names) == zan_err_none)
+        consider(names, count, false);
+    return best;
+}
+
+// Whether typedmess will find a way to deliver the message: what it would refuse is
+// refused here, where the line is known.
+bool understands(void *x, symbol *selector)
+{
+    if (object_mess(x, selector))
+        return is_public(x, selector);
+    if (object_attr_get(x, selector))
+        return true;
+    if (strncmp(selector->name, "get", 3) == 0 && object_attr_get(x, gensym(selector->name + 3)))
+        return true;
+    return zgetfn(x, gensym("decorator")) != nullptr;
+}
+
+// A name's `thing` may be any word that someone keeps there, a function too.
+void *live_object(void *thing)
+{
+    const uintptr_t address = reinterpret_cast<uintptr_t>(thing);
+    return address >= 65536 && address % alignof(object) == 0 && static_cast<object *>(thing)->magic == ZAN_OBJECT_MAGIC
+               ? thing
+               : nullptr;
+}
+
+class evaluation {
+public:
+    evaluation(std::shared_ptr<const script> what, long count, const atom *arguments, void *to)
+        : text(std::move(what)), argc(count), argv(arguments), receiver(to)
+    {
+    }
+
+    zan_word run()
+    {
+        const std::vector<atom> &atoms = text->atoms;
+        for (size_t i = 0; i < atoms.size();) {
+            // a semicolon with no message ahead of it: the next message names its receiver
+            bool named = !receiver;
+            for (; i < atoms.size() && atoms[i].type == argtype_semi; i++)
+                named = true;
+            bool first = true;
+            symbol *name = nullptr;
+            for (bool more = i < atoms.size(); more;) {
+                line = text->lines[i];
+                words.clear();
+                while (i < atoms.size() && atoms[i].type != argtype_semi && atoms[i].type != argtype_comma)
+                    words.push_back(substituted(atoms[i++]));
+                more = i < atoms.size() && atoms[i].type == argtype_comma;
+                i += i < atoms.size();
+                more = more && i < atoms.size();
+                part(named, first, name);
+                first = false;
+            }
+        }
+        if (reports > most_reports)
+            object_error(nullptr, "%s: %ld more errors", text->name.c_str(), reports - most_reports);
+        return result;
+    }
+
+private:
+    atom substituted(const atom &a) const
+    {
+        atom to = a;
+        if (a.type == argtype_dollar) {
+            if (argv && a.value.as_long >= 1 && a.value.as_long <= argc)
+                return argv[a.value.as_long - 1];
+            atom_setlong(&to, 0);
+        } else if (a.type == argtype_dollsym) {
+            atom_setsym(&to, gensym(zan::substitute(a.value.as_sym->name, argc, argv).c_str()));
+        }
+        return to;
+    }
+
+    // One message: from a receiver's name to a comma, or from a comma to the next one.
+    void part(bool named, bool first, symbol *&name)
+    {
+        if (words.empty())
+            return;
+        size_t from = 0;
+        if (named && first) {
+            if (words[0].type != argtype_sym) {
+                std::string found;
+                zan::append_atoms(found, 1, &words[0], 0);
+                return report("expected the name of a receiver, found", found.c_str());
+            }
+            name = words[0].value.as_sym;
+            from = 1;
+        } else if (named && !name) {
+            return; // the receiver's name was no name: reported
+        }
+        void *target = receiver;
+        if (named) { // looked up for every message: one may take the receiver away
+            if (!name->thing)
+                return report("no receiver has the name", name->name);
+            target = live_object(name->thing);
+            if (!target)
+                return report("what has this name takes no messages:", name->name);
+        }
+        deliver(target, long(words.size() - from), words.data() + from);
+    }
+
+    void deliver(void *target, long count, atom *message)
+    {
+        symbol *selector;
+        if (count == 0) {
+            selector = gensym("bang");
+        } else if (message[0].type == argtype_sym) {
+            selector = message[0].value.as_sym;
+            count--;
+            message++;
+        } else {
+            selector = gensym(count > 1 || message[0].type == argtype_obj ? "list"
+                              : message[0].type == argtype_float          ? "float"
+                                                                          : "int");
+        }
+        if (understands(target, selector)) {
+            result = typedmess(target, selector, count, message);
+            return;
+        }
+        const symbol *classname = object_classname(target);
+        std::string what = std::string(classname ? classname->name : "object") + " has no message";
+        const symbol *near = nearest_message(target, selector);
+        report(what.c_str(), selector->name, near ? near->name : nullptr);
+    }
+
+    void report(const char *what, const char *word, const char *near = nullptr)
+    {
+        if (++reports > most_reports)
+            return;
+        if (near)
+            object_error(nullptr, "%s, line %ld: %s \"%.200s\"; the nearest is \"%s\"", text->name.c_str(), line, what,
+                         word, near);
+        else
+            object_error(nullptr, "%s, line %ld: %s \"%.200s\"", text->name.c_str(), line, what, word);
+    }
+
+    std::shared_ptr<const script> text;
+    long argc;
+    const atom *argv;
+    void *receiver;
+    std::vector<atom> words; // of the message that runs
+    long line = 0;
+    long reports = 0;
+    zan_word result = 0;
+};
+
+thread_local int nested;
+
+zan_word clear(binbuf *b)
+{
+    b->contents.reset();
+    return 0;
+}
+
+} // namespace
+
+void zan::init_binbuf_class()
+{
+    const auto method = [](auto *fn) { return reinterpret_cast<zan_method>(fn); };
+    zan_class *c =
+        class_new("binbuf", method(&binbuf_new), method(&destroy), sizeof(binbuf), nullptr, argtype_cant, 0);
+    class_addmethod(c, method(&binbuf_read), "read", argtype_cant, 0);
+    class_addmethod(c, method(&binbuf_settext), "settext", argtype_cant, 0);
+    class_addmethod(c, method(&binbuf_eval), "eval", argtype_cant, 0);
+    class_addmethod(c, method(&binbuf_getatoms), "getatoms", argtype_cant, 0);
+    class_addmethod(c, method(&clear), "clear", argtype_cant, 0);
+    class_register(nobox(), c);
+    binbuf_class = c;
+}
+
+extern "C" {
+
+void *binbuf_new(void)
+{
+    zan::boot();
+    binbuf *b = static_cast<binbuf *>(object_alloc(binbuf_class));
+    if (b)
+        std::construct_at(&b->contents);
+    return b;
+}
+
+short binbuf_read(void *x, const char *name, short path, short flags)
+{
+    binbuf *b = binbuf_of(x);
+    if (!b || !name)
+        return zan_err_invalid_ptr;
+    zan_file_handle file = nullptr;
+    if (const long error = path_opensysfile(name, path, &file, 1))
+        return short(error); // the caller's to tell or to pass over
+    long error = zan_err_generic, size = 0;
+    if (sysfile_geteof(file, &size) == 0 && size > most_text) {
+        object_error(b, "%s: %ld bytes are too many for a script (at most %ld)", name, size, most_text);
+    } else if (zan_handle text = sysmem_newhandle(0)) {
+        error = sysfile_readtextfile(file, text, most_text, 0);
+        if (!error)
+            error = [&] {
+                try {
+                    return read_text(b, name, *text, sysmem_handlesize(text));
+                } catch (const std::bad_alloc &) {
+                    return long(zan_err_out_of_mem);
+                }
+            }();
+        sysmem_freehandle(text);
+    } else {
+        error = zan_err_out_of_mem;
+    }
+    sysfile_close(file);
+    return short(error);
+}
+
+long binbuf_settext(void *x, const char *text, long size)
+{
+    binbuf *b = binbuf_of(x);
+    if (!b)
+        return zan_err_invalid_ptr;
+    try {
+        return read_text(b, nullptr, text, size);
+    } catch (const std::bad_alloc &) {
+        b->contents.reset();
+        return zan_err_out_of_mem;
+    }
+}
+
+void *binbuf_eval(void *x, long argc, atom *argv, void *receiver)
+{
+    binbuf *b = binbuf_of(x);
+    if (!b || !b->contents)
+        return nullptr;
+    if (nested >= most_nested) {
+        object_error(b, "%s: scripts run scripts more than %d deep", b->contents->name.c_str(), most_nested);
+        return nullptr;
+    }
+    nested++;
+    zan_word result = 0;
+    try {
+        result = evaluation(b->contents, argc, argv, receiver).run();
+    } catch (const std::bad_alloc &) {
+        object_error(nullptr, "out of memory while a script ran");
+    }
+    nested--;
+    return reinterpret_cast<void *>(result);
+}
+
+long binbuf_getatoms(void *x, long *argc, atom **argv)
+{
+    const binbuf *b = binbuf_of(x);
+    if (argc)
+        *argc = b && b->contents ? long(b->contents->atoms.size()) : 0;
+    if (argv)
+        *argv = b && b->contents ? b->contents->atoms.data() : nullptr;
+    return b ? zan_err_none : zan_err_invalid_ptr;
+}
+
+} // extern "C"
