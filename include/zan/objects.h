@@ -74,7 +74,8 @@ ZAN_EXPORT long object_detach(symbol *name_space, symbol *name, void *client);
 /* Sends every client of x `notify`. Clients may come and go meanwhile. */
 ZAN_EXPORT long object_notify(void *x, symbol *message, void *data);
 
-/* Reports. `x` names the source, null for none. Any thread. */
+/* Reports. `x` names the source, null for none. Any thread. Text is cut at 4095 bytes
+ * (not within a character), and one line feed at its end is taken off. */
 ZAN_EXPORT void object_error(void *x, const char *format, ...) __attribute__((format(printf, 2, 3)));
 ZAN_EXPORT void object_warn(void *x, const char *format, ...) __attribute__((format(printf, 2, 3)));
 ZAN_EXPORT void object_post(void *x, const char *format, ...) __attribute__((format(printf, 2, 3)));
