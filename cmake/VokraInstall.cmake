@@ -1,0 +1,21 @@
+# What `cmake --install` lays down: headers, both libraries, the program, a CMake
+# package and a pkg-config file, so that a module builds against an installed tree.
+include(CMakePackageConfigHelpers)
+
+add_library(headers INTERFACE)
+target_include_directories(headers INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+
+install(DIRECTORY include/zan include/vokra DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(TARGETS zan VokraAPI headers EXPORT vokra LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(TARGET vokra)
+  install(TARGETS vokra RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+set(package ${CMAKE_INSTALL_LIBDIR}/cmake/vokra)
+install(EXPORT vokra NAMESPACE vokra:: FILE vokraTargets.cmake DESTINATION ${package})
+file(WRITE ${CMAKE_BINARY_DIR}/vokraConfig.cmake "include(\${CMAKE_CURRENT_LIST_DIR}/vokraTargets.cmake)\n")
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/vokraConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/vokraConfig.cmake ${CMAKE_BINARY_DIR}/vokraConfigVersion.cmake DESTINATION ${package})
+
+configure_file(cmake/vokra.pc.in ${CMAKE_BINARY_DIR}/vokra.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/vokra.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
