@@ -14,7 +14,8 @@
 
 #include "internal.h"
 
-namespace {
+namespace
+{
 
 std::mutex loaded_mutex;
 

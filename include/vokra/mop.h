@@ -21,34 +21,34 @@ typedef vok_err (*vok_mop_ioproc)(vok_mop *mop, vok_mop_io *io, void *matrix);
 /* One input or output. Unknown messages go to the attached matrix. */
 struct vok_mop_io {
     object header;
-    void *special;          /* the wrapper's; on an output its outlet */
-    symbol *ioname;         /* in, in2, ... out, out2, ... */
-    symbol *matrixname;     /* name of the attached matrix */
-    void *matrix;           /* the attached matrix, not owned */
-    symbol *types[16];      /* allowed cell types, the preferred one first */
-    long mindim[32];        /* smallest extent per dimension; 0 no limit */
-    long maxdim[32];        /* largest extent per dimension; 0 no limit */
-    long typescount;        /* entries of types in use */
-    long mindimcount;       /* 0 no limit; also the count of the attribute mindim */
-    long maxdimcount;       /* 0 no limit; also the count of the attribute maxdim */
+    void *special;      /* the wrapper's; on an output its outlet */
+    symbol *ioname;     /* in, in2, ... out, out2, ... */
+    symbol *matrixname; /* name of the attached matrix */
+    void *matrix;       /* the attached matrix, not owned */
+    symbol *types[16];  /* allowed cell types, the preferred one first */
+    long mindim[32];    /* smallest extent per dimension; 0 no limit */
+    long maxdim[32];    /* largest extent per dimension; 0 no limit */
+    long typescount;    /* entries of types in use */
+    long mindimcount;   /* 0 no limit; also the count of the attribute mindim */
+    long maxdimcount;   /* 0 no limit; also the count of the attribute maxdim */
     long minplanecount;
     long maxplanecount;
-    char typelink;          /* follow the type of the first input */
-    char dimlink;           /* follow its dimensions */
-    char planelink;         /* follow its plane count */
+    char typelink;  /* follow the type of the first input */
+    char dimlink;   /* follow its dimensions */
+    char planelink; /* follow its plane count */
     vok_mop_ioproc ioproc;
 };
 
 struct vok_mop {
     object header;
-    void *special;     /* the wrapper's replacement for matrix_calc */
-    long inputcount;   /* negative: a variable number */
+    void *special;   /* the wrapper's replacement for matrix_calc */
+    long inputcount; /* negative: a variable number */
     long outputcount;
-    void *inputlist;   /* vok_linklist of vok_mop_io, owned */
+    void *inputlist; /* vok_linklist of vok_mop_io, owned */
     void *outputlist;
-    char caninplace;   /* an output may equal an input */
-    char adapt;        /* outputs and right inputs take the first input's format */
-    char outputmode;   /* 0 none, 1 calculate, 2 pass the input, 3 output as it stands */
+    char caninplace; /* an output may equal an input */
+    char adapt;      /* outputs and right inputs take the first input's format */
+    char outputmode; /* 0 none, 1 calculate, 2 pass the input, 3 output as it stands */
 };
 
 /* Start-up: both classes. */

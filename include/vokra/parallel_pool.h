@@ -20,26 +20,26 @@ typedef zan_word (*parallel_workerproc)(parallel_worker *worker);
 typedef struct parallel_task {
     object header;
     void *obex;
-    void *data;                    /* handed to every worker */
+    void *data; /* handed to every worker */
     parallel_workerproc workerproc;
-    long workercount;              /* 1 to 8, fixed at creation */
-    void *workers;                 /* linklist of parallel_worker in order of id, owned */
-    char priority;                 /* the pool: 8 high, 4 med, any other low */
-    char benchmark;                /* non-zero stamps the times */
-    long iteration;                /* nobody advances it */
-    double begintime;              /* milliseconds; 0.0 without benchmark */
+    long workercount; /* 1 to 8, fixed at creation */
+    void *workers;    /* linklist of parallel_worker in order of id, owned */
+    char priority;    /* the pool: 8 high, 4 med, any other low */
+    char benchmark;   /* non-zero stamps the times */
+    long iteration;   /* nobody advances it */
+    double begintime; /* milliseconds; 0.0 without benchmark */
     double endtime;
-    long cancel;                   /* a request that cooperating procedures may read */
+    long cancel; /* a request that cooperating procedures may read */
 } parallel_task;
 
 /* Class parallel_worker, namespace nobox. */
 struct parallel_worker {
     object header;
     void *obex;
-    void *data;                    /* the task's */
+    void *data; /* the task's */
     parallel_workerproc workerproc;
     parallel_task *task;
-    long id;                       /* place in the task's list, from 0 */
+    long id; /* place in the task's list, from 0 */
     double begintime;
     double endtime;
 };
@@ -48,19 +48,19 @@ typedef struct parallel_thread_pool parallel_thread_pool;
 
 /* One thread of a pool and its hand-over. */
 typedef struct parallel_thread_slot {
-    zan_thread_handle thread;      /* null until started; never reset */
-    zan_mutex_handle mutex;        /* the thread's own but for its condition wait */
-    zan_cond_handle cond;          /* signalled by the dispatcher */
-    parallel_worker *worker;       /* to run next */
-    long state;                    /* 0 never used, 1 a job waits, 2 the job is done */
+    zan_thread_handle thread; /* null until started; never reset */
+    zan_mutex_handle mutex;   /* the thread's own but for its condition wait */
+    zan_cond_handle cond;     /* signalled by the dispatcher */
+    parallel_worker *worker;  /* to run next */
+    long state;               /* 0 never used, 1 a job waits, 2 the job is done */
     parallel_thread_pool *pool;
 } parallel_thread_slot;
 
 struct parallel_thread_pool {
     parallel_thread_slot slots[8];
-    long count;                    /* workers handed out and not yet finished */
-    zan_mutex_handle mutex;        /* guards count */
-    zan_cond_handle cond;          /* broadcast when a worker finishes */
+    long count;             /* workers handed out and not yet finished */
+    zan_mutex_handle mutex; /* guards count */
+    zan_cond_handle cond;   /* broadcast when a worker finishes */
 };
 
 VOKRA_EXPORT extern parallel_thread_pool _pool_low, _pool_med, _pool_high;

@@ -2,13 +2,21 @@
 #ifndef VOKRA_VOKRA_H
 #define VOKRA_VOKRA_H
 
+#include <vokra/attributes.h>
 #include <vokra/base.h>
 #include <vokra/commonsyms.h>
 #include <vokra/kernel.h>
-#include <vokra/attributes.h>
-#include <vokra/memory.h>
+#include <vokra/matrix.h>
+#include <vokra/matrix_copy.h>
+#include <vokra/matrix_file.h>
+#include <vokra/matrix_image.h>
 #include <vokra/matrix_info.h>
+#include <vokra/memory.h>
+#include <vokra/mop.h>
+#include <vokra/numerics.h>
+#include <vokra/op.h>
 #include <vokra/parallel_ndim.h>
+#include <vokra/parallel_pool.h>
 #include <vokra/zpatcher_syms.h>
 
 #endif
