@@ -1,0 +1,143 @@
+// The vector functions of the cell operators, compiled once per instruction set. A
+// function picks its loop by the strides: contiguous, with one operand constant,
+// interleaved planes, or the plain loop that serves every case. The others are taken
+// only where no element of the output is read after it was written, so that all give
+// what the plain loop gives.
+#include "calc/vok.op.table.h"
+#include <vokra/numerics.h>
+
+#ifndef VOKRA_ISA
+#error "compiled per instruction set, see cmake/VokraCompile.cmake"
+#endif
+
+#define VOKRA_INDEPENDENT _Pragma("GCC ivdep")
+
+namespace vok::op::VOKRA_ISA {
+namespace {
+
+#include "calc/vok.op.bodies.h"
+
+template <typename T> struct run {
+    T *p;
+    long stride;
+};
+
+template <typename T> run<T> operand(const vok_op_vector_arg *arg)
+{
+    return {static_cast<T *>(arg->p), arg->stride};
+}
+
+// Whether n elements of `in` can be read in any order while `out` (stride above 0) is
+// written: they are the same run, or share no byte. Addresses are compared as
+// numbers, as they may belong to different blocks.
+template <typename T> bool apart(run<T> in, run<T> out, long n)
+{
+    const u64 a = reinterpret_cast<u64>(in.p), z = reinterpret_cast<u64>(out.p);
+    const u64 last = static_cast<u64>(n - 1) * sizeof(T);
+    const u64 a_end = a + last * static_cast<u64>(in.stride) + sizeof(T);
+    const u64 z_end = z + last * static_cast<u64>(out.stride) + sizeof(T);
+    return (a == z && in.stride == out.stride) || a_end <= z || z_end <= a;
+}
+
+// ---- one input ----
+
+template <typename Op, typename T> void contiguous(long n, const T *a, T *z)
+{
+    VOKRA_INDEPENDENT
+    for (long i = 0; i < n; i++)
+        z[i] = Op::of(a[i]);
+}
+
+template <typename Op, typename T> void plain(long n, run<T> a, run<T> z)
+{
+#pragma GCC unroll 4
+    for (long i = 0; i < n; i++, a.p += a.stride, z.p += z.stride)
+        *z.p = Op::of(*a.p);
+}
+
+template <typename Op, typename T>
+void unary(long n, void *, vok_op_vector_arg *arg_a, vok_op_vector_arg *, vok_op_vector_arg *arg_z)
+{
+    const run<T> a = operand<T>(arg_a), z = operand<T>(arg_z);
+    if (n < 1)
+        return;
+    if (z.stride == 1 && a.stride == 1 && apart(a, z, n))
+        contiguous<Op>(n, a.p, z.p);
+    else if (z.stride == 1 && a.stride == 0 && apart(a, z, n)) {
+        const T value = Op::of(*a.p);
+        for (long i = 0; i < n; i++)
+            z.p[i] = value;
+    } else
+        plain<Op>(n, a, z);
+}
+
+// ---- two inputs ----
+
+template <typename Op, typename T> void contiguous(long n, const T *a, const T *b, T *z)
+{
+    VOKRA_INDEPENDENT
+    for (long i = 0; i < n; i++)
+        z[i] = Op::of(a[i], b[i]);
+}
+
+template <typename Op, typename T> void constant_a(long n, T a, const T *b, T *z)
+{
+    VOKRA_INDEPENDENT
+    for (long i = 0; i < n; i++)
+        z[i] = Op::of(a, b[i]);
+}
+
+template <typename Op, typename T> void constant_b(long n, const T *a, T b, T *z)
+{
+    VOKRA_INDEPENDENT
+    for (long i = 0; i < n; i++)
+        z[i] = Op::of(a[i], b);
+}
+
+template <typename Op, typename T> void plain(long n, run<T> a, run<T> b, run<T> z)
+{
+#pragma GCC unroll 4
+    for (long i = 0; i < n; i++, a.p += a.stride, b.p += b.stride, z.p += z.stride)
+        *z.p = Op::of(*a.p, *b.p);
+}
+
+template <typename Op, typename T>
+void binary(long n, void *, vok_op_vector_arg *arg_a, vok_op_vector_arg *arg_b, vok_op_vector_arg *arg_z)
+{
+    const run<T> a = operand<T>(arg_a), b = operand<T>(arg_b), z = operand<T>(arg_z);
+    if (n < 1)
+        return;
+    const bool vector = z.stride == 1 && a.stride >= 0 && a.stride <= 1 && b.stride >= 0 && b.stride <= 1 &&
+                        apart(a, z, n) && apart(b, z, n);
+    if (vector && a.stride && b.stride)
+        contiguous<Op>(n, a.p, b.p, z.p);
+    else if (vector && a.stride)
+        constant_b<Op>(n, a.p, *b.p, z.p);
+    else if (vector && b.stride)
+        constant_a<Op>(n, *a.p, b.p, z.p);
+    else
+        plain<Op>(n, a, b, z);
+}
+
+// ---- the table ----
+
+template <typename Op, typename T, int inputs, domain d> constexpr vok_op_vector_fn function()
+{
+    if constexpr (d != every && (d == floats) != element<T>::is_float)
+        return nullptr;
+    else if constexpr (inputs == 1)
+        return unary<Op, T>;
+    else
+        return binary<Op, T>;
+}
+
+#define VOKRA_OP_FUNCTIONS(body, word, sign, inputs, domain, help)                                                 \
+    {function<body, u8, inputs, domain>(), function<body, i32, inputs, domain>(),                                  \
+     function<body, f32, inputs, domain>(), function<body, f64, inputs, domain>()},
+
+} // namespace
+
+extern const kernel_table kernels;
+constinit const kernel_table kernels = {{VOKRA_OPERATORS(VOKRA_OP_FUNCTIONS)}};
+
+} // namespace vok::op::VOKRA_ISA
