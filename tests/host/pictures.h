@@ -1,0 +1,107 @@
+// Makes PNG files by hand, of any colour type, depth and interlacing, with no
+// compression: what the picture readers are held against knows nothing of their
+// libraries.
+#pragma once
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace pictures {
+
+inline std::string be32(uint32_t v)
+{
+    return {static_cast<char>(v >> 24), static_cast<char>(v >> 16), static_cast<char>(v >> 8), static_cast<char>(v)};
+}
+
+inline std::string png_chunk(const std::string &name, const std::string &data)
+{
+    uint32_t crc = ~0u;
+    for (const char c : name + data) {
+        crc ^= static_cast<unsigned char>(c);
+        for (int i = 0; i < 8; ++i)
+            crc = crc & 1 ? crc >> 1 ^ 0xedb88320u : crc >> 1;
+    }
+    return be32(static_cast<uint32_t>(data.size())) + name + data + be32(~crc);
+}
+
+// A zlib stream of stored blocks.
+inline std::string zlib_stored(const std::string &data)
+{
+    std::string out = "\x78\x01";
+    uint32_t a = 1, b = 0;
+    for (size_t at = 0; at == 0 || at < data.size(); at += 65535) {
+        const std::string part = data.substr(at, 65535);
+        const auto n = static_cast<uint16_t>(part.size());
+        out += static_cast<char>(at + part.size() >= data.size());
+        for (const uint16_t v : {n, static_cast<uint16_t>(~n)}) {
+            out += static_cast<char>(v & 255);
+            out += static_cast<char>(v >> 8);
+        }
+        out += part;
+    }
+    for (const char c : data) {
+        a = (a + static_cast<unsigned char>(c)) % 65521;
+        b = (b + a) % 65521;
+    }
+    return out + be32(b << 16 | a);
+}
+
+enum colour_type { grey = 0, rgb = 2, palette = 3, grey_alpha = 4, rgb_alpha = 6 };
+inline int channels(int colour)
+{
+    return colour == rgb ? 3 : colour == grey_alpha ? 2 : colour == rgb_alpha ? 4 : 1;
+}
+
+struct png {
+    uint32_t width = 1, height = 1;
+    int depth = 8, colour = rgb;
+    bool interlaced = false;
+    std::vector<uint16_t> samples; // width * height * channels, each of `depth` bits
+    std::string chunks;            // between IHDR and IDAT: PLTE, tRNS, pHYs
+
+    uint16_t sample(uint32_t x, uint32_t y, int channel) const
+    {
+        return samples[(size_t(y) * width + x) * static_cast<size_t>(channels(colour)) + static_cast<size_t>(channel)];
+    }
+    std::string header() const
+    {
+        std::string data = be32(width) + be32(height);
+        for (const int v : {depth, colour, 0, 0, interlaced ? 1 : 0})
+            data += static_cast<char>(v);
+        return std::string("\x89PNG\r\n\x1a\n", 8) + png_chunk("IHDR", data);
+    }
+    // One pass of the picture: every (dx, dy)th pixel from (x0, y0), rows unfiltered.
+    std::string pass(uint32_t x0, uint32_t y0, uint32_t dx, uint32_t dy) const
+    {
+        std::string out;
+        for (uint32_t y = y0; y < height && x0 < width; y += dy) {
+            out += '\0'; // no filter
+            uint32_t gathered = 0;
+            int bits = 0;
+            for (uint32_t x = x0; x < width; x += dx)
+                for (int c = 0; c < channels(colour); ++c) {
+                    gathered = gathered << depth | sample(x, y, c);
+                    for (bits += depth; bits >= 8; bits -= 8)
+                        out += static_cast<char>(gathered >> (bits - 8));
+                }
+            if (bits)
+                out += static_cast<char>(gathered << (8 - bits));
+        }
+        return out;
+    }
+    std::string file() const
+    {
+        std::string data;
+        constexpr std::array<std::array<uint32_t, 4>, 7> adam7{
+            {{0, 0, 8, 8}, {4, 0, 8, 8}, {0, 4, 4, 8}, {2, 0, 4, 4}, {0, 2, 2, 4}, {1, 0, 2, 2}, {0, 1, 1, 2}}};
+        if (interlaced)
+            for (const auto &p : adam7)
+                data += pass(p[0], p[1], p[2], p[3]);
+        else
+            data = pass(0, 0, 1, 1);
+        return header() + chunks + png_chunk("IDAT", zlib_stored(data)) + png_chunk("IEND", "");
+    }
+};
+
+} // namespace pictures
