@@ -41,8 +41,9 @@ VOKRA_EXPORT vok_err vok_bin_write_matrix(zan_file_handle file, void *matrix);
 /* Reads the matrix chunk at the present position and gives the matrix its shape.
  * EROR, the matrix untouched: another chunk or type, a dimcount outside 0 to 32, a
  * planecount outside 1 to 32, a dim below 1, or more cells than a matrix can have.
- * A file that ends too early gives 0: the shape is the new one and the rest of the
- * cells is zero. vok_bin_matrix_filesize tells what the file should have had. */
+ * A file that ends too early gives 0: the matrix has its shape, and the cells that
+ * didn't come are as they were. vok_bin_matrix_filesize tells what the file should
+ * have had. */
 VOKRA_EXPORT vok_err vok_bin_read_matrix(zan_file_handle file, void *matrix);
 /* Bytes of the whole file that holds a matrix of this description; 0 for a type that
  * can't be stored. A file read with 0 whose end (sysfile_geteof) lies before it has
