@@ -3,16 +3,6 @@
 
 namespace zan {
 
-// A host without one of these families still starts.
-[[gnu::weak]] void init_linklist_class();
-[[gnu::weak]] void init_atomarray_class();
-[[gnu::weak]] void init_dictionary_class();
-[[gnu::weak]] void init_binbuf_class();
-[[gnu::weak]] void init_sketch_image_class();
-[[gnu::weak]] void init_queue_classes();
-[[gnu::weak]] void init_outlet_classes();
-[[gnu::weak]] void init_receiver();
-
 // A start-up row; each may rely on all those above it.
 struct boot_step {
     const char *name;
@@ -45,8 +35,7 @@ void boot()
         return;
     under_way = true;
     for (const boot_step &step : steps)
-        if (step.run)
-            step.run();
+        step.run();
     booted.store(true, std::memory_order_release);
 }
 
