@@ -25,6 +25,7 @@
 namespace {
 
 constexpr int64_t wait_spin_ns = 20000;  // how long a waiter turns before it sleeps
+constexpr int64_t longest_spin_ns = 80000; // the same where a sleep proved too short to be worth it
 constexpr int64_t lock_spin_ns = 4000;   // the same at a mutex: what it guards is short
 constexpr int turns_per_look = 8;        // pauses between two looks at the time
 
@@ -146,14 +147,18 @@ struct zan_mutex {
 struct zan_cond {
     std::atomic<uint32_t> sequence{0}; // one on with every signal
     std::atomic<uint32_t> sleepers{0};
+    std::atomic<int64_t> spin_ns{wait_spin_ns};
 
     void wait(zan_mutex &mutex)
     {
         // read with the mutex held: a signal from now on is seen
         const uint32_t seen = sequence.load(std::memory_order_acquire);
         mutex.unlock();
-        if (!spin_until_not(seen))
+        const int64_t began = now_ns();
+        if (!spin_until_not(seen)) {
             sleep_until_not(seen);
+            learn(now_ns() - began);
+        }
         mutex.lock();
     }
     void wake(int count)
@@ -166,9 +171,16 @@ struct zan_cond {
     }
 
 private:
+    // A sleep costs two wake-ups' time (30 microseconds each where an idle processor is
+    // given back to a hypervisor). Who joins a batch waits about that long for workers
+    // that slept: there, turning a little longer saves the second one.
+    void learn(int64_t waited)
+    {
+        spin_ns.store(waited < longest_spin_ns ? longest_spin_ns : wait_spin_ns, std::memory_order_relaxed);
+    }
     bool spin_until_not(uint32_t seen)
     {
-        spinner spin(wait_spin_ns);
+        spinner spin(spin_ns.load(std::memory_order_relaxed));
         do {
             if (sequence.load(std::memory_order_acquire) != seen)
                 return true;
