@@ -12,7 +12,6 @@
 #include <mutex>
 #include <new>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -77,8 +76,7 @@ struct state_t {
     std::vector<litter> litters;
     zan_class *outlet_class = nullptr;
     zan_class *proxy_class = nullptr;
-    symbol *bang = gensym("bang"), *an_int = gensym("int"), *a_float = gensym("float"), *list = gensym("list"),
-           *anything = gensym("anything");
+    symbol *bang = gensym("bang"), *an_int = gensym("int"), *a_float = gensym("float"), *list = gensym("list");
     symbol *in[typed_inlets], *ft[typed_inlets];
 
     state_t()
@@ -163,8 +161,11 @@ zan_messlist *public_message(object *box, symbol *sel)
 
 zan_word call(object *box, zan_messlist *m, symbol *sel, long argc, atom *argv)
 {
-    if (m->types[0] == argtype_gimme)
-        return reinterpret_cast<zan_word (*)(void *, symbol *, long, atom *)>(m->function)(box, sel, argc, argv);
+    if (m->types[0] == argtype_gimme) {
+        // a class may replace its method while messages travel
+        const zan_method fn = std::atomic_ref<zan_method>(m->function).load(std::memory_order_acquire);
+        return reinterpret_cast<zan_word (*)(void *, symbol *, long, atom *)>(fn)(box, sel, argc, argv);
+    }
     return object_method_typedfun(box, m, sel, argc, argv, nullptr);
 }
 
@@ -187,8 +188,8 @@ bool try_number(object *box, const atom &a, zan_word &result)
     return false;
 }
 
-// A message that the box has no method for: another form of a number or of a list, an
-// attribute, the method "anything", and last the error.
+// A message that the box has no method for: another form of a number or of a list; else
+// an attribute, the method "anything" or the error, as with any message.
 zan_word handle_other(object *box, symbol *sel, long argc, atom *argv)
 {
     const state_t &s = state();
@@ -203,11 +204,6 @@ zan_word handle_other(object *box, symbol *sel, long argc, atom *argv)
     if (listed && argc > 0 && argv->type == argtype_sym)
         if (zan_messlist *m = public_message(box, argv->value.as_sym))
             return call(box, m, argv->value.as_sym, argc - 1, argv + 1);
-    if (zan_messlist *m = public_message(box, s.anything)) {
-        const bool gets = !std::string_view(sel->name).compare(0, 3, "get");
-        if (!object_attr_get(box, sel) && !(gets && object_attr_get(box, gensym(sel->name + 3))))
-            return call(box, m, sel, argc, argv);
-    }
     return typedmess(box, sel, argc, argv);
 }
 

@@ -20,7 +20,9 @@ void write_line(void *x, const char *text)
 {
     const symbol *name = x ? object_classname(x) : nullptr;
     // one call a line, so that lines of several threads and processes don't mix
-    if (name)
+    // a text that begins with the class's name already keeps it as it is
+    const size_t length = name ? std::strlen(name->name) : 0;
+    if (name && !(std::strncmp(text, name->name, length) == 0 && text[length] == ':'))
         std::fprintf(stderr, "%s: %s\n", name->name, text);
     else
         std::fprintf(stderr, "%s\n", text);

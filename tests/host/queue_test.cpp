@@ -1,0 +1,606 @@
+// The main thread's queue, clocks, the scheduler thread, and stopping. Run these
+// under the thread checker too.
+#include "scratch.h"
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <zan/host.h>
+
+namespace {
+
+using words = std::vector<std::string>;
+
+words trail; // what ran, in order; main thread only
+
+template <class Fn> zan_method method(Fn *fn)
+{
+    return reinterpret_cast<zan_method>(fn);
+}
+
+void note_deferred(void *, symbol *s, long, atom *)
+{
+    trail.push_back(s->name);
+}
+
+template <class Fn> void elsewhere(Fn fn)
+{
+    std::thread(fn).join();
+}
+
+template <class Fn> bool within_seconds(Fn done)
+{
+    for (int i = 0; i < 10000; i++) {
+        if (done())
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
+}
+
+zan_class *thing_class()
+{
+    static zan_class *const c = [] {
+        zan_class *made = class_new("queue_thing", nullptr, nullptr, sizeof(object) + 64, nullptr, 0);
+        class_register(gensym("nobox"), made);
+        return made;
+    }();
+    return c;
+}
+
+class Queue : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        zan_service();
+        trail.clear();
+        x = object_alloc(thing_class());
+        ASSERT_TRUE(x);
+    }
+    void TearDown() override
+    {
+        object_free(x);
+        EXPECT_EQ(zan_service(), 0); // nothing is left behind
+    }
+    // Frees x once, now.
+    void free_now()
+    {
+        object_free(x);
+        x = nullptr;
+    }
+    void *x = nullptr;
+};
+
+struct named_qelem {
+    explicit named_qelem(const char *n) : name(n), handle(qelem_new(this, run)) {}
+    ~named_qelem() { qelem_free(handle); }
+    static void run(void *p) { trail.push_back(static_cast<named_qelem *>(p)->name); }
+    const char *name;
+    void *handle;
+};
+
+TEST_F(Queue, OnTheMainThreadBothDefersRunAtOnce)
+{
+    defer(x, method(note_deferred), gensym("a"), 0, nullptr);
+    EXPECT_EQ(trail, words({"a"}));
+    defer_low(x, method(note_deferred), gensym("b"), 0, nullptr);
+    EXPECT_EQ(trail, words({"a", "b"}));
+    EXPECT_EQ(zan_service(), 0);
+}
+
+TEST_F(Queue, FrontThenDeferredThenLowEachInOrder)
+{
+    named_qelem q1("q1"), q2("q2"), f1("f1"), f2("f2");
+    elsewhere([&] {
+        defer_low(x, method(note_deferred), gensym("low1"), 0, nullptr);
+        qelem_set(q1.handle);
+        defer(x, method(note_deferred), gensym("d1"), 0, nullptr);
+        qelem_front(f1.handle);
+        defer_low(x, method(note_deferred), gensym("low2"), 0, nullptr);
+        qelem_set(f2.handle); // moves up later
+        qelem_set(q2.handle);
+        defer(x, method(note_deferred), gensym("d2"), 0, nullptr);
+        qelem_front(f2.handle);
+        EXPECT_TRUE(trail.empty());
+    });
+    EXPECT_EQ(zan_service(), 8);
+    EXPECT_EQ(trail, words({"f1", "f2", "d1", "d2", "low1", "q1", "low2", "q2"}));
+}
+
+TEST_F(Queue, QelemsMerge)
+{
+    named_qelem q("q");
+    for (int i = 0; i < 5; i++)
+        qelem_set(q.handle);
+    qelem_front(q.handle);
+    qelem_set(q.handle);
+    EXPECT_TRUE(trail.empty()); // from the main thread too it goes through the queue
+    EXPECT_EQ(zan_service(), 1);
+    EXPECT_EQ(trail, words({"q"}));
+    qelem_set(q.handle);
+    qelem_unset(q.handle);
+    EXPECT_EQ(zan_service(), 0);
+    qelem_set(q.handle);
+    EXPECT_EQ(zan_service(), 1);
+}
+
+TEST_F(Queue, AtomsAreCopied)
+{
+    static std::vector<zan_word> got;
+    got.clear();
+    const auto keep = +[](void *, symbol *, long argc, atom *argv) {
+        for (long i = 0; i < argc; i++)
+            got.push_back(atom_getlong(argv + i));
+    };
+    elsewhere([&] {
+        atom a[3];
+        for (int i = 0; i < 3; i++)
+            atom_setlong(a + i, i + 7);
+        EXPECT_EQ(defer(x, method(keep), gensym("list"), 3, a), 0);
+        for (atom &each : a)
+            atom_setlong(&each, -1);
+    });
+    zan_service();
+    EXPECT_EQ(got, (std::vector<zan_word>{7, 8, 9}));
+}
+
+TEST_F(Queue, WhatComesDuringAServiceWaitsForTheNext)
+{
+    static void *again;
+    again = nullptr;
+    named_qelem after("after");
+    again = qelem_new(&after, [](void *p) {
+        trail.push_back("again");
+        qelem_set(again);
+        qelem_front(static_cast<named_qelem *>(p)->handle);
+    });
+    qelem_set(again);
+    EXPECT_EQ(zan_service(), 1);
+    EXPECT_EQ(zan_service(), 2);
+    EXPECT_EQ(trail, words({"again", "after", "again"}));
+    qelem_free(again);
+    zan_service();
+}
+
+TEST_F(Queue, FrontingDuringAServiceMovesUpWithinIt)
+{
+    static named_qelem *last;
+    named_qelem a("a"), b("b"), c("c");
+    last = &c;
+    void *mover = qelem_new(nullptr, [](void *) { qelem_front(last->handle); });
+    qelem_set(mover);
+    for (named_qelem *q : {&a, &b, &c})
+        qelem_set(q->handle);
+    EXPECT_EQ(zan_service(), 4);
+    EXPECT_EQ(trail, words({"c", "a", "b"}));
+    qelem_free(mover);
+}
+
+TEST_F(Queue, ANestedServiceRunsTheRestOnce)
+{
+    named_qelem a("a"), b("b");
+    static long inner;
+    void *nest = qelem_new(nullptr, [](void *) { inner = zan_service(); });
+    qelem_set(nest);
+    qelem_set(a.handle);
+    qelem_set(b.handle);
+    EXPECT_EQ(zan_service(), 1);
+    EXPECT_EQ(inner, 2);
+    EXPECT_EQ(trail, words({"a", "b"}));
+    qelem_free(nest);
+}
+
+TEST_F(Queue, FreedObjectsTakeTheirWorkAlong)
+{
+    void *y = object_alloc(thing_class());
+    void *q = qelem_new(x, [](void *) { trail.push_back("qelem of x"); });
+    elsewhere([&] {
+        for (int i = 0; i < 3; i++) {
+            defer(x, method(note_deferred), gensym("x"), 0, nullptr);
+            defer_low(y, method(note_deferred), gensym("y"), 0, nullptr);
+            defer_low(x, method(note_deferred), gensym("x low"), 0, nullptr);
+        }
+        qelem_set(q);
+    });
+    free_now();
+    EXPECT_EQ(zan_service(), 3);
+    EXPECT_EQ(trail, words({"y", "y", "y"}));
+    qelem_set(q); // for good
+    EXPECT_EQ(zan_service(), 0);
+    qelem_free(q);
+    object_free(y);
+}
+
+TEST_F(Queue, OneThatFreesItsObjectDropsWhatWaitsBehindIt)
+{
+    static void *target;
+    target = x;
+    elsewhere([&] {
+        defer(nullptr,
+              method(+[](void *, symbol *, long, atom *) { object_free(target); }), gensym("free"), 0, nullptr);
+        defer(x, method(note_deferred), gensym("never"), 0, nullptr);
+    });
+    EXPECT_EQ(zan_service(), 1);
+    EXPECT_TRUE(trail.empty());
+    x = nullptr;
+}
+
+TEST_F(Queue, AQelemMayFreeItselfAndItsOwner)
+{
+    struct self_freer {
+        object header;
+        void *qelem;
+    };
+    static zan_class *c = class_new(
+        "queue_self_freer", nullptr, method(+[](self_freer *s) { qelem_free(s->qelem); }), sizeof(self_freer),
+        nullptr, 0);
+    auto *s = static_cast<self_freer *>(object_alloc(c));
+    s->qelem = qelem_new(s, [](void *p) {
+        trail.push_back("ran");
+        object_free(p);
+    });
+    qelem_set(s->qelem);
+    EXPECT_EQ(zan_service(), 1);
+    EXPECT_EQ(zan_service(), 0);
+    EXPECT_EQ(trail, words({"ran"}));
+}
+
+TEST_F(Queue, AFullQueueDropsWithOneErrorUntilItHasDrained)
+{
+    report_catcher reports;
+    long kept = 0, refused = 0;
+    const auto flood = [&] {
+        for (int i = 0; i < 70000; i++)
+            (defer_low(nullptr, method(+[](void *, symbol *, long, atom *) {}), gensym(""), 0, nullptr) ? refused
+                                                                                                         : kept)++;
+    };
+    elsewhere(flood);
+    EXPECT_EQ(kept, 65536);
+    EXPECT_EQ(refused, 70000 - 65536);
+    EXPECT_NE(reports.one_error().find("queue is full (65536 calls wait)"), std::string::npos);
+    EXPECT_EQ(zan_service(), 65536);
+    elsewhere(flood);
+    EXPECT_NE(reports.one_error().find("full"), std::string::npos); // it was told anew
+    EXPECT_EQ(zan_service(), 65536);
+}
+
+TEST_F(Queue, ServiceElsewhereIsAnErrorAndRunsNothing)
+{
+    report_catcher reports;
+    named_qelem q("q");
+    qelem_set(q.handle);
+    elsewhere([] {
+        EXPECT_EQ(zan_service(), 0);
+        zan_run();
+    });
+    EXPECT_EQ(reports.take(zan_report_error).size(), 2u);
+    EXPECT_EQ(zan_service(), 1);
+}
+
+TEST_F(Queue, BadHandlesDoNothing)
+{
+    qelem_set(nullptr);
+    qelem_front(x);
+    qelem_unset(x);
+    qelem_free(x); // not a qelem: x stays
+    clock_delay(nullptr, 0);
+    clock_fdelay(x, 0);
+    clock_unset(x);
+    EXPECT_EQ(qelem_new(x, nullptr), nullptr);
+    EXPECT_EQ(clock_new(x, nullptr), nullptr);
+    EXPECT_EQ(defer(x, nullptr, gensym("a"), 0, nullptr), zan_err_invalid_ptr);
+    EXPECT_EQ(object_class(x), thing_class());
+}
+
+TEST_F(Queue, RunServesUntilQuit)
+{
+    static std::atomic<int> served;
+    served = 0;
+    std::thread other([&] {
+        for (int i = 0; i < 100; i++)
+            defer(nullptr, method(+[](void *, symbol *, long, atom *) { served++; }), gensym(""), 0, nullptr);
+        EXPECT_TRUE(within_seconds([] { return served == 100; }));
+        zan_quit();
+    });
+    zan_run();
+    other.join();
+    EXPECT_EQ(served, 100);
+    zan_quit(); // ahead of the loop: one round
+    named_qelem q("q");
+    qelem_set(q.handle);
+    zan_run();
+    EXPECT_EQ(trail, words({"q"}));
+}
+
+TEST_F(Queue, ManyThreadsHammerTheQueue)
+{
+    static std::atomic<long> ran;
+    ran = 0;
+    const auto count = +[](void *, symbol *, long argc, atom *argv) { ran += argc ? atom_getlong(argv) : 0; };
+    static std::atomic<long> ticks;
+    ticks = 0;
+    void *q = qelem_new(nullptr, [](void *) { ticks++; });
+    std::atomic<int> alive{3};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; t++)
+        threads.emplace_back([&, t] {
+            atom one;
+            atom_setlong(&one, 1);
+            for (int i = 0; i < 3000; i++) {
+                void *mine = object_alloc(thing_class());
+                (t % 2 ? defer : defer_low)(nullptr, method(count), gensym("n"), 1, &one);
+                defer(mine, method(count), gensym("n"), 0, nullptr);
+                qelem_set(q);
+                if (i % 3 == 0)
+                    qelem_front(q);
+                object_free(mine); // takes its own along, or has just been served
+            }
+            alive--;
+        });
+    while (alive)
+        zan_service();
+    for (std::thread &t : threads)
+        t.join();
+    zan_service();
+    EXPECT_EQ(ran, 9000);
+    EXPECT_GE(ticks, 1);
+    qelem_free(q);
+}
+
+// ---- clocks ----
+
+TEST_F(Queue, ClocksRunOnTheSchedulerInTheOrderOfTheirTimes)
+{
+    static std::mutex lock;
+    static words rung;
+    rung.clear();
+    struct bell {
+        const char *name;
+        double ms;
+        void *clock;
+    };
+    bell bells[] = {{"c", 30, nullptr}, {"a", -5, nullptr}, {"b2", 15, nullptr}, {"d", 45, nullptr}};
+    const auto ring = [](void *p) {
+        EXPECT_NE(sched_isinpoll(), 0);
+        const std::lock_guard held(lock);
+        rung.push_back(static_cast<bell *>(p)->name);
+    };
+    for (bell &b : bells)
+        b.clock = clock_new(&b, ring);
+    for (bell &b : bells)
+        clock_fdelay(b.clock, b.ms);
+    EXPECT_EQ(sched_isinpoll(), 0);
+    EXPECT_TRUE(within_seconds([] {
+        const std::lock_guard held(lock);
+        return rung.size() == 4;
+    }));
+    EXPECT_EQ(rung, words({"a", "b2", "c", "d"}));
+    for (bell &b : bells)
+        object_free(b.clock);
+}
+
+TEST_F(Queue, ANewDelayReplacesTheOldAndUnsetTakesItBack)
+{
+    static std::atomic<int> rung;
+    rung = 0;
+    void *c = clock_new(nullptr, [](void *) { rung++; });
+    void *taken_back = clock_new(nullptr, [](void *) { rung += 100; });
+    clock_delay(c, 100000);
+    for (int i = 0; i < 100; i++)
+        clock_delay(c, 2);
+    clock_delay(taken_back, 1);
+    clock_unset(taken_back);
+    EXPECT_TRUE(within_seconds([] { return rung > 0; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(rung, 1);
+    freeobject(c);
+    freeobject(taken_back);
+}
+
+TEST_F(Queue, AClockSetsItselfAgainUntilItsOwnerGoes)
+{
+    struct ticker {
+        object header;
+        void *clock;
+        std::atomic<long> *count;
+    };
+    static zan_class *c = class_new(
+        "queue_ticker", nullptr, method(+[](ticker *t) { object_free(t->clock); }), sizeof(ticker), nullptr, 0);
+    std::atomic<long> count{0};
+    auto *t = static_cast<ticker *>(object_alloc(c));
+    t->count = &count;
+    t->clock = clock_new(t, [](void *p) {
+        auto *self = static_cast<ticker *>(p);
+        ++*self->count;
+        clock_delay(self->clock, 0);
+    });
+    clock_delay(t->clock, 0);
+    EXPECT_TRUE(within_seconds([&] { return count > 50; }));
+    object_free(t); // while it runs
+    const long last = count;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(count, last);
+}
+
+TEST_F(Queue, ClocksOfAFreedOwnerStayStill)
+{
+    static std::atomic<int> rung;
+    rung = 0;
+    void *c = clock_new(x, [](void *) { rung++; });
+    clock_delay(c, 5);
+    free_now();
+    clock_delay(c, 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(rung, 0);
+    object_free(c);
+}
+
+TEST_F(Queue, FreeingAClockWaitsForItsCall)
+{
+    static std::atomic<int> stage;
+    for (int i = 0; i < 20; i++) {
+        stage = 0;
+        void *c = clock_new(nullptr, [](void *) {
+            stage = 1;
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            stage = 2;
+        });
+        clock_delay(c, 0);
+        while (stage == 0)
+            std::this_thread::yield();
+        object_free(c);
+        EXPECT_EQ(stage, 2);
+    }
+}
+
+TEST_F(Queue, AClockMayFreeItself)
+{
+    static void *own;
+    static std::atomic<bool> gone;
+    gone = false;
+    own = clock_new(nullptr, [](void *) {
+        object_free(own);
+        gone = true;
+    });
+    clock_delay(own, 0);
+    EXPECT_TRUE(within_seconds([] { return gone.load(); }));
+}
+
+TEST_F(Queue, ThingsThatFreeEachOtherFromBothThreadsDontBlock)
+{
+    report_catcher reports;
+    static void *a, *b;
+    static std::atomic<int> inside;
+    for (int i = 0; i < 20; i++) {
+        inside = 0;
+        a = object_alloc(thing_class());
+        b = object_alloc(thing_class());
+        const auto both_in = [] {
+            inside++;
+            while (inside < 2)
+                std::this_thread::yield();
+        };
+        static decltype(both_in) *meet;
+        meet = &both_in;
+        void *c = clock_new(a, [](void *) {
+            (*meet)();
+            object_free(b);
+            inside++;
+        });
+        void *q = qelem_new(b, [](void *) {
+            (*meet)();
+            object_free(a);
+            inside++;
+        });
+        clock_delay(c, 0);
+        qelem_set(q);
+        zan_service();
+        EXPECT_TRUE(within_seconds([] { return inside == 4; }));
+        object_free(c);
+        qelem_free(q);
+    }
+    EXPECT_TRUE(reports.take().empty()); // nobody's patience ran out
+}
+
+TEST_F(Queue, InSchedulerRunsThereAndWaits)
+{
+    struct card {
+        std::thread::id where;
+        long in_poll;
+        int nested;
+    } c{};
+    for (int i = 0; i < 100; i++) {
+        c.nested = 0;
+        zan_in_scheduler(
+            [](void *p) {
+                auto *k = static_cast<card *>(p);
+                k->where = std::this_thread::get_id();
+                k->in_poll = sched_isinpoll();
+                zan_in_scheduler([](void *n) { ++*static_cast<int *>(n); }, &k->nested);
+            },
+            &c);
+        EXPECT_NE(c.where, std::this_thread::get_id());
+        EXPECT_NE(c.in_poll, 0);
+        EXPECT_EQ(c.nested, 1);
+    }
+}
+
+TEST_F(Queue, DefersFromTheSchedulerReachTheMainThread)
+{
+    zan_in_scheduler(
+        [](void *p) {
+            defer(p, method(note_deferred), gensym("from the scheduler"), 0, nullptr);
+            defer_low(p, method(note_deferred), gensym("low"), 0, nullptr);
+        },
+        x);
+    EXPECT_TRUE(trail.empty());
+    EXPECT_EQ(zan_service(), 2);
+    EXPECT_EQ(trail, words({"from the scheduler", "low"}));
+}
+
+TEST_F(Queue, FreeingOnTheSchedulerWhatTheMainThreadRunsAndWaitsIn)
+{
+    // the qelem of x is under way and waits for the scheduler, which frees x: no one
+    // may wait for the other
+    static void *owner;
+    owner = x;
+    void *q = qelem_new(x, [](void *) {
+        zan_in_scheduler([](void *) { object_free(owner); }, nullptr);
+        trail.push_back("done");
+    });
+    qelem_set(q);
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(zan_service(), 1);
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(900));
+    EXPECT_EQ(trail, words({"done"}));
+    x = nullptr;
+    qelem_free(q);
+}
+
+// ---- stopping ----
+
+TEST_F(Queue, StopRunsQuitTasksLastFirstOnceEachAndTheHostStartsAgain)
+{
+    const auto task = +[](void *p) {
+        trail.push_back(static_cast<const char *>(p));
+        if (trail.size() == 2)
+            quittask_install(method(+[](void *) { trail.push_back("installed by a task"); }), nullptr);
+    };
+    static char one[] = "one", two[] = "two", three[] = "three";
+    for (char *name : {one, two, three})
+        quittask_install(method(task), name);
+    zan_stop();
+    EXPECT_EQ(trail, words({"three", "two", "installed by a task", "one"}));
+    zan_stop();
+    EXPECT_EQ(trail.size(), 4u);
+    zan_start();
+    int ran = 0;
+    zan_in_scheduler([](void *p) { ++*static_cast<int *>(p); }, &ran);
+    EXPECT_EQ(ran, 1);
+}
+
+TEST_F(Queue, StopOnTheSchedulerIsRefused)
+{
+    report_catcher reports;
+    zan_in_scheduler([](void *) { zan_stop(); }, nullptr);
+    EXPECT_NE(reports.one_error().find("zan_stop"), std::string::npos);
+}
+
+TEST(QueueDeathTest, ExitRunsQuitTasksOnceEachAndEndsTheScheduler)
+{
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    const auto leave = [](bool stop) {
+        const auto say = +[](void *p) { fprintf(stderr, "<%s>", static_cast<const char *>(p)); };
+        static char one[] = "one", two[] = "two";
+        quittask_install(method(say), one);
+        quittask_install(method(say), two);
+        void *c = clock_new(nullptr, [](void *) {});
+        clock_delay(c, 100000);
+        if (stop)
+            zan_stop();
+        std::exit(3);
+    };
+    EXPECT_EXIT(leave(false), testing::ExitedWithCode(3), "^<two><one>$");
+    EXPECT_EXIT(leave(true), testing::ExitedWithCode(3), "^<two><one>$");
+}
+
+} // namespace

@@ -1,0 +1,333 @@
+// Mutexes, conditions, critical regions and the machine's clock, hammered from
+// several threads. Run these under the thread checker too.
+#include "scratch.h"
+#include <atomic>
+#include <chrono>
+#include <sched.h>
+#include <thread>
+#include <zan/host.h>
+
+namespace {
+
+class mutex_holder {
+public:
+    mutex_holder() { EXPECT_EQ(systhread_mutex_new(&handle, 0), 0); }
+    ~mutex_holder() { EXPECT_EQ(systhread_mutex_free(handle), 0); }
+    zan_mutex_handle handle = nullptr;
+};
+
+class cond_holder {
+public:
+    cond_holder() { EXPECT_EQ(systhread_cond_new(&handle, 0), 0); }
+    ~cond_holder() { EXPECT_EQ(systhread_cond_free(handle), 0); }
+    zan_cond_handle handle = nullptr;
+};
+
+// Runs fn(index) on `count` of the host's threads and joins them.
+template <class Fn> void on_threads(int count, Fn fn)
+{
+    struct seat {
+        Fn *fn;
+        int index;
+    };
+    std::vector<seat> seats;
+    std::vector<zan_thread_handle> threads(static_cast<size_t>(count));
+    for (int i = 0; i < count; i++)
+        seats.push_back({&fn, i});
+    for (int i = 0; i < count; i++)
+        ASSERT_EQ(systhread_create(
+                      [](void *p) -> void * {
+                          auto *s = static_cast<seat *>(p);
+                          (*s->fn)(s->index);
+                          return p;
+                      },
+                      &seats[size_t(i)], 0, 0, 0, &threads[size_t(i)]),
+                  0);
+    for (int i = 0; i < count; i++) {
+        void *result = nullptr;
+        ASSERT_EQ(systhread_join(threads[size_t(i)], &result), 0);
+        EXPECT_EQ(result, &seats[size_t(i)]);
+    }
+}
+
+void rest(long microseconds)
+{
+    std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+}
+
+TEST(Threads, MutexExcludes)
+{
+    mutex_holder m;
+    long count = 0; // plain on purpose: the mutex is all that guards it
+    on_threads(4, [&](int) {
+        for (int i = 0; i < 20000; i++) {
+            systhread_mutex_lock(m.handle);
+            count++;
+            systhread_mutex_unlock(m.handle);
+        }
+    });
+    EXPECT_EQ(count, 80000);
+}
+
+TEST(Threads, MutexHeldLongPutsTheOthersToSleepAndWakesThem)
+{
+    mutex_holder m;
+    long count = 0;
+    on_threads(4, [&](int) {
+        for (int i = 0; i < 20; i++) {
+            systhread_mutex_lock(m.handle);
+            rest(200); // far beyond any turning
+            count++;
+            systhread_mutex_unlock(m.handle);
+        }
+    });
+    EXPECT_EQ(count, 80);
+}
+
+// Workers as a pool has them: each holds its own mutex except while it waits.
+struct pool {
+    struct slot {
+        mutex_holder mutex;
+        cond_holder cond;
+        int state = 0; // 1 work, 2 done, 3 leave
+        long done = 0;
+        pool *all = nullptr;
+        zan_thread_handle thread = nullptr;
+    };
+    mutex_holder mutex;
+    cond_holder cond;
+    long count = 0;
+    slot slots[3];
+
+    static void *run(void *p)
+    {
+        auto *s = static_cast<slot *>(p);
+        systhread_mutex_lock(s->mutex.handle);
+        for (;;) {
+            while (s->state != 1 && s->state != 3)
+                systhread_cond_wait(s->cond.handle, s->mutex.handle);
+            if (s->state == 3)
+                break;
+            s->done++;
+            s->state = 2;
+            systhread_mutex_lock(s->all->mutex.handle);
+            s->all->count--;
+            systhread_mutex_unlock(s->all->mutex.handle);
+            systhread_cond_broadcast(s->all->cond.handle);
+        }
+        systhread_mutex_unlock(s->mutex.handle);
+        return nullptr;
+    }
+    void hand(slot &s, int state)
+    {
+        systhread_mutex_lock(s.mutex.handle);
+        if (!s.thread) {
+            s.all = this;
+            EXPECT_EQ(systhread_create(run, &s, 0, 0, 0, &s.thread), 0);
+        }
+        s.state = state;
+        systhread_mutex_unlock(s.mutex.handle);
+        systhread_cond_signal(s.cond.handle);
+    }
+    void batch()
+    {
+        for (slot &s : slots) {
+            systhread_mutex_lock(mutex.handle);
+            count++;
+            systhread_mutex_unlock(mutex.handle);
+            hand(s, 1);
+        }
+        systhread_mutex_lock(mutex.handle);
+        while (count > 0)
+            systhread_cond_wait(cond.handle, mutex.handle);
+        systhread_mutex_unlock(mutex.handle);
+    }
+    ~pool()
+    {
+        for (slot &s : slots)
+            if (s.thread) {
+                hand(s, 3);
+                EXPECT_EQ(systhread_join(s.thread, nullptr), 0);
+            }
+    }
+};
+
+TEST(ThreadsPool, TenThousandBatchesBackToBack)
+{
+    pool p;
+    for (int i = 0; i < 10000; i++)
+        p.batch();
+    for (const pool::slot &s : p.slots)
+        EXPECT_EQ(s.done, 10000);
+}
+
+TEST(ThreadsPool, BatchesWhileTheWorkersSleep)
+{
+    pool p;
+    for (int i = 0; i < 300; i++) {
+        p.batch();
+        rest(i % 3 * 150); // spinning, about to sleep, asleep
+    }
+    for (const pool::slot &s : p.slots)
+        EXPECT_EQ(s.done, 300);
+}
+
+TEST(Threads, EachSignalWakesOneWhoWaits)
+{
+    mutex_holder m;
+    cond_holder c;
+    constexpr long tokens = 4000;
+    long there = 0, taken = 0;
+    on_threads(5, [&](int index) {
+        if (index == 0) { // gives
+            for (long i = 0; i < tokens; i++) {
+                systhread_mutex_lock(m.handle);
+                there++;
+                systhread_mutex_unlock(m.handle);
+                systhread_cond_signal(c.handle);
+                if (i % 100 == 0)
+                    rest(100);
+            }
+            return;
+        }
+        for (long i = 0; i < tokens / 4; i++) {
+            systhread_mutex_lock(m.handle);
+            while (!there)
+                systhread_cond_wait(c.handle, m.handle);
+            there--;
+            taken++;
+            systhread_mutex_unlock(m.handle);
+        }
+    });
+    EXPECT_EQ(taken, tokens);
+    EXPECT_EQ(there, 0);
+}
+
+TEST(Threads, BroadcastWakesAllSleepers)
+{
+    mutex_holder m;
+    cond_holder c;
+    long waiting = 0, round = 0;
+    on_threads(5, [&](int index) {
+        for (long r = 1; r <= 20; r++) {
+            systhread_mutex_lock(m.handle);
+            if (index == 0) {
+                while (waiting < 4) { // all four are inside the wait
+                    systhread_mutex_unlock(m.handle);
+                    rest(50);
+                    systhread_mutex_lock(m.handle);
+                }
+                systhread_mutex_unlock(m.handle);
+                rest(300);
+                systhread_mutex_lock(m.handle);
+                waiting = 0;
+                round = r;
+                systhread_cond_broadcast(c.handle);
+            } else {
+                waiting++;
+                while (round < r)
+                    systhread_cond_wait(c.handle, m.handle);
+            }
+            systhread_mutex_unlock(m.handle);
+        }
+    });
+    EXPECT_EQ(round, 20);
+}
+
+TEST(Threads, CriticalRegionsAreRecursiveAndExclude)
+{
+    long count[2] = {};
+    on_threads(4, [&](int index) {
+        const long region = index % 2 ? 0 : 7;
+        for (int i = 0; i < 5000; i++) {
+            critical_enter(region);
+            critical_enter(region);
+            count[index % 2]++;
+            critical_exit(region);
+            count[index % 2]++;
+            critical_exit(region);
+        }
+    });
+    EXPECT_EQ(count[0], 20000);
+    EXPECT_EQ(count[1], 20000);
+}
+
+TEST(Threads, WrongUseOfCriticalRegionsIsAnErrorAndHarmless)
+{
+    report_catcher reports;
+    critical_exit(3);
+    EXPECT_NE(reports.one_error().find("3"), std::string::npos);
+    critical_enter(8);
+    EXPECT_NE(reports.one_error().find("0 to 7"), std::string::npos);
+    critical_enter(-1);
+    EXPECT_NE(reports.one_error().find("-1"), std::string::npos);
+    critical_enter(3); // still works
+    critical_exit(3);
+    EXPECT_TRUE(reports.take().empty());
+}
+
+TEST(Threads, BadHandlesGiveInvalidPointer)
+{
+    mutex_holder m;
+    cond_holder c;
+    EXPECT_EQ(systhread_create(nullptr, nullptr, 0, 0, 0, nullptr), zan_err_invalid_ptr);
+    EXPECT_EQ(systhread_join(nullptr, nullptr), zan_err_invalid_ptr);
+    EXPECT_EQ(systhread_mutex_new(nullptr, 0), zan_err_invalid_ptr);
+    EXPECT_EQ(systhread_mutex_lock(nullptr), zan_err_invalid_ptr);
+    EXPECT_EQ(systhread_mutex_unlock(nullptr), zan_err_invalid_ptr);
+    EXPECT_EQ(systhread_cond_new(nullptr, 0), zan_err_invalid_ptr);
+    EXPECT_EQ(systhread_cond_wait(nullptr, m.handle), zan_err_invalid_ptr);
+    EXPECT_EQ(systhread_cond_wait(c.handle, nullptr), zan_err_invalid_ptr);
+    EXPECT_EQ(systhread_cond_signal(nullptr), zan_err_invalid_ptr);
+    EXPECT_EQ(systhread_cond_broadcast(nullptr), zan_err_invalid_ptr);
+}
+
+TEST(Threads, ThreadsWithoutAHandleAndWithSmallStacksRun)
+{
+    static std::atomic<int> ran;
+    ran = 0;
+    const auto count = [](void *) -> void * {
+        ran++;
+        return nullptr;
+    };
+    for (const long stack : {0L, 1L, 100001L, 1L << 20})
+        EXPECT_EQ(systhread_create(count, nullptr, stack, 0, 0, nullptr), 0) << stack;
+    for (int i = 0; i < 5000 && ran < 4; i++)
+        rest(1000);
+    EXPECT_EQ(ran, 4);
+}
+
+TEST(Threads, ProcessorCountHonoursAffinity)
+{
+    EXPECT_GE(sysparallel_processorcount(), 1);
+    std::thread([] {
+        cpu_set_t mine;
+        ASSERT_EQ(sched_getaffinity(0, sizeof mine, &mine), 0);
+        EXPECT_EQ(sysparallel_processorcount(), CPU_COUNT(&mine));
+        int first = 0;
+        while (!CPU_ISSET(first, &mine))
+            first++;
+        CPU_ZERO(&mine);
+        CPU_SET(first, &mine);
+        ASSERT_EQ(sched_setaffinity(0, sizeof mine, &mine), 0);
+        EXPECT_EQ(sysparallel_processorcount(), 1);
+    }).join();
+}
+
+TEST(Threads, TheTwoClocksAgreeAndRise)
+{
+    double last = systimer_gettime();
+    const uint32_t first = systime_ticks();
+    for (int i = 0; i < 1000; i++) {
+        const double now = systimer_gettime();
+        EXPECT_GE(now, last);
+        last = now;
+    }
+    rest(20000);
+    const double passed = systimer_gettime() - last;
+    EXPECT_GE(passed, 20.0);
+    EXPECT_GE(systime_ticks() - first, 20u);
+    EXPECT_LE(double(systime_ticks() - first), systimer_gettime() - last + 1000); // the same unit
+}
+
+} // namespace
