@@ -98,7 +98,7 @@ void vok_parallel_ndim_calc(vok_parallel_ndim *record)
         vok_parallel_ndim_single(record);
         return;
     }
-    const auto workerproc = reinterpret_cast<parallel_workerproc>(vok_parallel_ndim_multi);
+    const auto workerproc = reinterpret_cast<parallel_workerproc>(reinterpret_cast<zan_method>(vok_parallel_ndim_multi));
     auto *task = static_cast<parallel_task *>(_vok_parallel_task);
     if (!task) {
         task = parallel_task_new(record, workerproc, _vok_parallelthreads);
