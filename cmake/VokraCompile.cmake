@@ -16,7 +16,14 @@ if(VOKRA_SANITIZE)
   target_link_options(vokra_compile INTERFACE -fsanitize=${VOKRA_SANITIZE})
   if(VOKRA_SANITIZE MATCHES "undefined")
     target_compile_options(vokra_compile INTERFACE -fno-sanitize-recover=all)
+    # a method is called as a function of words, whatever its arguments are declared as
+    target_compile_options(vokra_compile INTERFACE $<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=function>)
   endif()
+endif()
+
+# what the fuzz targets call must count its own branches
+if(VOKRA_FUZZ)
+  target_compile_options(vokra_compile INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
 # vokra_kernels(TARGET FILE...): adds each kernel file to TARGET once per

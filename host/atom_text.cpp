@@ -114,23 +114,25 @@ void read_word(text_reader &r, std::string &token, atom &a)
         }
     }
     const std::string_view word(r.text + start, r.at - start);
-    if (!escaped) {
+    if (is_plain_dollar(word)) {
         token = word;
-        if (dollar && is_plain_dollar(word)) {
-            a.type = argtype_dollar;
-            a.value.as_long = strtol(token.c_str() + 1, nullptr, 10);
-            return;
-        }
-        if (!dollar && number_from_text(word, a))
-            return;
-    } else {
-        for (size_t i = 0; i < word.size(); i++) {
-            if (word[i] == '\\' && i + 1 < word.size()) {
-                i++;
-                // a symbol with arguments in it keeps the marks of the dollars that are none
-                if (dollar && (word[i] == '$' || word[i] == '\\'))
-                    token += '\\';
-            }
+        a.type = argtype_dollar;
+        a.value.as_long = strtol(token.c_str() + 1, nullptr, 10);
+        return;
+    }
+    if (!escaped && !dollar && number_from_text(word, a)) {
+        token = word;
+        return;
+    }
+    for (size_t i = 0; i < word.size(); i++) {
+        if (word[i] == '\\') {
+            const bool last = i + 1 == word.size(); // nothing to mark: it stands for itself
+            const char next = last ? '\\' : word[++i];
+            // a symbol with arguments in it keeps the marks of the dollars that are none
+            if (dollar && (next == '$' || next == '\\'))
+                token += '\\';
+            token += next;
+        } else {
             token += word[i];
         }
     }
@@ -302,7 +304,11 @@ void append_long(std::string &text, long value)
 void append_float(std::string &text, double value)
 {
     char digits[64];
-    const std::string_view word(digits, size_t(std::to_chars(digits, digits + sizeof digits, value).ptr - digits));
+    // plain digits as long as a person reads them with ease
+    const double size = std::fabs(value);
+    const bool plain = size == 0 || (size >= 1e-5 && size < 1e15);
+    const auto format = plain ? std::chars_format::fixed : std::chars_format::scientific;
+    const std::string_view word(digits, size_t(std::to_chars(digits, digits + sizeof digits, value, format).ptr - digits));
     text += word;
     if (std::isfinite(value) && word.find_first_of(".e") == word.npos)
         text += '.';

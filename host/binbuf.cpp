@@ -165,10 +165,7 @@ bool understands(void *x, symbol *selector)
 // A name's `thing` may be any word that someone keeps there, a function too.
 void *live_object(void *thing)
 {
-    const uintptr_t address = reinterpret_cast<uintptr_t>(thing);
-    return address >= 65536 && address % alignof(object) == 0 && static_cast<object *>(thing)->magic == ZAN_OBJECT_MAGIC
-               ? thing
-               : nullptr;
+    return reinterpret_cast<uintptr_t>(thing) >= 65536 && zan::looks_live(thing) ? thing : nullptr;
 }
 
 class evaluation {

@@ -30,18 +30,10 @@ linklist *list_of(void *x)
     return list && list->header.magic == ZAN_OBJECT_MAGIC ? list : nullptr;
 }
 
-// An item may be any word: small numbers and odd addresses are no objects, and are not
-// looked into.
-bool is_live_object(const void *item)
-{
-    const uintptr_t address = reinterpret_cast<uintptr_t>(item);
-    return address >= 65536 && address % alignof(object) == 0 &&
-           static_cast<const object *>(item)->magic == ZAN_OBJECT_MAGIC;
-}
-
+// An item may be any word; small numbers are no addresses and are not looked into.
 void free_item(void *item)
 {
-    if (is_live_object(item))
+    if (reinterpret_cast<uintptr_t>(item) >= 65536 && zan::looks_live(item))
         object_free(item);
 }
 

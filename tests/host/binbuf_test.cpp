@@ -1,0 +1,286 @@
+// Scripts: which receiver hears what, what a wrong line costs, arguments in their places,
+// and random text held to the same atoms.
+#include <gtest/gtest.h>
+#include <zan/host.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "atom_generator.h"
+#include "scratch.h"
+
+namespace {
+
+// Writes down what it hears.
+struct listener {
+    object header;
+    std::string *heard;
+};
+
+std::string text_of(long argc, const atom *argv)
+{
+    char text[4096];
+    atoms_totext(argc, argv, text, sizeof text);
+    return text;
+}
+
+void hear(listener *x, symbol *selector, long argc, atom *argv)
+{
+    *x->heard += std::string(selector->name) + "(" + text_of(argc, argv) + ")";
+}
+void hear_bang(listener *x) { *x->heard += "bang!"; }
+void hear_typed(listener *x, zan_word number, double real, symbol *word)
+{
+    *x->heard += "typed(" + std::to_string(number) + " " + std::to_string(real) + " " + word->name + ")";
+}
+void hear_secret(listener *x) { *x->heard += "secret"; }
+void *script_under_test;
+void hear_reload(listener *x)
+{
+    *x->heard += "reload!";
+    binbuf_settext(script_under_test, "ear anything else;", -1);
+}
+void hear_free(listener *x)
+{
+    *x->heard += "free!";
+    gensym("ear")->thing = nullptr;
+}
+void hear_again(listener *x) { binbuf_eval(script_under_test, 0, nullptr, x); }
+
+zan_class *listener_class()
+{
+    static zan_class *c = [] {
+        const auto method = [](auto *fn) { return reinterpret_cast<zan_method>(fn); };
+        zan_class *made = class_new("binbuf_test_listener", nullptr, nullptr, sizeof(listener), nullptr, argtype_cant, 0);
+        for (const char *name : {"list", "int", "float", "set", "anything", "colour"})
+            class_addmethod(made, method(hear), name, argtype_gimme, 0);
+        class_addmethod(made, method(hear_bang), "bang", 0);
+        class_addmethod(made, method(hear_typed), "typed", argtype_long, argtype_float, argtype_sym, 0);
+        class_addmethod(made, method(hear_secret), "secret", argtype_cant, 0);
+        class_addmethod(made, method(hear_reload), "reload", 0);
+        class_addmethod(made, method(hear_free), "vanish", 0);
+        class_addmethod(made, method(hear_again), "again", 0);
+        class_register(gensym("nobox"), made);
+        return made;
+    }();
+    return c;
+}
+
+class Binbuf : public testing::Test {
+protected:
+    Binbuf()
+    {
+        ear = static_cast<listener *>(object_alloc(listener_class()));
+        ear->heard = &heard;
+        gensym("ear")->thing = ear;
+        script = script_under_test = binbuf_new();
+    }
+    ~Binbuf() override
+    {
+        freeobject(script);
+        gensym("ear")->thing = nullptr;
+        object_free(ear);
+    }
+    std::string run(const std::string &text, std::vector<atom> arguments = {}, bool to_receiver = false)
+    {
+        heard.clear();
+        EXPECT_EQ(binbuf_settext(script, text.data(), long(text.size())), 0) << text;
+        binbuf_eval(script, long(arguments.size()), arguments.data(), to_receiver ? ear : nullptr);
+        return heard;
+    }
+
+    std::string heard;
+    listener *ear;
+    void *script;
+    report_catcher reports;
+};
+
+// Whether one of the reports holds the text.
+bool holds(const std::vector<std::string> &reports, const std::string &text)
+{
+    return std::any_of(reports.begin(), reports.end(),
+                       [&](const std::string &line) { return line.find(text) != line.npos; });
+}
+
+TEST_F(Binbuf, MessagesGoToTheNamedReceiver)
+{
+    const struct {
+        const char *text, *heard;
+    } rows[] = {
+        {"", ""},
+        {"ear set 1 2.5 word;", "set(1 2.5 word)"},
+        {"ear set 1; ear set 2", "set(1)set(2)"},
+        {"; ear set 1", "set(1)"},
+        {";;; ear set 1;;", "set(1)"},
+        {"ear set 1, set 2,set 3; ear set 4", "set(1)set(2)set(3)set(4)"},
+        {"ear set, , set;", "set()set()"},
+        {"ear;", "bang!"},
+        {"ear, set 5;", "bang!set(5)"},
+        {"ear 7; ear 7.5; ear 1 2 3", "int(7)float(7.5)list(1 2 3)"},
+        {"ear typed 3 4 five", "typed(3 4.000000 five)"},
+        {"ear\n  set\n 1\n;", "set(1)"},
+        {"ear set \"; not a mark\"", "set(\"; not a mark\")"},
+        {"# ear set 1;\near set 2; # ear set 3;\n#!x\n## y\near set 4;", "set(2)set(4)"},
+        {"ear set #abc # d;", "set(#abc # d)"},
+        {"\xEF\xBB\xBF" "ear set 1", "set(1)"},
+        {"ear set $1 $2-$1 \\$1", "set(0 \"0-0\" \"$1\")"},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(run(row.text), std::string(row.text).find("$2") == std::string::npos ? row.heard : "set(0 0-0 \"$1\")")
+            << row.text;
+    EXPECT_EQ(reports.take(), std::vector<std::string>());
+}
+
+TEST_F(Binbuf, WithAReceiverTheFirstWordIsTheMessage)
+{
+    const struct {
+        const char *text, *heard;
+    } rows[] = {
+        {"set 1; set 2", "set(1)set(2)"},
+        {"set 1, 5, bang", "set(1)int(5)bang!"},
+        {"1 2", "list(1 2)"},
+        {"; ear set 3", "set(3)"},
+        {"set 1; ; ear set 3; set 4", "set(1)set(3)set(4)"},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(run(row.text, {}, true), row.heard) << row.text;
+    EXPECT_EQ(reports.take(), std::vector<std::string>());
+}
+
+TEST_F(Binbuf, ArgumentsTakeTheirPlaces)
+{
+    const std::vector<atom> arguments = {long_atom(4), sym_atom("two words"), float_atom(1.5), sym_atom("ear")};
+    const struct {
+        const char *text, *heard;
+    } rows[] = {
+        {"$4 set $1 $2 $3;", "set(4 \"two words\" 1.5)"},
+        {"ear set a$1b-$2-$3;", "set(\"a4b-two words-1.5\")"},
+        {"ear set $9 x$9 $0;", "set(0 x0 0)"},
+        {"ear set \"$1\" \\$1 x\\$1$1;", "set(\"$1\" \"$1\" \"x$14\")"},
+        {"ear $1; ear $1 $3;", "int(4)list(4 1.5)"},
+        {"ear set $99999999999999999999;", "set(\"0\")"},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(run(row.text, arguments), row.heard) << row.text;
+    EXPECT_EQ(reports.take(), std::vector<std::string>());
+}
+
+TEST_F(Binbuf, AWrongMessageNamesItsLineAndTheNextOneRuns)
+{
+    const struct {
+        const char *text, *report, *heard;
+    } rows[] = {
+        {"\n\nnobody_of_this_name set 1;\near set 2;", "line 3: no receiver has the name \"nobody_of_this_name\"", "set(2)"},
+        {"ear set 1;\near collour 2;\near set 3;", "line 2: binbuf_test_listener has no message \"collour\"", "set(1)set(3)"},
+        {"ear collour;", "the nearest is \"colour\"", ""},
+        {"ear secret; ear set 1;", "no message \"secret\"", "set(1)"},
+        {"5 set; ear set 1;", "line 1: expected the name of a receiver, found \"5\"", "set(1)"},
+        {"ear\nset 1,\nunheard_of 2,\nset 3;", "line 3: ", "set(1)set(3)"},
+        {"binbuf_test_function set; ear set 1", "takes no messages", "set(1)"},
+        {"ear vanish, set 1;", "no receiver has the name \"ear\"", "free!"},
+    };
+    gensym("binbuf_test_function")->thing = reinterpret_cast<void *>(&hear_secret);
+    for (const auto &row : rows) {
+        gensym("ear")->thing = ear;
+        EXPECT_EQ(run(row.text), row.heard) << row.text;
+        const std::string error = reports.one_error();
+        EXPECT_NE(error.find(row.report), error.npos) << row.text << "\n" << error;
+        EXPECT_EQ(error.find("nearest is \"secret\""), error.npos) << "no one can send it";
+    }
+}
+
+TEST_F(Binbuf, TextThatIsNoScriptIsRefusedWithItsLine)
+{
+    const struct {
+        std::string text;
+        const char *report;
+    } rows[] = {
+        {"ear set 1;\near set \"open;\n", "line 2: the quote"},
+        {std::string("ear set 1;\n\n\0ear set 2;", 24), "line 3: a zero byte"},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(binbuf_settext(script, "ear set 1;", -1), 0);
+        EXPECT_NE(binbuf_settext(script, row.text.data(), long(row.text.size())), 0);
+        const std::string error = reports.one_error();
+        EXPECT_NE(error.find(row.report), error.npos) << error;
+        long argc = 9;
+        EXPECT_EQ(binbuf_getatoms(script, &argc, nullptr), 0);
+        EXPECT_EQ(argc, 0) << "half a script must not run";
+    }
+    EXPECT_NE(binbuf_settext(script, nullptr, 0), 0);
+    EXPECT_NE(binbuf_settext(nullptr, "a", 1), 0);
+    EXPECT_EQ(binbuf_eval(nullptr, 0, nullptr, nullptr), nullptr);
+}
+
+TEST_F(Binbuf, AScriptMayReplaceItselfOrRunItself)
+{
+    EXPECT_EQ(run("ear set 1; ear reload; ear set 2;"), "set(1)reload!set(2)");
+    heard.clear();
+    binbuf_eval(script, 0, nullptr, nullptr);
+    EXPECT_EQ(heard, "anything(else)");
+    EXPECT_EQ(run("bang; again;", {}, true).size(), 64 * strlen("bang!"));
+    EXPECT_TRUE(holds(reports.take(), "deep"));
+}
+
+TEST_F(Binbuf, ReportsAreBounded)
+{
+    std::string text;
+    for (int i = 0; i < 5000; i++)
+        text += "ear missing_message;\n";
+    run(text);
+    const std::vector<std::string> all = reports.take(zan_report_error);
+    EXPECT_LT(all.size(), 60u);
+    EXPECT_NE(all.back().find("4950 more errors"), std::string::npos) << all.back();
+}
+
+TEST_F(Binbuf, FilesAreReadAndNamedInReports)
+{
+    const scratch_folder folder;
+    char name[ZAN_NAME_SIZE];
+    short path = 0;
+    const std::string full = folder.make("remarks.txt", "# a remark\r\near set 1;\r\near nonsense;\r\n");
+    ASSERT_EQ(path_frompotentialpathname(full.c_str(), &path, name), 0);
+    EXPECT_EQ(binbuf_read(script, name, path, 0), 0);
+    binbuf_eval(script, 0, nullptr, nullptr);
+    EXPECT_EQ(heard, "set(1)");
+    EXPECT_NE(reports.one_error().find("remarks.txt, line 3: "), std::string::npos);
+    EXPECT_NE(binbuf_read(script, "absent.txt", path, 0), 0);
+    EXPECT_TRUE(reports.take().empty()) << "whoever asked decides whether a missing file is worth a word";
+    EXPECT_NE(binbuf_read(script, nullptr, path, 0), 0);
+}
+
+TEST_F(Binbuf, RandomAtomsComeBack)
+{
+    atom_generator generate(3);
+    for (int round = 0; round < 1000; round++) {
+        const std::vector<atom> atoms = generate.list(20);
+        char text[8192];
+        ASSERT_LT(atoms_totext(long(atoms.size()), atoms.data(), text, sizeof text), long(sizeof text));
+        ASSERT_EQ(binbuf_settext(script, text, -1), 0) << text;
+        long argc = 0;
+        atom *argv = nullptr;
+        ASSERT_EQ(binbuf_getatoms(script, &argc, &argv), 0);
+        ASSERT_EQ(argc, long(atoms.size())) << text;
+        for (long i = 0; i < argc; i++)
+            ASSERT_TRUE(same_atom(argv[i], atoms[size_t(i)])) << i << " of " << text;
+    }
+}
+
+TEST_F(Binbuf, HostileTextIsReadAndRunWithoutHarm)
+{
+    atom_generator generate(6);
+    const std::string letters = "ear set;,\"\\$1 \n#.e-9\x80\x01";
+    for (int round = 0; round < 3000; round++) {
+        std::string text;
+        for (size_t i = generate.random() % 80; i > 0; i--)
+            text += generate.random() % 4 ? letters[generate.random() % letters.size()] : "ear "[i % 4];
+        heard.clear();
+        if (binbuf_settext(script, text.data(), long(text.size())) == 0)
+            binbuf_eval(script, 0, nullptr, round % 2 ? ear : nullptr);
+    }
+    EXPECT_EQ(run("ear set 1"), "set(1)");
+}
+
+} // namespace

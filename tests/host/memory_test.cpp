@@ -1,0 +1,288 @@
+// Blocks and handles: sizes round the border between small and mapped blocks, what a
+// resize keeps, what a refusal leaves alone, and that freed memory goes back.
+#include <gtest/gtest.h>
+#include <zan/zan.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <set>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "scratch.h"
+
+namespace {
+
+constexpr long mib = 1L << 20;
+constexpr long sizes[] = {0,       1,           15,      16,          17,      4095,        mib - 1, mib,
+                          mib + 1, 2 * mib - 1, 2 * mib, 2 * mib + 5, 3 * mib, 5 * mib + 3, 1920 * 1080 * 4};
+
+unsigned char *bytes(void *block) { return static_cast<unsigned char *>(block); }
+
+void fill(void *block, long from, long to, unsigned seed)
+{
+    for (long i = from; i < to; i++)
+        bytes(block)[i] = (unsigned char)(unsigned(i) * 31u + seed);
+}
+
+long first_difference(void *block, long size, unsigned seed)
+{
+    for (long i = 0; i < size; i++)
+        if (bytes(block)[i] != (unsigned char)(unsigned(i) * 31u + seed))
+            return i;
+    return -1;
+}
+
+long first_nonzero(void *block, long from, long to)
+{
+    for (long i = from; i < to; i++)
+        if (bytes(block)[i])
+            return i;
+    return -1;
+}
+
+long resident_bytes()
+{
+    long pages = 0, resident = 0;
+    FILE *f = fopen("/proc/self/statm", "r");
+    if (!f || fscanf(f, "%ld %ld", &pages, &resident) != 2)
+        resident = -1;
+    if (f)
+        fclose(f);
+    return resident * sysconf(_SC_PAGESIZE);
+}
+
+TEST(Memory, BlocksAreAlignedKnowTheirSizeAndHoldIt)
+{
+    for (const long size : sizes) {
+        void *block = sysmem_newptr(size);
+        ASSERT_NE(block, nullptr) << size;
+        EXPECT_EQ(uintptr_t(block) % 16, 0u) << size;
+        EXPECT_EQ(sysmem_ptrsize(block), size);
+        fill(block, 0, size, 7);
+        EXPECT_EQ(first_difference(block, size, 7), -1) << size;
+        sysmem_freeptr(block);
+    }
+}
+
+TEST(Memory, ClearedBlocksAreZeroAlsoWhenTheirMemoryWasUsedBefore)
+{
+    for (const long size : sizes)
+        for (int round = 0; round < 4; round++) {
+            void *block = sysmem_newptrclear(size);
+            ASSERT_NE(block, nullptr);
+            EXPECT_EQ(first_nonzero(block, 0, size), -1) << size << " in round " << round;
+            memset(block, 0xFF, size_t(size));
+            sysmem_freeptr(block);
+        }
+}
+
+TEST(Memory, ResizingKeepsWhatFitsAndClearsWhatIsAdded)
+{
+    for (const long from : sizes)
+        for (const long to : sizes)
+            for (const bool clear : {false, true}) {
+                void *block = sysmem_newptr(from);
+                fill(block, 0, from, 3);
+                void *moved = clear ? sysmem_resizeptrclear(block, to) : sysmem_resizeptr(block, to);
+                ASSERT_NE(moved, nullptr) << from << " to " << to;
+                EXPECT_EQ(uintptr_t(moved) % 16, 0u);
+                EXPECT_EQ(sysmem_ptrsize(moved), to);
+                EXPECT_EQ(first_difference(moved, std::min(from, to), 3), -1) << from << " to " << to;
+                if (clear && to > from) {
+                    EXPECT_EQ(first_nonzero(moved, from, to), -1) << from << " to " << to;
+                }
+                fill(moved, 0, to, 9);
+                sysmem_freeptr(moved);
+            }
+}
+
+TEST(Memory, ImpossibleSizesAreRefusedAndLeaveTheBlockAsItWas)
+{
+    for (const long size : {-1L, LONG_MIN, LONG_MAX, LONG_MAX - 8, 1L << 47, 1L << 62}) {
+        EXPECT_EQ(sysmem_newptr(size), nullptr) << size;
+        EXPECT_EQ(sysmem_newptrclear(size), nullptr) << size;
+        EXPECT_EQ(sysmem_newhandle(size), nullptr) << size;
+        for (const long present : {100L, 2 * mib}) {
+            void *block = sysmem_newptr(present);
+            fill(block, 0, present, 5);
+            EXPECT_EQ(sysmem_resizeptr(block, size), nullptr) << size;
+            EXPECT_EQ(sysmem_resizeptrclear(block, size), nullptr) << size;
+            EXPECT_EQ(sysmem_ptrsize(block), present);
+            EXPECT_EQ(first_difference(block, present, 5), -1);
+            sysmem_freeptr(block);
+        }
+    }
+}
+
+TEST(Memory, NullIsAllowedEverywhere)
+{
+    sysmem_freeptr(nullptr);
+    sysmem_freehandle(nullptr);
+    sysmem_copyptr(nullptr, nullptr, 10);
+    EXPECT_EQ(sysmem_ptrsize(nullptr), 0);
+    EXPECT_EQ(sysmem_handlesize(nullptr), 0);
+    EXPECT_EQ(sysmem_lockhandle(nullptr, 1), 0);
+    EXPECT_NE(sysmem_resizehandle(nullptr, 1), 0);
+    EXPECT_NE(sysmem_ptrandhand("a", nullptr, 1), 0);
+    void *block = sysmem_resizeptr(nullptr, 20);
+    EXPECT_EQ(sysmem_ptrsize(block), 20);
+    sysmem_freeptr(block);
+}
+
+TEST(Memory, CopyTakesTheSourceFirstAndAreasMayOverlap)
+{
+    char text[] = "abcdef--";
+    sysmem_copyptr(text, text + 2, 6);
+    EXPECT_STREQ(text, "ababcdef");
+    sysmem_copyptr(text + 2, text, 6);
+    EXPECT_EQ(std::string(text, 6), "abcdef");
+    sysmem_copyptr("xyz", text, -1);
+    EXPECT_EQ(text[0], 'a');
+}
+
+TEST(Memory, AStrayPointerIsReportedAndNotFreed)
+{
+    report_catcher reports;
+    alignas(16) char own[64] = {};
+    sysmem_freeptr(own + 32);
+    EXPECT_NE(reports.one_error().find("no block of this host"), std::string::npos);
+    EXPECT_EQ(sysmem_ptrsize(own + 32), 0);
+}
+
+TEST(Memory, LargeBlocksStartOnHugePagesAtDifferentLines)
+{
+    std::set<uintptr_t> starts;
+    std::vector<void *> blocks;
+    for (int i = 0; i < 4; i++) {
+        void *block = sysmem_newptr(8 * mib);
+        const uintptr_t place = uintptr_t(block) % uintptr_t(2 * mib);
+        EXPECT_LT(place, 4096u);
+        EXPECT_EQ(place % 64, 0u);
+        starts.insert(place);
+        blocks.push_back(block);
+    }
+    EXPECT_EQ(starts.size(), 4u);
+    for (void *block : blocks)
+        sysmem_freeptr(block);
+}
+
+TEST(Memory, FreedLargeBlocksGoBackToTheSystem)
+{
+    const long before = resident_bytes();
+    ASSERT_GE(before, 0);
+    std::vector<void *> blocks;
+    for (int i = 0; i < 12; i++) {
+        blocks.push_back(sysmem_newptr(16 * mib + i * 8192));
+        memset(blocks.back(), 1, size_t(16 * mib));
+    }
+    for (void *block : blocks)
+        sysmem_freeptr(block);
+    // what waits for reuse is at most 64 MiB; the rest is room for the checkers' own
+    EXPECT_LT(resident_bytes() - before, 64 * mib + 48 * mib);
+}
+
+TEST(Memory, LargeBlocksCostLittleMoreThanTheirSize)
+{
+    for (const long size : {mib, mib + mib / 5, 2 * mib + 1, 1920L * 1080 * 4}) {
+        constexpr int count = 24;
+        void *blocks[count];
+        const long before = resident_bytes();
+        for (void *&block : blocks) {
+            block = sysmem_newptr(size);
+            memset(block, 1, size_t(size));
+        }
+        const long cost = (resident_bytes() - before) / count;
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+        EXPECT_LT(cost, size + size / 16 + 8192 + 2 * mib / count) << size;
+#else
+        EXPECT_LT(cost, size * 8) << size;
+#endif
+        for (void *block : blocks)
+            sysmem_freeptr(block);
+    }
+}
+
+TEST(Memory, ManyThreadsEachKeepTheirOwnBytes)
+{
+    std::vector<std::thread> threads;
+    std::vector<long> wrong(4, 0);
+    for (unsigned t = 0; t < 4; t++)
+        threads.emplace_back([t, &wrong] {
+            std::minstd_rand random(t + 1);
+            for (int round = 0; round < 60; round++) {
+                const long size = sizes[random() % 13];
+                void *block = round % 2 ? sysmem_newptr(size) : sysmem_newptrclear(size);
+                if (round % 2 == 0)
+                    wrong[t] += first_nonzero(block, 0, size) >= 0;
+                fill(block, 0, size, t);
+                const long next = sizes[random() % 13];
+                block = sysmem_resizeptr(block, next);
+                wrong[t] += first_difference(block, std::min(size, next), t) >= 0;
+                sysmem_freeptr(block);
+            }
+        });
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong, std::vector<long>(4, 0));
+}
+
+TEST(Handles, ALockSaysWhatWasBeforeAndStopsMoving)
+{
+    zan_handle handle = sysmem_newhandle(10);
+    ASSERT_NE(handle, nullptr);
+    memcpy(*handle, "0123456789", 10);
+    EXPECT_EQ(sysmem_lockhandle(handle, 1), 0);
+    EXPECT_EQ(sysmem_lockhandle(handle, 77), 1) << "nested locks restore the outer one";
+    EXPECT_EQ(sysmem_lockhandle(handle, 1), 1);
+    char *place = *handle;
+    EXPECT_NE(sysmem_resizehandle(handle, 4 * mib), 0);
+    EXPECT_NE(sysmem_ptrandhand("x", handle, 1), 0);
+    EXPECT_EQ(*handle, place);
+    EXPECT_EQ(sysmem_handlesize(handle), 10);
+    EXPECT_EQ(sysmem_lockhandle(handle, 0), 1);
+    EXPECT_EQ(sysmem_resizehandle(handle, 4 * mib), 0);
+    EXPECT_EQ(sysmem_handlesize(handle), 4 * mib);
+    EXPECT_EQ(memcmp(*handle, "0123456789", 10), 0);
+    EXPECT_NE(sysmem_resizehandle(handle, -1), 0);
+    EXPECT_EQ(sysmem_handlesize(handle), 4 * mib);
+    sysmem_freehandle(handle);
+}
+
+TEST(Handles, AppendingAddsUpAlsoFromTheHandleItself)
+{
+    zan_handle handle = sysmem_newhandleclear(0);
+    std::string model;
+    std::minstd_rand random(5);
+    for (int i = 0; i < 20000; i++) {
+        const std::string piece(random() % 9, char('a' + i % 26));
+        ASSERT_EQ(sysmem_ptrandhand(piece.data(), handle, long(piece.size())), 0);
+        model += piece;
+    }
+    ASSERT_EQ(sysmem_ptrandhand(*handle, handle, sysmem_handlesize(handle)), 0);
+    model += model;
+    ASSERT_EQ(sysmem_handlesize(handle), long(model.size()));
+    EXPECT_EQ(memcmp(*handle, model.data(), model.size()), 0);
+    EXPECT_NE(sysmem_ptrandhand("x", handle, -1), 0);
+    EXPECT_NE(sysmem_ptrandhand("x", handle, LONG_MAX), 0);
+    EXPECT_EQ(sysmem_handlesize(handle), long(model.size()));
+    sysmem_freehandle(handle);
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+TEST(MemoryDeathTest, OverrunsAndLateReadsAreFound)
+{
+    for (const long size : {100L, mib + 100, 8 * mib}) {
+        volatile char *block = static_cast<volatile char *>(sysmem_newptr(size));
+        EXPECT_DEATH(block[size] = 1, "AddressSanitizer") << size;
+        sysmem_freeptr(const_cast<char *>(block));
+        EXPECT_DEATH(block[size / 2] = 1, "AddressSanitizer") << size;
+    }
+}
+#endif
+
+} // namespace
