@@ -1,0 +1,434 @@
+// The copy between matrices: thousands of random cases against the model, on every
+// instruction set of the machine and on the general road; then the cases that a
+// person would name.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <vokra/matrix_copy.h>
+
+#include "matrix/copy_model.h"
+
+namespace {
+
+const char *const type_names[] = {"char", "long", "float32", "float64"};
+
+// A block of cells, exactly as large as its info says, at any alignment, so that the
+// address sanitizer sees a step outside.
+struct block {
+    vok_matrix_info info = {};
+    long shift = 0; // of the first cell from the start of the allocation
+    std::vector<unsigned char> bytes;
+
+    unsigned char *data() { return bytes.data() + shift; }
+};
+
+class generator {
+public:
+    explicit generator(unsigned seed) : random_(seed) {}
+
+    long pick(long low, long high) { return low + static_cast<long>(random_() % static_cast<unsigned long>(high - low + 1)); }
+    bool chance(int percent) { return pick(1, 100) <= percent; }
+    template <class T> T one_of(std::initializer_list<T> values)
+    {
+        return values.begin()[pick(0, static_cast<long>(values.size()) - 1)];
+    }
+
+    // From a stock of numbers, some of them special.
+    void fill(block &b)
+    {
+        for (auto &byte : b.bytes)
+            byte = static_cast<unsigned char>(random_());
+        const char kind = copy_model::kind_of(b.info.type);
+        if (kind == 'c' || kind == 'l')
+            return;
+        double stock[64] = {0.0, -0.0, 1.0, 255.0, -1e-40, 2147483647.0, 2147483648.0, -2147483649.0, 1e30, -1e30,
+                            std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+                            std::numeric_limits<double>::quiet_NaN()};
+        for (int i = 13; i < 64; i++)
+            stock[i] = (static_cast<double>(pick(0, 1 << 20)) / (1 << 19) - 0.5) * (i % 3 ? 1 : 1000);
+        const bool special = chance(40);
+        const long size = copy_model::bytes_of(kind);
+        for (long at = 0; b.shift + at + size <= static_cast<long>(b.bytes.size()); at += size) {
+            const unsigned long n = random_();
+            const double v = stock[special ? n % 64 : 13 + n % 51];
+            if (kind == 'f')
+                copy_model::write_float32(b.data() + at, static_cast<float>(v));
+            else
+                copy_model::write_float64(b.data() + at, v);
+        }
+    }
+
+    block make(const char *type, long planes, long dimcount, bool large)
+    {
+        block b;
+        b.info.type = gensym(type);
+        b.info.planecount = planes;
+        b.info.dimcount = dimcount;
+        std::fill(b.info.dim, b.info.dim + 32, 1);
+        for (long k = 0; k < dimcount; k++)
+            b.info.dim[k] = k > 1 ? pick(1, 3) : chance(15) ? pick(1, 2) : chance(85) ? pick(1, 20) : pick(20, 150);
+        if (large) {
+            b.info.dim[0] = chance(50) ? pick(8097, 8200) : pick(1, 20);
+            if (dimcount > 1)
+                b.info.dim[1] = b.info.dim[0] > 8096 ? pick(1, 2) : pick(8097, 8200);
+        }
+        const long size = copy_model::bytes_of(copy_model::kind_of(b.info.type));
+        long stride = planes * size + (chance(25) ? pick(1, 9) : 0);
+        long bytes = stride;
+        const bool rows_first = dimcount > 1 && chance(5);
+        for (long n = 0; n < dimcount; n++) {
+            const long k = rows_first && n < 2 ? 1 - n : n;
+            b.info.dimstride[k] = bytes;
+            bytes *= b.info.dim[k];
+            if (n == 0)
+                bytes += one_of({0L, (16 - bytes % 16) % 16, pick(1, 40)});
+        }
+        if (rows_first) // the stride along dimension 0 counts whole elements
+            b.info.dimstride[0] -= b.info.dimstride[0] % size;
+        b.info.size = bytes;
+        b.shift = chance(30) ? pick(1, 7) : 0;
+        b.bytes.resize(static_cast<size_t>(bytes + b.shift));
+        fill(b);
+        return b;
+    }
+
+    vok_matrix_conv_info record(const block &dst, const block &src)
+    {
+        vok_matrix_conv_info conv = {};
+        conv.flags = (chance(60) ? vok_matrix_conv_interp : 0) | (chance(50) ? vok_matrix_conv_usesrcdim : 0) |
+                     (chance(40) ? vok_matrix_conv_usedstdim : 0);
+        const long kind = pick(0, 5);
+        for (int p = 0; p < 32; p++)
+            conv.planemap[p] = kind < 2 ? p : kind == 2 ? 3 - p % 4 : kind == 3 ? pick(0, 3) : pick(-2, 40);
+        for (int k = 0; k < 32; k++) {
+            auto index = [&](long dim) { return chance(10) ? pick(-5, dim + 5) : pick(0, dim - 1); };
+            conv.srcdimstart[k] = chance(30) ? 0 : index(src.info.dim[k]);
+            conv.srcdimend[k] = chance(30) ? src.info.dim[k] - 1 : index(src.info.dim[k]);
+            conv.dstdimstart[k] = chance(30) ? 0 : index(dst.info.dim[k]);
+            conv.dstdimend[k] = chance(30) ? dst.info.dim[k] - 1 : index(dst.info.dim[k]);
+        }
+        return conv;
+    }
+
+private:
+    std::mt19937 random_;
+};
+
+// Which NaN comes out of a sum of several is the processor's choice.
+void unify_nans(block &b)
+{
+    const vok_matrix_info &m = b.info;
+    const char kind = copy_model::kind_of(m.type);
+    const long size = copy_model::bytes_of(kind);
+    if (kind == 'c' || kind == 'l')
+        return;
+    std::vector<long> offsets = {0};
+    for (long k = 0; k < m.dimcount; k++) {
+        std::vector<long> next;
+        for (const long o : offsets)
+            for (long i = 0; i < m.dim[k]; i++)
+                next.push_back(o + i * (k ? m.dimstride[k] : m.dimstride[0] / size * size));
+        offsets = next;
+    }
+    for (const long o : offsets)
+        for (long p = 0; p < m.planecount; p++)
+            if (unsigned char *at = b.data() + o + p * size; std::isnan(copy_model::read(kind, at)))
+                std::fill(at, at + size, 0xFF);
+}
+
+std::string describe(const block &b)
+{
+    std::string text = std::string(b.info.type->name) + " " + std::to_string(b.info.planecount) + " planes, dims";
+    for (long k = 0; k < b.info.dimcount; k++)
+        text += " " + std::to_string(b.info.dim[k]) + "/" + std::to_string(b.info.dimstride[k]);
+    return text + ", shift " + std::to_string(b.shift);
+}
+
+std::string describe(const vok_matrix_conv_info &conv)
+{
+    std::string text = "flags " + std::to_string(conv.flags) + ", map";
+    for (int p = 0; p < 5; p++)
+        text += " " + std::to_string(conv.planemap[p]);
+    for (int k = 0; k < 3; k++)
+        text += ", src " + std::to_string(conv.srcdimstart[k]) + ".." + std::to_string(conv.srcdimend[k]) + " dst " +
+                std::to_string(conv.dstdimstart[k]) + ".." + std::to_string(conv.dstdimend[k]);
+    return text;
+}
+
+TEST(frommatrix, random_cases)
+{
+    std::map<std::string, int> taken;
+    for (unsigned seed = 0; seed < 6000; seed++) {
+        generator g(seed);
+        const bool large = seed % 16 == 0;
+        const long dimcount = large ? 2 : g.one_of({1L, 2L, 2L, 2L, 2L, 3L, 4L});
+        // every pair of types in turn, twice as often the same
+        const unsigned pair = seed / 16 % 20;
+        const char *dst_type = type_names[pair % 4];
+        const char *src_type = type_names[pair < 16 ? pair / 4 : pair % 4];
+        auto planes = [&] { return g.chance(50) ? 4L : g.chance(95) ? g.pick(1, 6) : g.pick(7, 32); };
+        const long dst_planes = large ? g.pick(1, 4) : planes();
+        block src = g.make(src_type, g.chance(50) ? dst_planes : large ? g.pick(1, 3) : planes(),
+                           g.chance(80) ? dimcount : g.pick(1, 4), large);
+        block dst = g.make(dst_type, dst_planes, dimcount, large && g.chance(50));
+        if (g.chance(20)) // the same size, so that straight copies come up
+            for (int k = 0; k < 2; k++)
+                if (src.info.dimstride[0] < src.info.dimstride[1] && k < src.info.dimcount && k < dst.info.dimcount)
+                    src.info.dim[k] = dst.info.dim[k] = std::min(src.info.dim[k], dst.info.dim[k]);
+        vok_matrix_conv_info conv = g.record(dst, src);
+        const vok_matrix_conv_info *record = g.chance(80) ? &conv : nullptr;
+
+        block expected = dst;
+        const long n = std::max(dst.info.dimcount, src.info.dimcount);
+        const char which = copy_model::walk(n, record, dst.info, expected.data(), src.info, src.data());
+        vok_matrix_frommatrix_calculate_ndim(n, record, &dst.info, dst.data(), &src.info, src.data());
+        taken[std::string(1, which) + " " + dst_type + " from " + src_type]++;
+        if (which == 'E') {
+            unify_nans(dst);
+            unify_nans(expected);
+        }
+        const auto [got, wanted] = std::mismatch(dst.bytes.begin(), dst.bytes.end(), expected.bytes.begin());
+        ASSERT_TRUE(got == dst.bytes.end())
+            << "seed " << seed << ", case " << which << "\ndst " << describe(dst) << "\nsrc " << describe(src) << "\n"
+            << (record ? describe(conv) : std::string("no record")) << "\nfirst difference at byte "
+            << got - dst.bytes.begin() - dst.shift << ": " << int{*got} << " instead of " << int{*wanted};
+    }
+    for (const char which : {'A', 'B', 'C', 'D', 'E'})
+        for (const char *to : type_names)
+            for (const char *from : type_names)
+                if (which != 'D' || from == type_names[0]) {
+                    EXPECT_GT(taken[std::string(1, which) + " " + to + " from " + from], 0)
+                        << "no case " << which << " of " << to << " from " << from;
+                }
+}
+
+bool machine_has(const std::string &path)
+{
+#if defined(__x86_64__)
+    return path == "plain" || (path == "v2" && __builtin_cpu_supports("x86-64-v2")) ||
+           (path == "v3" && __builtin_cpu_supports("x86-64-v3")) ||
+           (path == "v4" && __builtin_cpu_supports("x86-64-v4"));
+#else
+    return path == "plain" || path == "neon";
+#endif
+}
+
+// The instruction set is chosen once in a process, so each path has one of its own.
+class frommatrix_path : public testing::TestWithParam<const char *> {};
+
+TEST_P(frommatrix_path, agrees_with_the_model)
+{
+    if (!machine_has(GetParam()))
+        GTEST_SKIP() << "this processor has no " << GetParam();
+    const pid_t child = fork();
+    if (child == 0) {
+        setenv("VOKRA_ISA", GetParam(), 1);
+        execl("/proc/self/exe", "test", "--gtest_filter=frommatrix.random_cases", static_cast<char *>(nullptr));
+        _exit(127);
+    }
+    ASSERT_GT(child, 0);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+}
+
+INSTANTIATE_TEST_SUITE_P(every, frommatrix_path, testing::Values("plain", "v2", "v3", "v4", "neon"),
+                         [](const auto &path) { return std::string(path.param); });
+
+// ---- what a person would name ----
+
+template <class T> struct element;
+template <> struct element<unsigned char> {
+    static constexpr const char *name = "char";
+};
+template <> struct element<int32_t> {
+    static constexpr const char *name = "long";
+};
+template <> struct element<float> {
+    static constexpr const char *name = "float32";
+};
+template <> struct element<double> {
+    static constexpr const char *name = "float64";
+};
+
+vok_matrix_info packed(const char *type, long planes, std::initializer_list<long> dims)
+{
+    vok_matrix_info info = {};
+    info.type = gensym(type);
+    info.planecount = planes;
+    std::fill(info.dim, info.dim + 32, 1);
+    info.size = planes * copy_model::bytes_of(copy_model::kind_of(info.type));
+    for (const long d : dims) {
+        info.dimstride[info.dimcount] = info.size;
+        info.dim[info.dimcount++] = d;
+        info.size *= d;
+    }
+    return info;
+}
+
+// Copies a list of elements into a fresh list, all of it planes x dims.
+template <class D, class S>
+std::vector<D> copied(std::vector<S> from, long src_planes, std::initializer_list<long> src_dims, long dst_planes,
+                      std::initializer_list<long> dst_dims, const vok_matrix_conv_info *conv = nullptr, D before = 77)
+{
+    const vok_matrix_info src = packed(element<S>::name, src_planes, src_dims);
+    const vok_matrix_info dst = packed(element<D>::name, dst_planes, dst_dims);
+    EXPECT_EQ(src.size, static_cast<long>(from.size() * sizeof(S)));
+    std::vector<D> to(static_cast<size_t>(dst.size) / sizeof(D), before);
+    vok_matrix_frommatrix_calculate_ndim(std::max(dst.dimcount, src.dimcount), conv, &dst, to.data(), &src,
+                                         from.data());
+    return to;
+}
+
+vok_matrix_conv_info record(long flags)
+{
+    vok_matrix_conv_info conv = {};
+    conv.flags = flags;
+    for (int p = 0; p < 32; p++)
+        conv.planemap[p] = p;
+    return conv;
+}
+
+using bytes = std::vector<unsigned char>;
+
+TEST(frommatrix_result, one_cell_fills_any_size)
+{
+    EXPECT_EQ(copied<unsigned char>(bytes{9, 8}, 2, {1, 1}, 2, {3, 2}), (bytes{9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8}));
+    const auto conv = record(vok_matrix_conv_interp);
+    EXPECT_EQ(copied<float>(std::vector<float>{0.25f}, 1, {1, 1}, 1, {2, 2}, &conv), std::vector<float>(4, 0.25f));
+}
+
+TEST(frommatrix_result, two_cells_to_five)
+{
+    const auto conv = record(vok_matrix_conv_interp);
+    EXPECT_EQ(copied<float>(std::vector<float>{0, 1}, 1, {2, 1}, 1, {5, 1}, &conv),
+              (std::vector<float>{0, 0.25f, 0.5f, 0.75f, 1}));
+    EXPECT_EQ(copied<unsigned char>(bytes{0, 200}, 1, {2, 1}, 1, {5, 1}, &conv), (bytes{0, 50, 100, 150, 200}));
+    EXPECT_EQ(copied<unsigned char>(bytes{1, 2}, 1, {2, 1}, 1, {5, 1}), (bytes{1, 1, 1, 2, 2}));
+}
+
+TEST(frommatrix_result, a_reversed_source_is_mirrored_and_a_reversed_destination_not)
+{
+    auto conv = record(vok_matrix_conv_usesrcdim);
+    conv.srcdimstart[0] = 3;
+    EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4}, 1, {4, 1}, 1, {4, 1}, &conv), (bytes{4, 3, 2, 1}));
+    conv = record(vok_matrix_conv_usedstdim);
+    conv.dstdimstart[0] = 4;
+    conv.dstdimend[0] = 1;
+    EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4}, 1, {4, 1}, 1, {6, 1}, &conv), (bytes{77, 1, 2, 3, 4, 77}));
+}
+
+TEST(frommatrix_result, planes_are_mapped)
+{
+    EXPECT_EQ(copied<unsigned char>(bytes{5, 6}, 1, {2, 1}, 4, {2, 1}), (bytes{5, 5, 5, 5, 6, 6, 6, 6}));
+    EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4, 5, 6, 7, 8}, 4, {2, 1}, 1, {2, 1}), (bytes{1, 5}));
+    auto conv = record(0);
+    conv.planemap[1] = -1;
+    conv.planemap[2] = 7; // wraps to 3
+    EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4}, 4, {1, 1}, 4, {1, 1}, &conv), (bytes{1, 77, 4, 4}));
+}
+
+TEST(frommatrix_result, elements_are_converted)
+{
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_EQ(copied<unsigned char>(std::vector<float>{1.5f, -0.5f, nan, 0.5f, 1}, 1, {5}, 1, {5}),
+              (bytes{255, 0, 0, 127, 255}));
+    EXPECT_EQ(copied<unsigned char>(std::vector<double>{1.5, -0.5, nan, 0.5, 1}, 1, {5}, 1, {5}),
+              (bytes{255, 0, 0, 127, 255}));
+    EXPECT_EQ(copied<unsigned char>(std::vector<int32_t>{300, -1, 44}, 1, {3}, 1, {3}), (bytes{44, 255, 44}));
+    EXPECT_EQ(copied<double>(bytes{255, 0, 51}, 1, {3}, 1, {3}), (std::vector<double>{1.0, 0.0, 51 / 255.0}));
+    EXPECT_EQ(copied<int32_t>(bytes{255}, 1, {1}, 1, {1}), std::vector<int32_t>{255});
+    EXPECT_EQ(copied<int32_t>(std::vector<double>{-2.9, 3e9, nan, 2147483647.9}, 1, {4}, 1, {4}),
+              (std::vector<int32_t>{-2, INT32_MIN, INT32_MIN, INT32_MAX}));
+}
+
+TEST(frommatrix_result, all_bytes_become_the_table)
+{
+    bytes all(256);
+    for (int i = 0; i < 256; i++)
+        all[static_cast<size_t>(i)] = static_cast<unsigned char>(i);
+    const auto singles = copied<float>(all, 1, {256}, 1, {256});
+    const auto doubles = copied<double>(all, 1, {256}, 1, {256});
+    for (size_t i = 0; i < 256; i++) {
+        EXPECT_EQ(singles[i], static_cast<float>(static_cast<double>(i) / 255.0));
+        EXPECT_EQ(doubles[i], static_cast<double>(i) / 255.0);
+    }
+}
+
+TEST(frommatrix_result, three_dimensions_into_two_read_the_first_slice)
+{
+    EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4, 5, 6, 7, 8}, 1, {2, 2, 2}, 1, {2, 2}), (bytes{1, 2, 3, 4}));
+    EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4}, 1, {1, 1, 4}, 1, {1, 1, 2}), (bytes{1, 3}));
+}
+
+TEST(frommatrix_result, in_place_planes_go_in_order)
+{
+    // the first plane is written before the last one reads it
+    bytes cells = {1, 2, 3, 4, 5, 6, 7, 8};
+    const vok_matrix_info info = packed("char", 4, {2, 1});
+    auto conv = record(0);
+    for (int p = 0; p < 4; p++)
+        conv.planemap[p] = 3 - p;
+    vok_matrix_frommatrix_calculate_ndim(2, &conv, &info, cells.data(), &info, cells.data());
+    EXPECT_EQ(cells, (bytes{4, 3, 3, 4, 8, 7, 7, 8}));
+}
+
+TEST(frommatrix_result, huge_mirrored_sources_stay_inside)
+{
+    // 16.16 positions wrap here: what comes out is nobody's business, where it is read is
+    bytes source(200000, 3);
+    auto conv = record(vok_matrix_conv_usesrcdim | vok_matrix_conv_interp);
+    for (const long flags : {4L, 6L}) {
+        conv.flags = flags;
+        conv.srcdimstart[0] = 199999;
+        EXPECT_EQ(copied<unsigned char>(source, 1, {200000, 1}, 1, {100, 2}, &conv)[0], 3);
+        conv.srcdimstart[0] = 0;
+        conv.srcdimstart[1] = 199999;
+        EXPECT_EQ(copied<unsigned char>(source, 1, {1, 200000}, 1, {2, 3000}, &conv)[0], 3);
+        conv.srcdimstart[1] = 0;
+    }
+}
+
+TEST(frommatrix_result, unknown_types_copy_nothing)
+{
+    vok_matrix_info src = packed("char", 1, {2, 2}), dst = packed("char", 1, {2, 2});
+    const bytes from = {1, 2, 3, 4};
+    bytes to(32, 9);
+    dst.type = gensym("symbol");
+    vok_matrix_frommatrix_calculate_ndim(2, nullptr, &dst, to.data(), &src, from.data());
+    dst.type = gensym("char");
+    src.type = gensym("pointer");
+    vok_matrix_frommatrix_calculate_ndim(2, nullptr, &dst, to.data(), &src, from.data());
+    EXPECT_EQ(to, bytes(32, 9));
+}
+
+TEST(canfastcopy, asks_for_the_very_same_shape)
+{
+    vok_matrix_info a = packed("char", 4, {5, 3}), b = a;
+    auto conv = record(0);
+    EXPECT_EQ(vok_matrix_canfastcopy(nullptr, &a, &b), 1);
+    EXPECT_EQ(vok_matrix_canfastcopy(&conv, &a, &b), 1);
+    conv.planemap[2] = 1;
+    EXPECT_EQ(vok_matrix_canfastcopy(&conv, &a, &b), 0);
+    conv = record(vok_matrix_conv_usesrcdim | vok_matrix_conv_usedstdim);
+    for (int k = 0; k < 2; k++)
+        conv.srcdimend[k] = conv.dstdimend[k] = a.dim[k] - 1;
+    EXPECT_EQ(vok_matrix_canfastcopy(&conv, &a, &b), 0);
+    for (int k = 0; k < 2; k++)
+        conv.srcdimend[k] = conv.dstdimend[k] = a.dim[k];
+    EXPECT_EQ(vok_matrix_canfastcopy(&conv, &a, &b), 1);
+    b.dimstride[1] += 16;
+    EXPECT_EQ(vok_matrix_canfastcopy(nullptr, &a, &b), 0);
+}
+
+} // namespace
