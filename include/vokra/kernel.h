@@ -115,6 +115,9 @@ VOKRA_EXPORT void *vok_interface_method_decorator(void *x, symbol *selector);
 VOKRA_EXPORT vok_err vok_interface_attr_getter(void *x, void *attr, long *argc, atom **argv);
 VOKRA_EXPORT vok_err vok_interface_attr_setter(void *x, void *attr, long argc, atom *argv);
 
+/* Makes the class vok_interface_tester, which holds one matrix and answers for it. */
+VOKRA_EXPORT vok_err vok_interface_tester_init(void);
+
 /* ---- objects ---- */
 
 /* A zeroed instance; no constructor runs. */

@@ -1,0 +1,111 @@
+// The start-up: one table, run from top to bottom. Each row may rely on all those above
+// it. The initialisers are the rooms' own, declared here once; a room that isn't part of
+// this build leaves its name empty, and the row is passed over.
+#include <zan/classes.h>
+#include <zan/objects.h>
+#include <zan/preferences.h>
+#include <zan/symbols.h>
+
+#include <vokra/commonsyms.h>
+#include <vokra/kernel.h>
+
+#include "kernel/message.h"
+
+#define ROOM extern "C" __attribute__((weak)) vok_err
+ROOM vok_rand_setseed(long seed);
+ROOM vok_rand(void);
+ROOM vok_half_init(void);
+ROOM vok_linklist_init(void);
+ROOM vok_attr_init(void);
+ROOM vok_matrix_init(void);
+ROOM vok_mop_init(void);
+ROOM vok_kernel_init(void);
+ROOM vok_parallel_utils_init(void);
+ROOM vok_op_init(void);
+ROOM vok_tree_init(void);
+ROOM zan_vok_ob3d_init(zan_method gl_function);
+#undef ROOM
+
+vok_mess _vok_mess_nonmethod;
+vok_mess _vok_mess_freemethod;
+zan_class *_vok_class_class;
+
+namespace {
+
+vok_err seed_random(void)
+{
+    if (vok_rand_setseed && vok_rand) {
+        vok_rand_setseed(0);
+        vok_rand();
+    }
+    return VOK_ERR_NONE;
+}
+
+vok_err fill_message_records(void)
+{
+    _vok_mess_nonmethod = {gensym("nonmethod"), vok::method(vok_method_false)};
+    _vok_mess_freemethod = {_vok_sym_free, vok::method(vok_object_free)};
+    return VOK_ERR_NONE;
+}
+
+vok_err make_class_of_classes(void)
+{
+    _vok_class_class = vok_class_new("vok_class", reinterpret_cast<zan_method>(vok_class_new), vok::method(vok_class_free),
+                                     sizeof(object), argtype_cant, 0);
+    if (!_vok_class_class)
+        object_post(nullptr, "couldn't allocate memory for class vok_class");
+    return VOK_ERR_NONE;
+}
+
+vok_err register_class_of_classes(void)
+{
+    return _vok_class_class ? class_register(ps_vokra, _vok_class_class) : 0;
+}
+
+// The separately loaded OpenGL module has left its functions in the `thing` of two symbols.
+vok_err take_over_gl(void)
+{
+    const bool core = preferences_getsym("gfxengine") == gensym("glcore");
+    void *init = gensym(core ? "gl3status_initgl" : "gl2status_initgl")->thing;
+    void *gl_function = gensym(core ? "gl3status_gl_function" : "gl2status_gl_function")->thing;
+    if (init)
+        reinterpret_cast<zan_word (*)(zan_word)>(init)(0);
+    if (zan_vok_ob3d_init)
+        zan_vok_ob3d_init(reinterpret_cast<zan_method>(gl_function));
+    return VOK_ERR_NONE;
+}
+
+struct step {
+    const char *name;
+    vok_err (*run)(void);
+};
+
+constexpr step steps[] = {
+    {"random", seed_random},
+    {"half floats", vok_half_init},
+    {"message records", fill_message_records},
+    {"vok_class", make_class_of_classes},
+    {"vok_linklist", vok_linklist_init},
+    {"vok_class registered", register_class_of_classes},
+    {"attributes", vok_attr_init},
+    {"vok_matrix", vok_matrix_init},
+    {"vok_mop", vok_mop_init},
+    {"vok_kernel", vok_kernel_init},
+    {"thread pool", vok_parallel_utils_init},
+    {"vok_op", vok_op_init},
+    {"vok_tree", vok_tree_init},
+    {"OpenGL", take_over_gl},
+};
+
+} // namespace
+
+vok_err vok_object_init(void)
+{
+    if (_vok_object_init)
+        return VOK_ERR_NONE;
+    _vok_object_init = 1; // ahead of all: the steps come back here through vok_class_new
+    for (const step &s : steps)
+        if (s.run)
+            s.run();
+    return VOK_ERR_NONE;
+}

@@ -1,0 +1,28 @@
+// The variadic entry points: they hand on a fixed number of words, whatever the caller
+// gave, so they may read more than there is.
+#pragma once
+#include <cstdarg>
+
+#include <zan/base.h>
+
+namespace vok {
+
+// What lies behind the caller's own words is read and passed on, and no method looks at
+// it; address checking would take the read for an overflow of the caller's frame.
+__attribute__((no_sanitize("address"), noinline)) inline void take_words(va_list list, zan_word *words, int count)
+{
+    for (int i = 0; i < count; ++i)
+        words[i] = va_arg(list, zan_word);
+}
+
+// A type list: the words up to its 0, at most `count`; the rest is filled with zeros.
+inline void take_types(va_list list, long *types, int count)
+{
+    bool ended = false;
+    for (int i = 0; i < count; ++i) {
+        types[i] = ended ? 0 : static_cast<short>(va_arg(list, int));
+        ended = types[i] == 0;
+    }
+}
+
+} // namespace vok
