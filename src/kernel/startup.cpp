@@ -1,30 +1,24 @@
 // The start-up: one table, run from top to bottom. Each row may rely on all those above
-// it. The initialisers are the rooms' own, declared here once; a room that isn't part of
-// this build leaves its name empty, and the row is passed over.
+// it; a room joins with its row.
 #include <zan/classes.h>
 #include <zan/objects.h>
 #include <zan/preferences.h>
 #include <zan/symbols.h>
 
+#include <vokra/attributes.h>
 #include <vokra/commonsyms.h>
 #include <vokra/kernel.h>
+#include <vokra/matrix.h>
+#include <vokra/memory.h>
+#include <vokra/mop.h>
+#include <vokra/numerics.h>
+#include <vokra/op.h>
+#include <vokra/parallel_pool.h>
 
 #include "kernel/message.h"
 
-#define ROOM extern "C" __attribute__((weak)) vok_err
-ROOM vok_rand_setseed(long seed);
-ROOM vok_rand(void);
-ROOM vok_half_init(void);
-ROOM vok_linklist_init(void);
-ROOM vok_attr_init(void);
-ROOM vok_matrix_init(void);
-ROOM vok_mop_init(void);
-ROOM vok_kernel_init(void);
-ROOM vok_parallel_utils_init(void);
-ROOM vok_op_init(void);
-ROOM vok_tree_init(void);
-ROOM zan_vok_ob3d_init(zan_method gl_function);
-#undef ROOM
+// Of a room that isn't built yet.
+extern "C" __attribute__((weak)) vok_err zan_vok_ob3d_init(zan_method gl_function);
 
 vok_mess _vok_mess_nonmethod;
 vok_mess _vok_mess_freemethod;
@@ -32,12 +26,11 @@ zan_class *_vok_class_class;
 
 namespace {
 
-vok_err seed_random(void)
+vok_err start_numerics(void)
 {
-    if (vok_rand_setseed && vok_rand) {
-        vok_rand_setseed(0);
-        vok_rand();
-    }
+    vok_rand_setseed(0); // from the clock
+    vok_rand();
+    vok_half_init();
     return VOK_ERR_NONE;
 }
 
@@ -81,8 +74,7 @@ struct step {
 };
 
 constexpr step steps[] = {
-    {"random", seed_random},
-    {"half floats", vok_half_init},
+    {"numerics", start_numerics},
     {"message records", fill_message_records},
     {"vok_class", make_class_of_classes},
     {"vok_linklist", vok_linklist_init},
@@ -105,7 +97,6 @@ vok_err vok_object_init(void)
         return VOK_ERR_NONE;
     _vok_object_init = 1; // ahead of all: the steps come back here through vok_class_new
     for (const step &s : steps)
-        if (s.run)
-            s.run();
+        s.run();
     return VOK_ERR_NONE;
 }

@@ -6,6 +6,7 @@
 
 #include <vokra/commonsyms.h>
 #include <vokra/kernel.h>
+#include <vokra/mop.h>
 #include <vokra/parallel_ndim.h>
 #include <vokra/parallel_pool.h>
 
@@ -29,7 +30,7 @@ void tell_application(const char *selector, long argc = 0, atom *argv = nullptr)
         typedmess(application, gensym(selector), argc, argv);
 }
 
-void tell_application(const char *selector, long value)
+void tell_value(const char *selector, long value)
 {
     atom a;
     atom_setlong(&a, value);
@@ -53,12 +54,12 @@ void cursor(void *, long on)
 
 void pollthrottle(void *, long value)
 {
-    tell_application("setpollthrottle", std::max(value, 1L));
+    tell_value("setpollthrottle", std::max(value, 1L));
 }
 
 void queuethrottle(void *, long value)
 {
-    tell_application("setqueuethrottle", std::max(value, 1L));
+    tell_value("setqueuethrottle", std::max(value, 1L));
 }
 
 void launch_browser(void *, symbol *, long argc, atom *argv)
@@ -184,6 +185,7 @@ constexpr vok::message messages[] = {
     // functions of the library that the host reaches by name
     {"exp_vok_object_getmethod", vok::fn<vok_object_getmethod>, {argtype_cant}},
     {"exp_vok_object_findregistered", vok::fn<vok_object_findregistered>, {argtype_cant}},
+    {"exp_vok_mop_ioproc_tosym", vok::fn<vok_mop_ioproc_tosym>, {argtype_cant}},
 };
 
 // showglstatus names no method, and marks nothing.
