@@ -243,16 +243,6 @@ void class_instance_gone(zan_class *c)
         destroy_class(c);
 }
 
-long object_count(symbol *name)
-{
-    const std::lock_guard hold(all_lock);
-    long count = 0;
-    for (zan_class *c = all_classes; c; c = c->next)
-        if (!name || c->name == name)
-            count += c->instances.load(std::memory_order_relaxed);
-    return count;
-}
-
 void *find_attribute_message(object *o, symbol *selector, bool *get)
 {
     *get = false;
@@ -575,6 +565,16 @@ void class_obexoffset_set(zan_class *c, long offset)
 {
     if (c && offset >= static_cast<long>(sizeof(object)) && offset + static_cast<long>(sizeof(void *)) <= c->size)
         c->obex_offset = offset;
+}
+
+long zan_object_count(symbol *classname)
+{
+    const std::lock_guard hold(all_lock);
+    long count = 0;
+    for (zan_class *c = all_classes; c; c = c->next)
+        if (!classname || c->name == classname)
+            count += c->instances.load(std::memory_order_relaxed);
+    return count;
 }
 
 } // extern "C"

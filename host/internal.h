@@ -44,7 +44,6 @@ void cords_forget(object *x);
 bool on_main_thread();
 
 zan_class *class_in_making();     // the class that this thread made last, or null (classes.cpp)
-long object_count(symbol *name);  // objects alive, of one class name or of all (objects.cpp)
 
 // Whether x is a live object. Any pointer may be asked about: objects lie on 16-byte
 // boundaries, so the magic word of what does is on the same page as x itself.

@@ -1,0 +1,361 @@
+// Messages by name: words as they come, atoms by every tag, decorators, methods of one
+// object, and what is said when a message can't be answered.
+#include "kernel_fixture.h"
+#include <thread>
+
+namespace {
+
+struct receiver {
+    object header;
+    receiver *next;   // what `decorator` gives
+    long value;       // an attribute
+    double numbers[4]; // an attribute
+    long locked, hidden; // attributes that can't be set at all; not by users
+};
+
+std::string seen;
+
+template <class... T> std::string joined(T... values)
+{
+    std::string text;
+    ((text += (text.empty() ? "" : " ") + std::to_string(values)), ...);
+    return text;
+}
+
+void note(std::string text) { seen = std::move(text); }
+
+zan_word r_gimme(receiver *, symbol *s, long argc, atom *argv)
+{
+    note(std::string(s->name) + "(" + text_of(argc, argv) + ")");
+    return 40 + argc;
+}
+zan_word r_gimmeback(receiver *, symbol *s, long argc, atom *argv, atom *rv)
+{
+    note(std::string(s->name) + "(" + text_of(argc, argv) + ")");
+    atom_setfloat(rv, 0.25);
+    return 7;
+}
+zan_word r_giveobject(receiver *, symbol *, long, atom *, atom *rv)
+{
+    atom list[] = {A(1), A(2)};
+    atom_setobj(rv, object_new_imp(S("nobox"), S("atomarray"), 2, W(list), 0, 0, 0, 0, 0, 0));
+    return 0;
+}
+zan_word r_words(receiver *, zan_word a, zan_word b, zan_word c, zan_word d, zan_word e, zan_word f, zan_word g, zan_word h)
+{
+    note(joined(a, b, c, d, e, f, g, h));
+    return -1;
+}
+zan_word r_none(receiver *) { note("none"); return 1; }
+zan_word r_long(receiver *, long a) { note(joined(a)); return 1; }
+zan_word r_float(receiver *, double a) { note(joined(a)); return 1; }
+zan_word r_sym(receiver *, symbol *a) { note(a->name); return 1; }
+zan_word r_obj(receiver *, object *a) { note(object_classname(a)->name); return 1; }
+zan_word r_defaults(receiver *, long a, double b, symbol *c) { note(joined(a) + " " + joined(b) + " " + c->name + "."); return 1; }
+zan_word r_mixed(receiver *, long a, double b, long c, double d, symbol *e, double f, long g, double h)
+{
+    note(joined(a) + " " + joined(b) + " " + joined(c) + " " + joined(d) + " " + e->name + " " + joined(f) + " " + joined(g) + " " + joined(h));
+    return 1;
+}
+void *r_decorator(receiver *x, symbol *) { return x->next; }
+
+zan_class *receiver_class()
+{
+    static zan_class *c = [] {
+        zan_class *made = class_new("test_receiver", nullptr, nullptr, sizeof(receiver), nullptr, 0);
+        class_addmethod(made, M(r_words), "words", argtype_cant, 0);
+        class_addmethod(made, M(r_gimme), "gimme", argtype_gimme, 0);
+        class_addmethod(made, M(r_gimmeback), "gimmeback", argtype_gimmeback, 0);
+        class_addmethod(made, M(r_giveobject), "giveobject", argtype_gimmeback, 0);
+        class_addmethod(made, M(r_gimme), "defer", argtype_defer, 0);
+        class_addmethod(made, M(r_gimme), "usurp", argtype_usurp, 0);
+        class_addmethod(made, M(r_gimme), "defer_low", argtype_defer_low, 0);
+        class_addmethod(made, M(r_gimme), "usurp_low", argtype_usurp_low, 0);
+        class_addmethod(made, M(r_none), "none", 0);
+        class_addmethod(made, M(r_long), "long", argtype_long, 0);
+        class_addmethod(made, M(r_float), "float", argtype_float, 0);
+        class_addmethod(made, M(r_sym), "sym", argtype_sym, 0);
+        class_addmethod(made, M(r_obj), "obj", argtype_obj, 0);
+        class_addmethod(made, M(r_defaults), "defaults", argtype_deflong, argtype_deffloat, argtype_defsym, 0);
+        class_addmethod(made, M(r_mixed), "mixed", argtype_long, argtype_float, argtype_long, argtype_float, argtype_sym,
+                        argtype_float, argtype_long, argtype_float, 0);
+        class_addmethod(made, M(r_words), "nine", 1, 1, 1, 1, 1, 1, 1, 1, 1, 0);
+        class_addmethod(made, M(r_decorator), "decorator", argtype_cant, 0);
+        class_addtypedwrapper(made, M(r_gimmeback), "words", argtype_gimmeback, 0);
+        class_addattr(made, attr_offset_new("value", S("long"), 0, nullptr, nullptr, offsetof(receiver, value)));
+        class_addattr(made, attr_offset_array_new("numbers", S("float64"), 4, 0, nullptr, nullptr, 0, offsetof(receiver, numbers)));
+        class_addattr(made, attr_offset_new("locked", S("long"), 2, nullptr, nullptr, offsetof(receiver, locked)));
+        class_addattr(made, attr_offset_new("hidden", S("long"), 0x300, nullptr, nullptr, offsetof(receiver, hidden)));
+        class_register(S("test"), made);
+        return made;
+    }();
+    return c;
+}
+
+class dispatch : public testing::Test {
+protected:
+    receiver *x = static_cast<receiver *>(object_alloc(receiver_class()));
+    report_catcher reports;
+    void SetUp() override { seen.clear(); }
+    void TearDown() override { object_free(x); }
+};
+
+TEST_F(dispatch, words_pass_untouched_whatever_the_tags)
+{
+    EXPECT_EQ(send(x, "words", 1, -2, 3, -4, 5, -6, 7, -8), -1);
+    EXPECT_EQ(seen, "1 -2 3 -4 5 -6 7 -8");
+    atom list[] = {A(1), A("b")};
+    for (const char *name : {"gimme", "defer", "usurp", "defer_low", "usurp_low"}) {
+        EXPECT_EQ(send(x, name, S("other"), 2, list), 42) << name;
+        EXPECT_EQ(seen, "other(1 b)") << name;
+    }
+    EXPECT_EQ(send(x, "long", 12), 1);
+    EXPECT_EQ(seen, "12");
+    EXPECT_EQ(send(x, "absent", 1, 2, 3), 0);
+    EXPECT_TRUE(reports.take().empty());
+}
+
+TEST_F(dispatch, atoms_are_converted_by_the_tags)
+{
+    const struct { const char *message; std::vector<atom> atoms; zan_word answer; const char *seen; const char *rv; } rows[] = {
+        {"gimme", {A(1), A(2.5), A("w")}, 43, "gimme(1 2.500000f w)", "nothing"},
+        {"gimme", {}, 40, "gimme()", "nothing"},
+        {"gimmeback", {A("w")}, 7, "gimmeback(w)", "0.250000f"},
+        {"words", {A(5)}, 7, "words(5)", "0.250000f"}, // the typed wrapper of a private method
+        {"defer", {A(1)}, 41, "defer(1)", "nothing"},
+        {"usurp_low", {A(1)}, 41, "usurp_low(1)", "nothing"},
+        {"none", {}, 1, "none", "nothing"},
+        {"none", {A(1)}, 1, "none", "nothing"},
+        {"long", {A(3)}, 1, "3", "nothing"},
+        {"long", {A(3.9)}, 1, "3", "nothing"},
+        {"long", {A(3), A(4)}, 1, "3", "nothing"}, // more than it takes
+        {"float", {A(3)}, 1, "3.000000", "nothing"},
+        {"float", {A(3.5)}, 1, "3.500000", "nothing"},
+        {"sym", {A("word")}, 1, "word", "nothing"},
+        {"obj", {A(linklist_new())}, 1, "linklist", "nothing"},
+        {"defaults", {}, 1, "0 0.000000 .", "nothing"},
+        {"defaults", {A(4)}, 1, "4 0.000000 .", "nothing"},
+        {"defaults", {A(4), A(5), A("six")}, 1, "4 5.000000 six.", "nothing"},
+        {"mixed", {A(1), A(2.5), A(3), A(4.5), A("e"), A(6), A(7.5), A(8.5)}, 1, "1 2.500000 3 4.500000 e 6.000000 7 8.500000", "nothing"},
+        {"value", {A(17)}, 0, "", "nothing"},
+        {"getvalue", {}, 0, "", "17"},
+        {"numbers", {A(1), A(2)}, 0, "", "nothing"},
+        {"getnumbers", {}, 0, "", "object"},
+        {"hidden", {A(6)}, 0, "", "nothing"},
+        {"gethidden", {}, 0, "", "6"},
+    };
+    for (auto row : rows) {
+        SCOPED_TRACE(row.message);
+        seen.clear();
+        atom rv = A("before");
+        EXPECT_EQ(object_method_typed(x, S(row.message), static_cast<long>(row.atoms.size()), row.atoms.data(), &rv), row.answer);
+        EXPECT_EQ(seen, row.seen);
+        EXPECT_EQ(text_of(rv), row.rv);
+        if (rv.type == argtype_obj) {
+            long argc = 0;
+            atom *argv = nullptr;
+            atomarray_getatoms(atom_getobj(&rv), &argc, &argv);
+            EXPECT_EQ(text_of(argc, argv), "1.000000f 2.000000f 0.000000f 0.000000f");
+            object_free(atom_getobj(&rv));
+        }
+        seen.clear();
+        EXPECT_EQ(object_method_typed(x, S(row.message), static_cast<long>(row.atoms.size()), row.atoms.data(), nullptr), row.answer);
+        EXPECT_EQ(seen, row.seen); // the same without a place for the answer
+        if (row.atoms.size() == 1 && row.atoms[0].type == argtype_obj)
+            object_free(row.atoms[0].value.as_obj);
+    }
+    EXPECT_TRUE(reports.take().empty());
+}
+
+TEST_F(dispatch, an_answer_that_no_one_takes_is_freed)
+{
+    const long before = zan_object_count(S("atomarray"));
+    object_method_typed(x, S("giveobject"), 0, nullptr, nullptr);
+    typedmess(x, S("giveobject"), 0, nullptr);
+    EXPECT_EQ(zan_object_count(S("atomarray")), before);
+    atom rv;
+    object_method_typed(x, S("giveobject"), 0, nullptr, &rv);
+    EXPECT_EQ(zan_object_count(S("atomarray")), before + 1);
+    object_free(atom_getobj(&rv));
+}
+
+TEST_F(dispatch, what_does_not_fit_is_one_error_that_names_it)
+{
+    const struct { const char *message; std::vector<atom> atoms; const char *says; } rows[] = {
+        {"long", {}, "test_receiver: long: argument 1: expected an integer, found nothing"},
+        {"long", {A("a")}, "test_receiver: long: argument 1: expected an integer, found a symbol"},
+        {"float", {A("a")}, "test_receiver: float: argument 1: expected a number, found a symbol"},
+        {"sym", {A(1)}, "test_receiver: sym: argument 1: expected a symbol, found an integer"},
+        {"obj", {A(1.5)}, "test_receiver: obj: argument 1: expected an object, found a number"},
+        {"defaults", {A(1), A("b")}, "test_receiver: defaults: argument 2: expected a number, found a symbol"},
+        {"mixed", {A(1), A(2.5), A(3)}, "test_receiver: mixed: argument 4: expected a number, found nothing"},
+        {"nine", {A(1), A(1), A(1), A(1), A(1), A(1), A(1), A(1), A(1)}, "test_receiver: nine: takes more than 8 arguments"},
+        {"decorator", {}, "test_receiver: decorator: is private"},
+    };
+    for (auto row : rows) {
+        SCOPED_TRACE(row.message);
+        EXPECT_EQ(object_method_typed(x, S(row.message), static_cast<long>(row.atoms.size()), row.atoms.data(), nullptr), zan_err_generic);
+        EXPECT_NE(reports.one_error().find(row.says), std::string::npos) << row.says;
+        EXPECT_EQ(seen, "");
+    }
+    EXPECT_EQ(object_method_typed(x, S("absent"), 0, nullptr, nullptr), zan_err_generic);
+    EXPECT_TRUE(reports.take().empty()); // a program that asks is only told
+}
+
+TEST_F(dispatch, a_patcher_reaches_what_is_public)
+{
+    atom three = A(3);
+    EXPECT_EQ(typedmess(x, S("gimme"), 1, &three), 41);
+    EXPECT_EQ(typedmess(x, S("value"), 1, &three), 0);
+    EXPECT_EQ(x->value, 3);
+    EXPECT_EQ(typedmess(x, S("getvalue"), 0, nullptr), 0);
+    EXPECT_EQ(typedmess(x, S("int"), 1, &three), 1); // taken by `float`
+    EXPECT_EQ(seen, "3.000000");
+    EXPECT_TRUE(reports.take().empty());
+    const struct { const char *message; const char *says; } refused[] = {
+        {"words", "doesn't understand \"words\""}, // private: the wrapper is for languages
+        {"gimmy", "doesn't understand \"gimmy\": did you mean \"gimme\"?"},
+        {"number", "did you mean \"numbers\"?"},
+        {"zzzzzzzz", "test_receiver: doesn't understand \"zzzzzzzz\""},
+        {"hidden", "test_receiver: the attribute \"hidden\" can't be set"},
+        {"gethidden", "the attribute \"hidden\" can't be read"},
+        {"locked", "the attribute \"locked\" can't be set"},
+    };
+    for (const auto &row : refused) {
+        EXPECT_EQ(typedmess(x, S(row.message), 1, &three), zan_err_generic) << row.message;
+        EXPECT_NE(reports.one_error().find(row.says), std::string::npos) << row.says;
+    }
+    object_addmethod(x, M(r_gimme), "anything", argtype_gimme, 0);
+    EXPECT_EQ(typedmess(x, S("zzzzzzzz"), 1, &three), 41);
+    EXPECT_EQ(seen, "zzzzzzzz(3)");
+    EXPECT_TRUE(reports.take().empty());
+}
+
+TEST_F(dispatch, attributes_answer_their_names_with_words)
+{
+    atom list[] = {A(9), A(8)};
+    EXPECT_EQ(send(x, "value", 1, list), 0);
+    EXPECT_EQ(x->value, 9);
+    long argc = 0;
+    atom *argv = nullptr;
+    EXPECT_EQ(send(x, "getvalue", &argc, &argv), 0);
+    EXPECT_EQ(text_of(argc, argv), "9");
+    sysmem_freeptr(argv);
+    EXPECT_NE(send(x, "locked", 1, list), 0);
+    EXPECT_EQ(x->locked, 0);
+    EXPECT_EQ(send(x, "hidden", 1, list), 0); // by code it can
+    EXPECT_EQ(x->hidden, 9);
+}
+
+TEST_F(dispatch, unknown_messages_go_to_what_is_decorated)
+{
+    zan_class *inner_class = class_new("test_inner", nullptr, nullptr, sizeof(receiver), nullptr, 0);
+    class_addmethod(inner_class, M(+[](receiver *r, zan_word w) -> zan_word { return r->value + w; }), "inner", argtype_cant, 0);
+    class_addmethod(inner_class, M(r_gimmeback), "back", argtype_gimmeback, 0);
+    class_addattr(inner_class, attr_offset_new("depth", S("long"), 0, nullptr, nullptr, offsetof(receiver, value)));
+    receiver *middle = static_cast<receiver *>(object_alloc(receiver_class()));
+    receiver *inner = static_cast<receiver *>(object_alloc(inner_class));
+    x->next = middle;
+    middle->next = inner;
+    inner->value = 100;
+    EXPECT_EQ(send(x, "inner", 5), 105);
+    atom rv, three = A(3);
+    EXPECT_EQ(object_method_typed(x, S("back"), 1, &three, &rv), 7);
+    EXPECT_EQ(text_of(rv), "0.250000f");
+    EXPECT_EQ(typedmess(x, S("depth"), 1, &three), 0);
+    EXPECT_EQ(inner->value, 3);
+    EXPECT_EQ(send(x, "value", 1, &three), 0); // its own comes first
+    EXPECT_EQ(x->value, 3);
+    EXPECT_EQ(middle->value, 0);
+    // circles end
+    middle->next = x;
+    EXPECT_EQ(send(x, "inner", 5), 0);
+    x->next = x;
+    EXPECT_EQ(send(x, "inner", 5), 0);
+    EXPECT_EQ(object_method_typed(x, S("inner"), 0, nullptr, nullptr), zan_err_generic);
+    x->next = reinterpret_cast<receiver *>(&three); // not an object
+    three.value.as_long = 0;
+    EXPECT_EQ(send(x, "inner", 5), 0);
+    object_free(middle);
+    object_free(inner);
+    class_free(inner_class);
+}
+
+TEST_F(dispatch, methods_of_one_object_win_over_its_class)
+{
+    receiver *other = static_cast<receiver *>(object_alloc(receiver_class()));
+    EXPECT_EQ(object_addmethod(x, M(+[](void *) -> zan_word { return 500; }), "none", argtype_cant, 0), 0);
+    EXPECT_EQ(object_addmethod(x, M(r_long), "only_here", argtype_long, 0), 0);
+    EXPECT_EQ(send(x, "none"), 500);
+    EXPECT_EQ(send(other, "none"), 1);
+    EXPECT_EQ(send(other, "only_here", 1), 0);
+    EXPECT_EQ(object_mess(x, S("only_here"))->types[0], argtype_long);
+    EXPECT_EQ(object_getmethod(other, S("only_here")), M(method_false));
+    EXPECT_EQ(zgetfn(other, S("only_here")), nullptr);
+    EXPECT_EQ(object_getmethod_object(x, S("none"))->entry.types[0], argtype_cant);
+    EXPECT_EQ(object_getmethod_object(x, S("long"))->entry.function, M(r_long)); // the class's
+    object_addmethod(x, M(r_none), "none", 0);
+    EXPECT_EQ(send(x, "none"), 1);
+    void *table = nullptr;
+    EXPECT_EQ(object_obex_lookup(x, S("methods"), &table), 0);
+    EXPECT_EQ(hashtab_getsize(table), 2);
+    object_free(other);
+}
+
+TEST_F(dispatch, a_symbol_or_a_found_entry_serve_as_well)
+{
+    EXPECT_EQ(object_method_sym(x, S("sym"), S("word"), nullptr), 1);
+    EXPECT_EQ(seen, "word");
+    atom three = A(3), rv;
+    EXPECT_EQ(object_method_typedfun(x, object_mess(x, S("gimmeback")), S("other"), 1, &three, &rv), 7);
+    EXPECT_EQ(seen, "other(3)");
+    EXPECT_EQ(object_method_typedfun(x, object_mess(x, S("gimme")), nullptr, -1, nullptr, &rv), 40);
+    EXPECT_EQ(seen, "gimme()");
+    EXPECT_NE(object_method_typedfun(x, nullptr, S("a"), 0, nullptr, &rv), 0);
+    EXPECT_EQ(method_false(), 0);
+}
+
+TEST_F(dispatch, deferring_tags_run_on_the_main_thread)
+{
+    static std::thread::id ran;
+    for (const auto &[name, tag] : {std::pair{"d", argtype_defer}, {"u", argtype_usurp}, {"dl", argtype_defer_low}, {"ul", argtype_usurp_low}}) {
+        SCOPED_TRACE(name);
+        object_addmethod(x, M(+[](void *, symbol *s, long argc, atom *argv) -> zan_word {
+                             ran = std::this_thread::get_id();
+                             note(s->name + (":" + text_of(argc, argv)));
+                             return 9;
+                         }), name, tag, 0);
+        atom three = A(3);
+        ran = {};
+        EXPECT_EQ(object_method_typed(x, S(name), 1, &three, nullptr), 9); // at once here
+        seen.clear();
+        ran = {};
+        std::thread([&, s = S(name)] { EXPECT_EQ(typedmess(x, s, 1, &three), 0); }).join();
+        EXPECT_EQ(seen, "");
+        three = A(4); // the queue has its own copy
+        zan_service();
+        EXPECT_EQ(seen, std::string(name) + ":3");
+        EXPECT_EQ(ran, std::this_thread::get_id());
+    }
+}
+
+TEST_F(dispatch, methods_may_be_added_while_others_send)
+{
+    zan_class *c = class_new("test_racing", nullptr, nullptr, sizeof(object), nullptr, 0);
+    void *y = object_alloc(c);
+    class_addmethod(c, M(+[](void *, zan_word w) -> zan_word { return w + 1; }), "plus", argtype_cant, 0);
+    std::vector<std::thread> senders;
+    for (int t = 0; t < 3; ++t)
+        senders.emplace_back([y] {
+            for (long i = 0; i < 20000; ++i)
+                ASSERT_EQ(send(y, "plus", i), i + 1);
+        });
+    for (long i = 0; i < 1000; ++i)
+        class_addmethod(c, M(r_none), ("racing" + std::to_string(i)).c_str(), argtype_cant, 0);
+    for (std::thread &t : senders)
+        t.join();
+    object_free(y);
+    class_free(c);
+}
+
+} // namespace

@@ -1,0 +1,169 @@
+// Hash tables: order, misses, gaps, changes during a run, ownership of the values.
+#include "kernel_fixture.h"
+#include <algorithm>
+#include <atomic>
+#include <random>
+#include <thread>
+
+namespace {
+
+symbol *numbered(long n) { return S(("key" + std::to_string(n)).c_str()); }
+
+TEST(hashtab, a_miss_leaves_the_word_alone)
+{
+    void *t = hashtab_new(0);
+    void *value = t;
+    EXPECT_NE(hashtab_lookup(t, S("absent"), &value), 0);
+    EXPECT_EQ(value, t);
+    EXPECT_EQ(hashtab_store(t, S("absent"), nullptr), 0);
+    EXPECT_EQ(hashtab_lookup(t, S("absent"), &value), 0);
+    EXPECT_EQ(value, nullptr);
+    EXPECT_EQ(hashtab_chuckkey(t, S("absent")), 0);
+    EXPECT_NE(hashtab_chuckkey(t, S("absent")), 0);
+    EXPECT_EQ(hashtab_chuck(t), 0);
+}
+
+TEST(hashtab, null_and_foreign_arguments_are_answered_with_a_code)
+{
+    object dead{};
+    void *value = nullptr;
+    for (void *t : {static_cast<void *>(nullptr), static_cast<void *>(&dead)}) {
+        EXPECT_NE(hashtab_store(t, S("a"), &dead), 0);
+        EXPECT_NE(hashtab_lookup(t, S("a"), &value), 0);
+        EXPECT_NE(hashtab_chuckkey(t, S("a")), 0);
+        EXPECT_NE(hashtab_funall(t, [](zan_hashtab_entry *, void *) {}, nullptr), 0);
+        EXPECT_EQ(hashtab_getsize(t), 0);
+        long count = 5;
+        symbol **keys = reinterpret_cast<symbol **>(&dead);
+        EXPECT_NE(hashtab_getkeys(t, &count, &keys), 0);
+        EXPECT_EQ(count, 0);
+        EXPECT_EQ(keys, nullptr);
+    }
+    void *t = hashtab_new(-3);
+    EXPECT_NE(hashtab_store(t, nullptr, &dead), 0);
+    EXPECT_EQ(hashtab_chuck(t), 0);
+}
+
+// Small tables have no index, large ones do, and gaps are closed at growth: sizes on
+// both sides, with keys taken out and put back in.
+TEST(hashtab, holds_what_a_plain_map_holds_in_order_of_storing)
+{
+    for (const long size : {0l, 1l, 7l, 8l, 9l, 16l, 17l, 100l, 5000l}) {
+        void *t = hashtab_new(size);
+        std::mt19937 random(static_cast<unsigned>(size));
+        std::vector<std::pair<symbol *, void *>> expected;
+        for (long step = 0; step < size * 4; ++step) {
+            symbol *key = numbered(static_cast<long>(random() % static_cast<unsigned long>(size + 1)));
+            void *value = reinterpret_cast<void *>(step + 1);
+            const auto there =
+                std::find_if(expected.begin(), expected.end(), [&](const auto &e) { return e.first == key; });
+            if (random() % 3 == 0 && there != expected.end()) {
+                EXPECT_EQ(hashtab_chuckkey(t, key), 0);
+                expected.erase(there);
+            } else {
+                EXPECT_EQ(hashtab_store(t, key, value), 0);
+                if (there == expected.end())
+                    expected.emplace_back(key, value);
+                else
+                    there->second = value; // keeps its place
+            }
+        }
+        ASSERT_EQ(hashtab_getsize(t), static_cast<long>(expected.size()));
+        long count = -1;
+        symbol **keys = nullptr;
+        EXPECT_EQ(hashtab_getkeys(t, &count, &keys), 0);
+        ASSERT_EQ(count, static_cast<long>(expected.size()));
+        for (long i = 0; i < count; ++i) {
+            ASSERT_EQ(keys[i], expected[static_cast<size_t>(i)].first) << size << " place " << i;
+            void *value = nullptr;
+            EXPECT_EQ(hashtab_lookup(t, keys[i], &value), 0);
+            EXPECT_EQ(value, expected[static_cast<size_t>(i)].second);
+        }
+        if (keys)
+            sysmem_freeptr(keys);
+        EXPECT_EQ(hashtab_chuck(t), 0);
+    }
+}
+
+TEST(hashtab, a_run_survives_storing_and_chucking)
+{
+    struct state {
+        void *table;
+        std::vector<std::string> seen;
+    } s{hashtab_new(0), {}};
+    for (long i = 0; i < 8; ++i)
+        hashtab_store(s.table, numbered(i), nullptr);
+    hashtab_funall(
+        s.table,
+        [](zan_hashtab_entry *e, void *data) {
+            auto *self = static_cast<state *>(data);
+            self->seen.push_back(e->key->name);
+            if (self->seen.size() == 1) { // takes out the present and a later one, adds many
+                hashtab_chuckkey(self->table, numbered(0));
+                hashtab_chuckkey(self->table, numbered(5));
+                for (long i = 100; i < 140; ++i)
+                    hashtab_store(self->table, numbered(i), nullptr);
+            }
+        },
+        &s);
+    ASSERT_EQ(s.seen.size(), 8u - 1 + 40);
+    EXPECT_EQ(s.seen[5], "key6"); // 5 went before its turn
+    EXPECT_EQ(s.seen.back(), "key139");
+    EXPECT_EQ(hashtab_getsize(s.table), 8 - 2 + 40);
+    hashtab_chuck(s.table);
+}
+
+TEST(hashtab, frees_its_values_unless_readonly_or_chucked)
+{
+    const struct { const char *name; bool readonly, chuck; long left; } rows[] = {
+        {"freed", false, false, 0}, {"readonly", true, false, 3}, {"chucked", false, true, 3}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        void *t = hashtab_new(0), *values[3];
+        const long before = zan_object_count(S("linklist"));
+        for (long i = 0; i < 3; ++i)
+            hashtab_store(t, numbered(i), values[i] = linklist_new());
+        if (row.readonly)
+            send(t, "readonly", 1);
+        EXPECT_EQ(row.chuck ? hashtab_chuck(t) : object_free(t), 0);
+        EXPECT_EQ(zan_object_count(S("linklist")), before + row.left);
+        if (row.left)
+            for (void *value : values)
+                object_free(value);
+    }
+}
+
+TEST(hashtab, is_reached_by_messages_and_by_class_name)
+{
+    void *t = object_new_imp(S("nobox"), S("hashtab"), 0, 0, 0, 0, 0, 0, 0, 0);
+    ASSERT_EQ(object_classname(t), S("hashtab"));
+    EXPECT_EQ(send(t, "store", S("a"), 17l), 0);
+    zan_word value = 0;
+    EXPECT_EQ(send(t, "lookup", S("a"), &value), 0);
+    EXPECT_EQ(value, 17);
+    EXPECT_EQ(send(t, "getsize"), 1);
+    EXPECT_EQ(send(t, "chuck"), 0);
+}
+
+TEST(hashtab, is_read_while_another_thread_adds)
+{
+    void *t = hashtab_new(0);
+    std::atomic<bool> done{false};
+    std::thread reader([&] {
+        while (!done)
+            for (long i = 0; i < 2000; i += 97) {
+                void *value = nullptr;
+                if (!hashtab_lookup(t, numbered(i), &value)) {
+                    EXPECT_EQ(value, numbered(i));
+                }
+            }
+    });
+    for (long i = 0; i < 2000; ++i)
+        hashtab_store(t, numbered(i), numbered(i));
+    done = true;
+    reader.join();
+    EXPECT_EQ(hashtab_getsize(t), 2000);
+    hashtab_chuck(t);
+}
+
+} // namespace

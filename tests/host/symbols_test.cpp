@@ -1,0 +1,146 @@
+// Symbols and atoms: one pointer a name from every thread, conversions at the edges.
+#include "kernel_fixture.h"
+#include <cmath>
+#include <limits>
+#include <set>
+#include <thread>
+
+namespace {
+
+TEST(symbols, same_text_is_the_same_pointer)
+{
+    for (const char *text : {"", "a", "1234567", "12345678", "123456789", "a b", "\xc3\xa9t\xc3\xa9", "012345678901234567890123456789"}) {
+        symbol *s = gensym(text);
+        EXPECT_STREQ(s->name, text);
+        EXPECT_EQ(gensym(std::string(text).c_str()), s);
+        EXPECT_NE(gensym((std::string(text) + "x").c_str()), s);
+    }
+    EXPECT_EQ(gensym(nullptr), gensym(""));
+    const std::string longest(100000, 'l');
+    EXPECT_EQ(gensym(longest.c_str()), gensym(longest.c_str()));
+    EXPECT_EQ(longest, gensym(longest.c_str())->name);
+}
+
+TEST(symbols, many_threads_agree_while_the_table_grows)
+{
+    constexpr long names = 20000, threads = 4;
+    std::vector<std::vector<symbol *>> got(threads, std::vector<symbol *>(names));
+    std::vector<std::thread> running;
+    for (long t = 0; t < threads; ++t)
+        running.emplace_back([&, t] {
+            for (long i = 0; i < names; ++i) {
+                const long n = t & 1 ? names - 1 - i : i; // from both ends
+                got[t][n] = gensym(("thread name " + std::to_string(n)).c_str());
+            }
+        });
+    for (std::thread &t : running)
+        t.join();
+    for (long i = 0; i < names; ++i) {
+        for (long t = 1; t < threads; ++t)
+            ASSERT_EQ(got[t][i], got[0][i]);
+        ASSERT_EQ("thread name " + std::to_string(i), got[0][i]->name);
+    }
+    EXPECT_EQ(std::set<symbol *>(got[0].begin(), got[0].end()).size(), size_t{names});
+}
+
+TEST(symbols, a_unique_one_is_no_one_elses)
+{
+    symbol *first = symbol_unique();
+    // the names that come next, used by someone before they are handed out
+    const long number = std::strtol(first->name + 1, nullptr, 10);
+    std::set<symbol *> taken;
+    for (long i = 1; i < 50; i += 2) {
+        char text[32];
+        snprintf(text, sizeof text, "u%09ld", number + i);
+        taken.insert(gensym(text));
+    }
+    std::set<symbol *> made;
+    for (int i = 0; i < 100; ++i) {
+        symbol *s = symbol_unique();
+        EXPECT_FALSE(taken.count(s)) << s->name;
+        EXPECT_TRUE(made.insert(s).second) << s->name;
+        EXPECT_EQ(gensym(s->name), s); // found again by name
+    }
+}
+
+TEST(symbols, are_sorted_by_their_bytes)
+{
+    symbol *list[] = {S("b"), S("\xc3\xa9"), S(""), S("a10"), S("a9"), S("B")};
+    symbolarray_sort(list, 6);
+    std::string text;
+    for (symbol *s : list)
+        text += std::string(s->name) + ",";
+    EXPECT_EQ(text, ",B,a10,a9,b,\xc3\xa9,");
+    symbolarray_sort(nullptr, 6);
+    symbolarray_sort(list, -1);
+}
+
+TEST(atoms, convert_numbers_into_each_other_and_nothing_else)
+{
+    const double infinity = std::numeric_limits<double>::infinity();
+    const struct { atom a; zan_word as_long; double as_float; long as_char; } rows[] = {
+        {A(0), 0, 0, 0},
+        {A(-7), -7, -7, 0},
+        {A(300), 300, 300, 255},
+        {A(255), 255, 255, 255},
+        {A(1.99), 1, 1.99, 255},
+        {A(-1.99), -1, -1.99, 0},
+        {A(0.5), 0, 0.5, 127},
+        {A(1e300), INT64_MAX, 1e300, 255},
+        {A(-1e300), INT64_MIN, -1e300, 0},
+        {A(9223372036854775808.0), INT64_MAX, 9223372036854775808.0, 255},
+        {A(infinity), INT64_MAX, infinity, 255},
+        {A(-infinity), INT64_MIN, -infinity, 0},
+        {A("12"), 0, 0, 0},
+        {A(static_cast<void *>(nullptr)), 0, 0, 0},
+        {atom{}, 0, 0, 0},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(text_of(row.a));
+        EXPECT_EQ(atom_getlong(&row.a), row.as_long);
+        EXPECT_EQ(atom_getfloat(&row.a), row.as_float);
+        EXPECT_EQ(atom_getcharfix(&row.a), row.as_char);
+        EXPECT_EQ(atom_getsym(&row.a), row.a.type == argtype_sym ? S("12") : nullptr);
+        EXPECT_EQ(atom_getobj(&row.a), nullptr);
+    }
+    const atom nan = A(std::nan(""));
+    EXPECT_EQ(atom_getlong(&nan), 0);
+    EXPECT_EQ(atom_getcharfix(&nan), 0);
+    EXPECT_EQ(atom_getlong(nullptr) + atom_getcharfix(nullptr), 0);
+    EXPECT_NE(atom_setlong(nullptr, 1), 0);
+    EXPECT_NE(atom_setsym(nullptr, S("a")), 0);
+}
+
+TEST(atoms, an_argument_out_of_reach_leaves_the_destination_alone)
+{
+    const atom list[] = {A(3), A(2.5), A("word")};
+    const struct { long index, argc; bool stored; } rows[] = {{0, 3, true}, {1, 3, true}, {3, 3, false}, {-1, 3, false}, {0, 0, false}, {1, 1, false}};
+    for (const auto &row : rows) {
+        zan_word as_long = 77;
+        float as_float = 77;
+        double as_double = 77;
+        EXPECT_EQ(atom_arg_getlong(&as_long, row.index, row.argc, list) == 0, row.stored);
+        EXPECT_EQ(atom_arg_getfloat(&as_float, row.index, row.argc, list) == 0, row.stored);
+        EXPECT_EQ(atom_arg_getdouble(&as_double, row.index, row.argc, list) == 0, row.stored);
+        EXPECT_EQ(as_long == 77, !row.stored);
+        EXPECT_EQ(as_float == 77, !row.stored);
+        EXPECT_EQ(as_double == 77, !row.stored);
+    }
+    symbol *s = nullptr;
+    EXPECT_NE(atom_arg_getsym(&s, 0, 3, list), 0); // a number is no symbol
+    EXPECT_EQ(s, nullptr);
+    EXPECT_EQ(atom_arg_getsym(&s, 2, 3, list), 0);
+    EXPECT_EQ(s, S("word"));
+}
+
+TEST(atoms, attributes_begin_at_the_first_word_with_an_at_sign)
+{
+    const atom list[] = {A(4), A("char"), A("a@b"), A("@dim"), A(3), A("@x")};
+    EXPECT_EQ(attr_args_offset(6, list), 3);
+    EXPECT_EQ(attr_args_offset(3, list), 3); // none: all of them
+    EXPECT_EQ(attr_args_offset(0, list), 0);
+    EXPECT_EQ(attr_args_offset(-1, list), 0);
+    EXPECT_EQ(attr_args_offset(3, nullptr), 0);
+}
+
+} // namespace
