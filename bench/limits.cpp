@@ -1,0 +1,116 @@
+// The loops behind limits.h: a block copy where as much is read as written, else
+// slices in turn, each read whole and then written, so that both streams run at once.
+#include "limits.h"
+
+#include <cstdint>
+#include <cstring>
+#include <thread>
+
+#include <zan/memory.h>
+
+namespace bench {
+namespace {
+
+constexpr std::size_t slices = 512;
+
+using lane = std::uint64_t __attribute__((vector_size(64), aligned(1), may_alias));
+
+struct span {
+    std::size_t from, to;
+    std::size_t size() const { return to - from; }
+};
+
+// Part `i` of `n` of a block.
+span part_of(std::size_t size, std::size_t i, std::size_t n)
+{
+    return {size * i / n, size * (i + 1) / n};
+}
+
+// The exclusive or of all of it.
+lane taken(const unsigned char *p, std::size_t size)
+{
+    lane a = {}, b = {}, c = {}, d = {};
+    std::size_t at = 0;
+    for (; at + 256 <= size; at += 256) {
+        a ^= *reinterpret_cast<const lane *>(p + at);
+        b ^= *reinterpret_cast<const lane *>(p + at + 64);
+        c ^= *reinterpret_cast<const lane *>(p + at + 128);
+        d ^= *reinterpret_cast<const lane *>(p + at + 192);
+    }
+    return a ^ b ^ c ^ d;
+}
+
+void put(unsigned char *p, std::size_t size, lane value)
+{
+    for (std::size_t at = 0; at + 64 <= size; at += 64)
+        *reinterpret_cast<lane *>(p + at) = value;
+}
+
+void combine(unsigned char *to, const unsigned char *a, const unsigned char *b, std::size_t size)
+{
+    for (std::size_t at = 0; at + 64 <= size; at += 64)
+        *reinterpret_cast<lane *>(to + at) =
+            *reinterpret_cast<const lane *>(a + at) ^ *reinterpret_cast<const lane *>(b + at);
+}
+
+} // namespace
+
+limit::limit(const shape &s) : shape_(s)
+{
+    auto add = [&](std::size_t size) {
+        blocks_.push_back(static_cast<unsigned char *>(sysmem_newptr(static_cast<long>(size))));
+        std::memset(blocks_.back(), 1, size);
+    };
+    for (const std::size_t size : s.reads)
+        add(size);
+    add(s.write);
+}
+
+limit::~limit()
+{
+    for (unsigned char *block : blocks_)
+        sysmem_freeptr(block);
+}
+
+void limit::part(int thread) const
+{
+    const auto mine = [&](std::size_t size) {
+        return part_of(size, static_cast<std::size_t>(thread), static_cast<std::size_t>(shape_.threads));
+    };
+    const span out = mine(shape_.write);
+    unsigned char *to = blocks_.back() + out.from;
+    const bool even = std::all_of(shape_.reads.begin(), shape_.reads.end(),
+                                  [&](std::size_t size) { return size == shape_.write; });
+    if (even && shape_.reads.size() == 1) {
+        std::memcpy(to, blocks_[0] + out.from, out.size());
+    } else if (even && shape_.reads.size() == 2) {
+        combine(to, blocks_[0] + out.from, blocks_[1] + out.from, out.size());
+    } else {
+        lane all = {};
+        for (std::size_t i = 0; i < slices; i++) {
+            for (std::size_t k = 0; k < shape_.reads.size(); k++) {
+                const span in = mine(shape_.reads[k]);
+                const span slice = part_of(in.size(), i, slices);
+                all ^= taken(blocks_[k] + in.from + slice.from, slice.size());
+            }
+            const span slice = part_of(out.size(), i, slices);
+            put(to + slice.from, slice.size(), all);
+        }
+    }
+}
+
+double limit::measure(int rounds)
+{
+    for (int i = 0; i < rounds; i++) {
+        best_ = std::min(best_, seconds_of([&] {
+            std::vector<std::jthread> others;
+            for (int t = 1; t < shape_.threads; t++)
+                others.emplace_back([this, t] { part(t); });
+            part(0);
+        }));
+        benchmark::ClobberMemory();
+    }
+    return best_;
+}
+
+} // namespace bench

@@ -1,0 +1,71 @@
+// The limit of a shape: how fast this machine, in this run, reads and writes as many
+// bytes as a piece of work does, by the fastest plain loop there is. Every row of the
+// benchmarks prints it beside its own figure, best against best: on a shared machine
+// single times mean nothing.
+#pragma once
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <initializer_list>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+namespace bench {
+
+// What a piece of work touches: the blocks it reads and the one it writes, in bytes,
+// split evenly among threads.
+struct shape {
+    std::vector<std::size_t> reads;
+    std::size_t write = 0;
+    int threads = 1;
+};
+
+inline double seconds_of(const auto &work)
+{
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// The best of some rounds of the loop over blocks of its own.
+class limit {
+public:
+    explicit limit(const shape &s);
+    ~limit();
+    limit(const limit &) = delete;
+    limit &operator=(const limit &) = delete;
+    // Runs `rounds` more and gives the best seconds so far.
+    double measure(int rounds);
+
+private:
+    void part(int thread) const;
+    shape shape_;
+    std::vector<unsigned char *> blocks_; // what is read, and last what is written
+    double best_ = 1e9;
+};
+
+// Runs the work as often as the library of benchmarks asks, and sets the counters:
+// best_ms, limit_ms, and of_limit, the share of the limit's speed that was reached.
+void run(benchmark::State &state, const shape &s, const auto &work)
+{
+    limit l(s);
+    double best = 1e9;
+    work(); // pages and tables
+    l.measure(4);
+    long round = 0;
+    for (auto _ : state) {
+        best = std::min(best, seconds_of(work));
+        if (++round % 16 == 0) { // the neighbours of this machine may come and go
+            state.PauseTiming();
+            l.measure(1);
+            state.ResumeTiming();
+        }
+    }
+    const double limited = l.measure(4);
+    state.counters["best_ms"] = best * 1e3;
+    state.counters["limit_ms"] = limited * 1e3;
+    state.counters["of_limit"] = limited / best;
+}
+
+} // namespace bench
