@@ -99,6 +99,10 @@ bool is_plain_dollar(std::string_view word)
            std::all_of(word.begin() + 1, word.end(), is_digit);
 }
 
+// A symbol with arguments in it keeps the backslashes ahead of these: without its mark the
+// character would name an argument, or belong to the number of one.
+bool keeps_mark(char c) { return c == '$' || c == '\\' || is_digit(c); }
+
 void read_word(text_reader &r, std::string &token, atom &a)
 {
     const size_t start = r.at;
@@ -128,8 +132,7 @@ void read_word(text_reader &r, std::string &token, atom &a)
         if (word[i] == '\\') {
             const bool last = i + 1 == word.size(); // nothing to mark: it stands for itself
             const char next = last ? '\\' : word[++i];
-            // a symbol with arguments in it keeps the marks of the dollars that are none
-            if (dollar && (next == '$' || next == '\\'))
+            if (dollar && keeps_mark(next))
                 token += '\\';
             token += next;
         } else {
@@ -142,9 +145,13 @@ void read_word(text_reader &r, std::string &token, atom &a)
 
 // ---- writing ----
 
+// Whether a word at the start of a message would be passed over: a comment, or what a
+// file's byte order mark looks like.
+bool is_passed_over(std::string_view word) { return begins_comment(word) || word.starts_with("\xEF\xBB\xBF"); }
+
 bool needs_quotes(std::string_view word, bool first_of_message)
 {
-    if (word.empty() || word[0] == '"' || (first_of_message && begins_comment(word)))
+    if (word.empty() || word[0] == '"' || (first_of_message && is_passed_over(word)))
         return true;
     for (size_t i = 0; i < word.size(); i++)
         if (ends_word(word[i]) || word[i] == '\\' || (word[i] == '$' && i + 1 < word.size() && is_digit(word[i + 1])))
@@ -166,12 +173,14 @@ void append_quoted(std::string &text, std::string_view word)
 }
 
 // The marked dollars and backslashes stand as they are; what would end the word is marked.
-void append_pattern(std::string &text, std::string_view word)
+void append_pattern(std::string &text, std::string_view word, bool first_of_message)
 {
+    if (first_of_message && is_passed_over(word))
+        text += '\\';
     for (size_t i = 0; i < word.size(); i++) {
         const char c = word[i];
         if (c == '\\') {
-            const bool mark = i + 1 < word.size() && (word[i + 1] == '$' || word[i + 1] == '\\');
+            const bool mark = i + 1 < word.size() && keeps_mark(word[i + 1]);
             text += '\\';
             text += mark ? word[++i] : '\\';
         } else {
@@ -206,7 +215,7 @@ void append_atom(std::string &text, const atom &a, long flags, bool first_of_mes
         return append_long(text, a.value.as_long);
     case argtype_dollsym:
         if (a.value.as_sym && a.value.as_sym->name[0])
-            return append_pattern(text, a.value.as_sym->name);
+            return append_pattern(text, a.value.as_sym->name, first_of_message);
         return append_symbol(text, nullptr, flags, first_of_message);
     case argtype_obj: { // an object has no text; its class's name says what stood there
         const symbol *name = a.value.as_obj ? object_classname(a.value.as_obj) : nullptr;
@@ -328,7 +337,7 @@ std::string substitute(const char *pattern, long argc, const atom *argv)
 {
     std::string text;
     for (const char *c = pattern; *c;) {
-        if (*c == '\\' && (c[1] == '$' || c[1] == '\\')) {
+        if (*c == '\\' && keeps_mark(c[1])) {
             text += c[1];
             c += 2;
         } else if (*c == '$' && is_digit(c[1])) {

@@ -86,7 +86,8 @@ public:
     {
         static constexpr const char *pieces[] = {"a",  "zan", "1",    ".", "5e3", "-",        " ",        "\"", "\\",
                                                  "$",  "$2",  ";",    ",", "#",   "\n",       "\t",       "!",  "@dim",
-                                                 "inf", "nan", "\xC3\xA4", "\x80", "\x01", "vok.matrix", "'"};
+                                                 "inf", "nan", "\xC3\xA4", "\x80", "\x01", "vok.matrix", "'",
+                                                 "\xEF\xBB\xBF"};
         std::string text;
         for (unsigned i = unsigned(random() % 5); i > 0; i--)
             text += pieces[random() % std::size(pieces)];

@@ -159,6 +159,7 @@ TEST_F(Binbuf, ArgumentsTakeTheirPlaces)
         {"ear set a$1b-$2-$3;", "set(\"a4b-two words-1.5\")"},
         {"ear set $9 x$9 $0;", "set(0 x0 0)"},
         {"ear set \"$1\" \\$1 x\\$1$1;", "set(\"$1\" \"$1\" \"x$14\")"},
+        {"ear set x$1\\2;", "set(x42)"},
         {"ear $1; ear $1 $3;", "int(4)list(4 1.5)"},
         {"ear set $99999999999999999999;", "set(\"0\")"},
     };
@@ -265,6 +266,30 @@ TEST_F(Binbuf, RandomAtomsComeBack)
         ASSERT_EQ(argc, long(atoms.size())) << text;
         for (long i = 0; i < argc; i++)
             ASSERT_TRUE(same_atom(argv[i], atoms[size_t(i)])) << i << " of " << text;
+    }
+}
+
+TEST_F(Binbuf, WhatWouldBePassedOverIsMarkedWhereItStands)
+{
+    const struct {
+        atom value;
+        const char *text;
+    } rows[] = {
+        {sym_atom("#"), "\"#\""},
+        {sym_atom("##a"), "\"##a\""},
+        {sym_atom("#a"), "#a"},
+        {sym_atom("\xEF\xBB\xBFx"), "\"\xEF\xBB\xBFx\""},
+        {dollsym_atom("##$1"), "\\##$1"},
+        {dollsym_atom("\xEF\xBB\xBF$1"), "\\\xEF\xBB\xBF$1"},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(text_of(1, &row.value), row.text);
+        ASSERT_EQ(binbuf_settext(script, row.text, -1), 0);
+        long argc = 0;
+        atom *argv = nullptr;
+        binbuf_getatoms(script, &argc, &argv);
+        ASSERT_EQ(argc, 1) << row.text;
+        EXPECT_TRUE(same_atom(argv[0], row.value)) << row.text;
     }
 }
 

@@ -93,6 +93,8 @@ TEST(AtomText, WordsReadAsWhatTheyAre)
         {"$1$2", dollsym_atom("$1$2")},
         {"a\\$1b$2", dollsym_atom("a\\$1b$2")},
         {"$1\\ x", dollsym_atom("$1 x")},
+        {"$1\\2", dollsym_atom("$1\\2")},
+        {"$1\\", dollsym_atom("$1\\\\")},
         {"\xC3\xA4\xE2\x82\xAC", sym_atom("\xC3\xA4\xE2\x82\xAC")},
     };
     for (const auto &row : rows) {
