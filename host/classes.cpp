@@ -40,8 +40,8 @@ bool map_table(zan_class *c)
         return false;
     c->methods = reinterpret_cast<zan_messlist *>(static_cast<char *>(base) + prefix_size);
     reinterpret_cast<zan_class **>(c->methods)[-3] = c;
-    index_ahead_of(c->methods) = new (std::nothrow) symbol_index;
-    return index_ahead_of(c->methods) != nullptr;
+    c->index = index_ahead_of(c->methods) = new (std::nothrow) symbol_index;
+    return c->index != nullptr;
 }
 
 void unmap_table(zan_class *c)

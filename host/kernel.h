@@ -189,6 +189,7 @@ struct zan_class {
     zan::pod_array<void *> adornments;
     zan::pod_array<zan::keyed_word> extra;
     zan_class *next, *previous; // of all classes
+    zan::symbol_index *index;   // the method table's: leak checkers don't look into its mapping
 };
 
 namespace zan {
