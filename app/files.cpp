@@ -1,0 +1,335 @@
+// Reading and writing of matrix files, over the library's own readers and writers.
+#include "files.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "npy.h"
+
+namespace program
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void trouble(const std::string &name, const std::string &what)
+{
+    throw failure(file_trouble, (name == "-" ? "standard input" : name) + ": " + what);
+}
+
+// A file of its own beside `name` that is renamed to it when the work went well, and
+// removed otherwise.
+class whole_file
+{
+  public:
+    explicit whole_file(const std::string &name) : name_(name)
+    {
+        const fs::path path(name);
+        // The ending stays: writers look at it.
+        part_ = (path.parent_path() /
+                 ("." + path.stem().string() + "-" + std::to_string(getpid()) + path.extension().string()))
+                    .string();
+    }
+    ~whole_file()
+    {
+        std::error_code ignored;
+        fs::remove(part_, ignored);
+    }
+    const std::string &part() const { return part_; }
+    void finish()
+    {
+        std::error_code error;
+        fs::rename(part_, name_, error);
+        if (error)
+            trouble(name_, "can't be written: " + error.message());
+    }
+
+  private:
+    std::string name_, part_;
+};
+
+// Copies standard input into a file that can be read again and again.
+class input_file
+{
+  public:
+    explicit input_file(const std::string &name) : name_(name)
+    {
+        if (name != "-")
+            return;
+        std::string pattern = (fs::temp_directory_path() / "vokra-input-XXXXXX").string();
+        const int file = mkstemp(pattern.data());
+        if (file < 0)
+            trouble(name, std::strerror(errno));
+        name_ = copy_ = pattern;
+        std::array<char, 1 << 16> buffer;
+        ssize_t n;
+        while ((n = read(STDIN_FILENO, buffer.data(), buffer.size())) > 0)
+            if (write(file, buffer.data(), static_cast<size_t>(n)) != n)
+                n = -1;
+        close(file);
+        if (n < 0)
+            trouble(name, std::strerror(errno));
+    }
+    ~input_file()
+    {
+        if (!copy_.empty())
+            unlink(copy_.c_str());
+    }
+    input_file(const input_file &) = delete;
+    input_file &operator=(const input_file &) = delete;
+    const std::string &name() const { return name_; }
+
+  private:
+    std::string name_, copy_;
+};
+
+struct magic {
+    const char *bytes;
+    size_t size;
+    const char *what; // in a sentence: "this is ..."
+    bool readable;
+    file_format format;
+};
+
+constexpr magic magics[] = {
+    {"\x89PNG\r\n\x1a\n", 8, "a PNG", true, file_format::png},
+    {"\xff\xd8\xff", 3, "a JPEG", true, file_format::jpeg},
+    {"FORM", 4, "a vkf file", true, file_format::vkf},
+    {"\x93NUMPY", 6, "a NumPy array", true, file_format::npy},
+    {"GIF8", 4, "a GIF", false, {}},
+    {"BM", 2, "a BMP", false, {}},
+    {"II*\0", 4, "a TIFF", false, {}},
+    {"MM\0*", 4, "a TIFF", false, {}},
+    {"RIFF", 4, "a WebP or another RIFF file", false, {}},
+    {"%PDF", 4, "a PDF", false, {}},
+    {"PK\x03\x04", 4, "a ZIP archive", false, {}},
+};
+
+constexpr char readable_formats[] = "PNG, JPEG, vkf or npy";
+
+file_format judge(const std::string &shown, const std::string &name)
+{
+    if (fs::is_directory(name))
+        trouble(shown, "is a folder");
+    std::ifstream in(name, std::ios::binary);
+    if (!in)
+        trouble(shown, std::strerror(errno));
+    std::array<char, 8> head{};
+    in.read(head.data(), head.size());
+    const auto got = static_cast<size_t>(in.gcount());
+    if (got == 0)
+        trouble(shown, "is empty");
+    for (const magic &m : magics) {
+        if (got < m.size || std::memcmp(head.data(), m.bytes, m.size) != 0)
+            continue;
+        if (!m.readable)
+            trouble(shown, std::string("this is ") + m.what + ", not " + readable_formats);
+        return m.format;
+    }
+    trouble(shown, std::string("this is not ") + readable_formats);
+}
+
+void load_picture(const std::string &shown, const std::string &name, matrix &m)
+{
+    const quiet_reports quiet;
+    std::unique_ptr<zan_surface, void (*)(zan_surface *)> surface(
+        zgraphics_image_surface_create_from_file(fs::absolute(name).c_str(), 0), zgraphics_surface_destroy);
+    if (!surface)
+        trouble(shown, quiet.last("can't be read as a picture"));
+    if (send(m.get(), "from_image_surface", surface.get()) != VOK_ERR_NONE)
+        trouble(shown, "the picture is too large");
+}
+
+class host_file
+{
+  public:
+    host_file(const std::string &name, bool create)
+    {
+        char text[ZAN_NAME_SIZE];
+        short path = 0;
+        const std::string full = fs::absolute(name).string();
+        if (full.size() >= sizeof text || path_frompotentialpathname(full.c_str(), &path, text))
+            return;
+        if (create ? path_createsysfile(text, path, 'VoK!', &file_) : path_opensysfile(text, path, &file_, 1))
+            file_ = nullptr;
+    }
+    ~host_file()
+    {
+        if (file_)
+            sysfile_close(file_);
+    }
+    host_file(const host_file &) = delete;
+    host_file &operator=(const host_file &) = delete;
+    zan_file_handle get() const { return file_; }
+
+  private:
+    zan_file_handle file_ = nullptr;
+};
+
+void load_vkf(const std::string &shown, const std::string &name, matrix &m)
+{
+    host_file file(name, false);
+    if (!file.get())
+        trouble(shown, std::strerror(errno));
+    long version = 0, told = 0;
+    const quiet_reports quiet;
+    if (vok_bin_read_header(file.get(), &version, &told) != VOK_ERR_NONE ||
+        vok_bin_read_matrix(file.get(), static_cast<vok_matrix *>(m.get())) != VOK_ERR_NONE)
+        trouble(shown, quiet.last("its vkf header is damaged"));
+    const vok_matrix_info info = m.info();
+    long cells = info.planecount * vok_matrix_info_typesize(&info);
+    for (long i = 0; i < info.dimcount; ++i)
+        cells *= info.dim[i];
+    const long wanted = 48 + 4 * info.dimcount + cells, size = static_cast<long>(fs::file_size(name));
+    if (size < wanted)
+        std::fprintf(stderr,
+                     "vokra: warning: %s: the file ends after %ld of %ld bytes; the rest is as it was made: 0\n",
+                     shown.c_str(), size, wanted);
+}
+
+void save_vkf(const std::string &shown, const std::string &part, const matrix &m)
+{
+    host_file file(part, true);
+    auto *x = static_cast<vok_matrix *>(m.get());
+    long size = 0;
+    if (!file.get() || vok_bin_write_header(file.get(), 0) || vok_bin_write_matrix(file.get(), x) ||
+        sysfile_getpos(file.get(), &size) || sysfile_seteof(file.get(), size) ||
+        vok_bin_write_header(file.get(), size))
+        trouble(shown, "can't be written");
+}
+
+// The pixels of a matrix as a surface holds them: blue, green, red, alpha, colours
+// multiplied by alpha and rounded.
+zan_surface *surface_of(const matrix &m)
+{
+    const vok_matrix_info info = m.info();
+    const long width = info.dim[0], height = info.dimcount > 1 ? info.dim[1] : 1, planes = info.planecount;
+    auto *pixels = static_cast<unsigned char *>(sysmem_newptr(4 * width * height));
+    if (!pixels)
+        throw failure(failed_running, "there is no memory for a picture of " + matrix::shape_text(info));
+    for (long y = 0; y < height; ++y) {
+        const unsigned char *in = m.data() + y * info.dimstride[1];
+        unsigned char *out = pixels + 4 * width * y;
+        for (long x = 0; x < width; ++x, in += planes, out += 4) {
+            const unsigned alpha = planes == 4 ? in[0] : 255;
+            const unsigned char *colour = in + (planes == 4 ? 1 : 0);
+            for (int c = 0; c < 3; ++c)
+                out[2 - c] = static_cast<unsigned char>((colour[planes >= 3 ? c : 0] * alpha + 127) / 255);
+            out[3] = static_cast<unsigned char>(alpha);
+        }
+    }
+    return zgraphics_image_surface_create_for_data(pixels, 0, width, height, 4 * width, sysmem_freeptr, pixels);
+}
+
+void save_picture(const std::string &shown, const std::string &part, const matrix &given, file_format format)
+{
+    const vok_matrix_info info = given.info();
+    matrix as_char;
+    const matrix *m = &given;
+    if (info.type != gensym("char")) {
+        vok_matrix_info wanted = info;
+        wanted.type = gensym("char");
+        as_char = matrix(wanted);
+        send(as_char.get(), "frommatrix", given.get(), nullptr);
+        m = &as_char;
+    }
+    if (info.planecount == 2 || info.planecount > 4 || info.dimcount > 2)
+        throw failure(failed_running, shown +
+                                          ": a picture has 1, 3 or 4 planes and 2 dimensions, this matrix is " +
+                                          matrix::shape_text(info));
+    const quiet_reports quiet;
+    std::unique_ptr<zan_surface, void (*)(zan_surface *)> surface(surface_of(*m), zgraphics_surface_destroy);
+    const std::string full = fs::absolute(part).string();
+    const long result = format == file_format::png
+                            ? zgraphics_image_surface_writepng(surface.get(), full.c_str(), 0, 72)
+                            : zgraphics_image_surface_writejpeg(surface.get(), full.c_str(), 0);
+    if (result != zan_err_none)
+        trouble(shown, quiet.last("can't be written"));
+}
+
+void copy_to_output(const std::string &part)
+{
+    std::ifstream in(part, std::ios::binary);
+    std::array<char, 1 << 16> buffer;
+    while (in.read(buffer.data(), buffer.size()) || in.gcount() > 0)
+        if (std::fwrite(buffer.data(), 1, static_cast<size_t>(in.gcount()), stdout) !=
+            static_cast<size_t>(in.gcount()))
+            throw failure(file_trouble, std::string("standard output: ") + std::strerror(errno));
+    std::fflush(stdout);
+}
+
+} // namespace
+
+bool loaded::is_picture() const
+{
+    return format == file_format::png || format == file_format::jpeg;
+}
+
+const char *format_name(file_format format)
+{
+    constexpr const char *names[] = {"png", "jpeg", "vkf", "npy"};
+    return names[static_cast<int>(format)];
+}
+
+loaded load(const std::string &shown)
+{
+    const input_file input(shown);
+    loaded result;
+    result.format = judge(shown, input.name());
+    switch (result.format) {
+    case file_format::png:
+    case file_format::jpeg: load_picture(shown, input.name(), result.cells); break;
+    case file_format::vkf: load_vkf(shown, input.name(), result.cells); break;
+    case file_format::npy: load_npy(shown, input.name(), result.cells); break;
+    }
+    return result;
+}
+
+file_format format_to_write(const std::string &name)
+{
+    if (name == "-")
+        return file_format::vkf;
+    std::string ending = fs::path(name).extension().string();
+    for (char &c : ending)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    constexpr struct {
+        const char *ending;
+        file_format format;
+    } table[] = {{".png", file_format::png},
+                 {".jpg", file_format::jpeg},
+                 {".jpeg", file_format::jpeg},
+                 {".vkf", file_format::vkf},
+                 {".npy", file_format::npy}};
+    for (const auto &row : table)
+        if (ending == row.ending)
+            return row.format;
+    throw failure(wrong_use, name + ": what to write is told by the ending: .png, .jpg, .vkf or .npy");
+}
+
+void save(const matrix &m, const std::string &name)
+{
+    const file_format format = format_to_write(name);
+    const bool to_output = name == "-";
+    whole_file file(to_output ? (fs::temp_directory_path() / "vokra-output.vkf").string() : name);
+    switch (format) {
+    case file_format::png:
+    case file_format::jpeg: save_picture(name, file.part(), m, format); break;
+    case file_format::vkf: save_vkf(name, file.part(), m); break;
+    case file_format::npy: save_npy(name, file.part(), m); break;
+    }
+    if (to_output)
+        copy_to_output(file.part());
+    else
+        file.finish();
+}
+
+} // namespace program

@@ -1,0 +1,57 @@
+// The program `vokra`: one verb a task. Data goes to standard output, everything else
+// to standard error; the exit codes are those of program.h.
+#include <cstdio>
+#include <exception>
+
+#include <vokra/vokra.h>
+#include <zan/host.h>
+
+#include "program.h"
+#include "verbs.h"
+
+namespace
+{
+
+int run(CLI::App &app, int argc, char **argv)
+{
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &e) {
+        if (e.get_exit_code() == 0)
+            return app.exit(e); // --help, --version
+        std::fprintf(stderr, "vokra: %s; see vokra --help\n", e.what());
+        return program::wrong_use;
+    } catch (const program::failure &e) {
+        std::fprintf(stderr, "vokra: %s\n", e.what());
+        return e.code;
+    } catch (const std::exception &e) {
+        std::fprintf(stderr, "vokra: %s\n", e.what());
+        return program::failed_running;
+    }
+    return program::error_count() ? program::work_reported_errors : program::done;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    zan_start();
+    program::hear_reports();
+    initialize();
+
+    CLI::App app(
+        "Processes matrices and pictures. A file is read by what it holds (PNG, JPEG, vkf, npy) and written "
+        "by the ending of its name; - is standard input or output.\nExample: vokra convert photo.jpg "
+        "small.png --dim 320 240 --interp",
+        "vokra");
+    app.set_version_flag("--version", VOKRA_VERSION);
+    app.require_subcommand(1);
+    program::add_convert(app);
+    program::add_info(app);
+    program::add_op(app);
+    program::add_classes(app);
+    program::add_help(app);
+    const int code = run(app, argc, argv);
+    zan_stop();
+    return code;
+}

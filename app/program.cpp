@@ -1,0 +1,86 @@
+// Reports and hints, shared by all verbs.
+#include "program.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <numeric>
+#include <optional>
+
+#include <zan/host.h>
+
+namespace program
+{
+namespace
+{
+
+std::atomic<long> errors{0};
+std::optional<std::vector<std::string>> held; // filled while reports are kept back
+
+void report(void *, long kind, void *, const char *text)
+{
+    if (held) {
+        if (kind == zan_report_error)
+            held->emplace_back(text);
+        return;
+    }
+    if (kind == zan_report_error)
+        ++errors;
+    const char *word = kind == zan_report_error ? "error: " : kind == zan_report_warning ? "warning: " : "";
+    std::fprintf(stderr, "vokra: %s%s\n", word, text);
+}
+
+// The edit distance of Levenshtein.
+size_t distance(const std::string &a, const std::string &b)
+{
+    std::vector<size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t corner = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t above = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, corner + (a[i - 1] != b[j - 1])});
+            corner = above;
+        }
+    }
+    return row.back();
+}
+
+} // namespace
+
+void hear_reports()
+{
+    zan_set_reporter(report, nullptr);
+}
+
+long error_count()
+{
+    return errors;
+}
+
+quiet_reports::quiet_reports()
+{
+    held.emplace();
+}
+
+quiet_reports::~quiet_reports()
+{
+    held.reset();
+}
+
+std::string quiet_reports::last(const std::string &otherwise) const
+{
+    return held->empty() ? otherwise : held->back();
+}
+
+std::string did_you_mean(const std::string &word, const std::vector<std::string> &known)
+{
+    const auto nearer = [&](const auto &a, const auto &b) { return distance(word, a) < distance(word, b); };
+    const auto best = std::min_element(known.begin(), known.end(), nearer);
+    if (best == known.end() || distance(word, *best) > std::max<size_t>(1, word.size() / 2))
+        return "";
+    return "; did you mean " + *best + "?";
+}
+
+} // namespace program

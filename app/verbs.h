@@ -1,0 +1,14 @@
+// The verbs of the program. Each declares its own arguments and what it runs.
+#pragma once
+#include <CLI/CLI.hpp>
+
+namespace program
+{
+
+void add_convert(CLI::App &app);
+void add_info(CLI::App &app);
+void add_op(CLI::App &app);
+void add_classes(CLI::App &app);
+void add_help(CLI::App &app);
+
+} // namespace program
