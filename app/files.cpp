@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -159,7 +160,7 @@ class host_file
         const std::string full = fs::absolute(name).string();
         if (full.size() >= sizeof text || path_frompotentialpathname(full.c_str(), &path, text))
             return;
-        if (create ? path_createsysfile(text, path, 'VoK!', &file_) : path_opensysfile(text, path, &file_, 1))
+        if (create ? path_createsysfile(text, path, 0x566F4B21, &file_) : path_opensysfile(text, path, &file_, 1))
             file_ = nullptr;
     }
     ~host_file()
@@ -205,6 +206,55 @@ void save_vkf(const std::string &shown, const std::string &part, const matrix &m
         sysfile_getpos(file.get(), &size) || sysfile_seteof(file.get(), size) ||
         vok_bin_write_header(file.get(), size))
         trouble(shown, "can't be written");
+}
+
+constexpr const char *npy_types[] = {"char", "long", "float32", "float64"}; // by npy::element
+
+// One row of cells after the other, as an array without padding has them.
+template <typename F> void each_row(const matrix &m, F row)
+{
+    const vok_matrix_info info = m.info();
+    const long bytes = (info.dimcount > 0 ? info.dim[0] : 1) * info.planecount * vok_matrix_info_typesize(&info);
+    const long rows = info.dimcount > 1 ? info.dim[1] : 1;
+    for (long slice = 0, at = 0; slice < matrix::slice_count(info); ++slice)
+        for (long y = 0; y < rows; ++y, at += bytes)
+            row(m.data() + matrix::offset_of_row(info, slice, y), at, bytes);
+}
+
+void load_npy(const std::string &shown, const std::string &name, matrix &m)
+{
+    std::ifstream in(name, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(in), {}};
+    npy::array array;
+    npy::matrix_shape shape;
+    std::string why;
+    if (!npy::read(text, array, why) || !npy::to_matrix(array.shape, shape, why))
+        trouble(shown, why);
+    vok_matrix_info info = matrix::default_info();
+    info.type = gensym(npy_types[static_cast<int>(array.type)]);
+    info.planecount = shape.planecount;
+    info.dimcount = static_cast<long>(shape.dim.size());
+    std::copy(shape.dim.begin(), shape.dim.end(), info.dim);
+    m.reshape(info);
+    each_row(m, [&](unsigned char *row, long at, long bytes) {
+        std::memcpy(row, array.bytes.data() + at, static_cast<size_t>(bytes));
+    });
+}
+
+void save_npy(const std::string &shown, const std::string &part, const matrix &m)
+{
+    const vok_matrix_info info = m.info();
+    const auto type = std::find(std::begin(npy_types), std::end(npy_types), std::string(info.type->name));
+    const std::vector<long> dim(info.dim, info.dim + info.dimcount);
+    std::ofstream out(part, std::ios::binary);
+    out << npy::header(static_cast<npy::element>(type - std::begin(npy_types)),
+                       npy::from_matrix({info.planecount, dim}));
+    each_row(m, [&](const unsigned char *row, long, long bytes) {
+        out.write(reinterpret_cast<const char *>(row), bytes);
+    });
+    out.close();
+    if (!out)
+        trouble(shown, std::string("can't be written: ") + std::strerror(errno));
 }
 
 // The pixels of a matrix as a surface holds them: blue, green, red, alpha, colours

@@ -4,6 +4,7 @@
 // and running notifications are under one lock, which is never held while a client
 // is called.
 #include "symbols.h"
+#include <zan/host.h>
 #include <new>
 
 namespace zan {
@@ -21,6 +22,7 @@ struct name_entry {
     std::atomic<zan_class *> cls{nullptr};
     pod_array<client> clients;
     name_entry *next = nullptr;
+    name_entry *next_class = nullptr; // the chain of entries that ever held a class
 };
 
 namespace {
@@ -35,6 +37,8 @@ struct notification {
 constinit std::mutex registry_lock;
 notification *running;          // under registry_lock
 uint64_t last_id;               // under registry_lock
+name_entry *class_entries;      // under registry_lock, in order of their registering
+name_entry *last_class_entry;   // under registry_lock
 
 name_entry *find_entry_of(symbol *name_space, symbol *name)
 {
@@ -137,6 +141,11 @@ zan_class *registry_class_store(symbol *name_space, symbol *name, zan_class *c)
     name_entry *e = make_entry(name_space, name);
     if (!e)
         return nullptr;
+    const bool listed = e->next_class || e == last_class_entry;
+    if (!listed) {
+        (last_class_entry ? last_class_entry->next_class : class_entries) = e;
+        last_class_entry = e;
+    }
     zan_class *there = nullptr;
     return e->cls.compare_exchange_strong(there, c) ? c : there;
 }
@@ -152,6 +161,27 @@ void registry_class_remove(symbol *name_space, symbol *name, zan_class *c)
 using namespace zan;
 
 extern "C" {
+
+long zan_class_names(symbol *name_space, long *count, symbol ***names)
+{
+    if (!count || !names)
+        return zan_err_invalid_ptr;
+    boot();
+    const std::lock_guard hold(registry_lock);
+    const auto each = [&](auto take) {
+        for (name_entry *e = class_entries; e; e = e->next_class)
+            if (e->name_space == name_space && e->cls.load(std::memory_order_acquire))
+                take(e->name);
+    };
+    *count = 0;
+    each([&](symbol *) { ++*count; });
+    *names = static_cast<symbol **>(sysmem_newptr(*count * static_cast<long>(sizeof(symbol *))));
+    if (!*names)
+        return zan_err_out_of_mem;
+    symbol **to = *names;
+    each([&](symbol *name) { *to++ = name; });
+    return zan_err_none;
+}
 
 void *object_register(symbol *name_space, symbol *name, void *x)
 {

@@ -46,6 +46,10 @@ ZAN_EXPORT void zan_set_dialog_answer(const char *fullname);
 
 /* The number of objects alive, of one class name or (null) of all. */
 ZAN_EXPORT long zan_object_count(symbol *classname);
+/* The names of the classes registered in a namespace, in order of their
+ * registering; the caller frees
+ * *names with sysmem_freeptr. */
+ZAN_EXPORT long zan_class_names(symbol *name_space, long *count, symbol ***names);
 
 #ifdef __cplusplus
 }
