@@ -142,10 +142,15 @@ file_format judge(const std::string &shown, const std::string &name)
 void load_picture(const std::string &shown, const std::string &name, matrix &m)
 {
     const quiet_reports quiet;
+    const std::string full = fs::absolute(name).string();
     std::unique_ptr<zan_surface, void (*)(zan_surface *)> surface(
-        zgraphics_image_surface_create_from_file(fs::absolute(name).c_str(), 0), zgraphics_surface_destroy);
-    if (!surface)
-        trouble(shown, quiet.last("can't be read as a picture"));
+        zgraphics_image_surface_create_from_file(full.c_str(), 0), zgraphics_surface_destroy);
+    if (!surface) {
+        std::string why = quiet.last("can't be read as a picture");
+        if (why.starts_with(full + ": "))
+            why.erase(0, full.size() + 2);
+        trouble(shown, why);
+    }
     if (send(m.get(), "from_image_surface", surface.get()) != VOK_ERR_NONE)
         trouble(shown, "the picture is too large");
 }

@@ -8,8 +8,10 @@
 #include <cstdint>
 #include <cstring>
 
-namespace npy {
-namespace {
+namespace npy
+{
+namespace
+{
 
 constexpr std::string_view magic{"\x93NUMPY", 6};
 constexpr size_t longest_header = 65536; // ours are 128; NumPy itself reads at most 10000
@@ -30,7 +32,8 @@ constexpr struct {
 
 // The little of Python that a header is made of. A word that isn't there leaves the
 // place as it was.
-class words {
+class words
+{
   public:
     explicit words(std::string_view text) : rest_(text) {}
 
@@ -78,10 +81,7 @@ class words {
     }
 
   private:
-    void skip_blanks()
-    {
-        rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\r\n"), rest_.size()));
-    }
+    void skip_blanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\r\n"), rest_.size())); }
     std::string_view rest_;
 };
 
@@ -153,7 +153,8 @@ bool parse_description(std::string_view text, description &out, std::string &why
 void swap_bytes(std::string &bytes, size_t size)
 {
     for (size_t at = 0; size > 1 && at + size <= bytes.size(); at += size)
-        std::reverse(bytes.begin() + static_cast<ptrdiff_t>(at), bytes.begin() + static_cast<ptrdiff_t>(at + size));
+        std::reverse(bytes.begin() + static_cast<ptrdiff_t>(at),
+                     bytes.begin() + static_cast<ptrdiff_t>(at + size));
 }
 
 std::string shape_text(const std::vector<long> &shape)
@@ -203,8 +204,8 @@ bool read(std::string_view file, array &out, std::string &why)
     if (!parse_description(file.substr(start, length), d, why))
         return false;
     const std::string_view code = std::string_view(d.descr).substr(std::min<size_t>(1, d.descr.size()));
-    const auto *kind = std::find_if(std::begin(elements), std::end(elements),
-                                    [&](const auto &row) { return row.code == code; });
+    const auto *kind =
+        std::find_if(std::begin(elements), std::end(elements), [&](const auto &row) { return row.code == code; });
     const char order = d.descr.empty() ? 0 : d.descr[0];
     if (kind == std::end(elements) || !strchr(kind->size == 1 ? "|<>=" : "<>=", order) || !order) {
         why = "its cells are \"" + d.descr +
@@ -225,8 +226,8 @@ bool read(std::string_view file, array &out, std::string &why)
     if (std::find(d.shape.begin(), d.shape.end(), 0L) != d.shape.end())
         size = 0;
     else if (overflow || size > LONG_MAX || cells.size() < size) {
-        why = "it is cut short: its header promises " + shape_text(d.shape) + " cells of \"" + d.descr + "\", and " +
-              std::to_string(cells.size()) + " bytes follow";
+        why = "it is cut short: its header promises " + shape_text(d.shape) + " cells of \"" + d.descr +
+              "\", and " + std::to_string(cells.size()) + " bytes follow";
         return false;
     }
     out.type = kind->type;
@@ -241,7 +242,10 @@ bool read(std::string_view file, array &out, std::string &why)
 std::string header(element type, const std::vector<long> &shape)
 {
     const auto &kind = elements[static_cast<size_t>(type)];
-    std::string text = "{'descr': '" + std::string(kind.size == 1 ? "|" : little ? "<" : ">") +
+    std::string text = "{'descr': '" +
+                       std::string(kind.size == 1 ? "|"
+                                   : little       ? "<"
+                                                  : ">") +
                        std::string(kind.code) + "', 'fortran_order': False, 'shape': " + shape_text(shape) + ", }";
     const size_t start = magic.size() + 4;
     text.append(63 - (start + text.size()) % 64, ' ');

@@ -50,28 +50,12 @@ matrix grey_of(const matrix &m)
     return grey;
 }
 
-void convert(const convert_options &o)
+void make_opaque(matrix &m)
 {
-    format_to_write(o.out);
-    loaded from = load(o.in);
-    const bool picture = from.is_picture();
-    if (picture && o.planes == 1)
-        from.cells = grey_of(from.cells);
-    vok_matrix_info wanted = from.cells.info();
-    wanted.flags = 0;
-    if (!o.type.empty())
-        wanted.type = gensym(o.type.c_str());
-    if (o.planes)
-        wanted.planecount = o.planes;
-    if (!o.dim.empty()) {
-        wanted.dimcount = static_cast<long>(o.dim.size());
-        std::fill_n(wanted.dim, VOK_MATRIX_MAX_DIMCOUNT, 1L);
-        std::copy(o.dim.begin(), o.dim.end(), wanted.dim);
-    }
-    matrix to(wanted);
-    vok_matrix_conv_info conv = conversion(picture && wanted.planecount == 3, o.interp);
-    send(to.get(), "frommatrix", from.cells.get(), &conv);
-    save(to, o.out);
+    atom plane_and_value[2];
+    atom_setlong(&plane_and_value[0], 0);
+    atom_setlong(&plane_and_value[1], 255);
+    vok_matrix_fillplane(static_cast<vok_matrix *>(m.get()), gensym("fillplane"), 2, plane_and_value);
 }
 
 struct plane_range {
@@ -115,6 +99,35 @@ std::vector<plane_range> ranges_of(const matrix &m)
                 measure<double>(p, width, planes);
         }
     return planes;
+}
+
+void convert(const convert_options &o)
+{
+    format_to_write(o.out);
+    loaded from = load(o.in);
+    const bool picture = from.is_picture();
+    if (picture && o.planes == 1)
+        from.cells = grey_of(from.cells);
+    vok_matrix_info wanted = from.cells.info();
+    wanted.flags = 0;
+    if (!o.type.empty())
+        wanted.type = gensym(o.type.c_str());
+    if (o.planes)
+        wanted.planecount = o.planes;
+    if (!o.dim.empty()) {
+        wanted.dimcount = static_cast<long>(o.dim.size());
+        std::fill_n(wanted.dim, VOK_MATRIX_MAX_DIMCOUNT, 1L);
+        std::copy(o.dim.begin(), o.dim.end(), wanted.dim);
+    }
+    matrix to(wanted);
+    vok_matrix_conv_info conv = conversion(picture && wanted.planecount == 3, o.interp);
+    send(to.get(), "frommatrix", from.cells.get(), &conv);
+    // Interpolation weighs in steps of 1/256, which takes a little of full alpha: an
+    // opaque picture stays opaque.
+    if (picture && o.interp && wanted.planecount == 4 && wanted.type == gensym("char") &&
+        ranges_of(from.cells)[0].low == 255)
+        make_opaque(to);
+    save(to, o.out);
 }
 
 void tell_info(const std::string &name, bool as_json)
