@@ -275,9 +275,10 @@ __attribute__((noinline, cold)) void tell_overflow(object *box, symbol *sel)
 bool deliver(object *box, long inlet, port *at, symbol *sel, long argc, atom *argv, zan_word *result)
 {
     travel &t = here;
+    if (t.overflowed)
+        return false;
     if (t.depth > depth_limit) {
-        if (!t.overflowed)
-            tell_overflow(box, sel);
+        tell_overflow(box, sel);
         return false;
     }
     delivery d{box, inlet, t.top};
