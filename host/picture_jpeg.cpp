@@ -17,7 +17,10 @@ namespace {
 // many pixels, so a header that promises more is cut short: found out before memory
 // is taken for it. (Arithmetic coding has no such floor.)
 constexpr double most_pixels_a_byte = 8.0 * 64 * 16;
-constexpr int most_scans = 500;           // real files have about ten; each costs a pass over all blocks
+// Each scan costs a pass over the picture, even one that is only a few bytes long.
+// Real files have about ten.
+constexpr int most_scans = 500;
+constexpr double most_scanned_pixels = 16.0 * max_picture_pixels;
 constexpr long most_memory = 1L << 30;    // for libjpeg's own blocks
 constexpr long most_pixels_a_side = 65500; // what libjpeg writes
 
@@ -83,8 +86,10 @@ struct jpeg_reading {
 
 void on_progress(j_common_ptr info)
 {
-    if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > most_scans)
-        fail(info, "damaged: more than 500 scans");
+    auto *reading = reinterpret_cast<j_decompress_ptr>(info);
+    const int scans = reading->input_scan_number;
+    if (scans > most_scans || scans * double(reading->image_width) * reading->image_height > most_scanned_pixels)
+        fail(info, "damaged: it has too many scans");
 }
 
 double density_of(const jpeg_decompress_struct &info)

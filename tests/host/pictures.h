@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace pictures {
@@ -14,15 +15,21 @@ inline std::string be32(uint32_t v)
     return {static_cast<char>(v >> 24), static_cast<char>(v >> 16), static_cast<char>(v >> 8), static_cast<char>(v)};
 }
 
-inline std::string png_chunk(const std::string &name, const std::string &data)
+// The check that stands behind a chunk, over its name and data.
+inline std::string png_check(std::string_view bytes)
 {
     uint32_t crc = ~0u;
-    for (const char c : name + data) {
+    for (const char c : bytes) {
         crc ^= static_cast<unsigned char>(c);
         for (int i = 0; i < 8; ++i)
             crc = crc & 1 ? crc >> 1 ^ 0xedb88320u : crc >> 1;
     }
-    return be32(static_cast<uint32_t>(data.size())) + name + data + be32(~crc);
+    return be32(~crc);
+}
+
+inline std::string png_chunk(const std::string &name, const std::string &data)
+{
+    return be32(static_cast<uint32_t>(data.size())) + name + data + png_check(name + data);
 }
 
 // A zlib stream of stored blocks.
