@@ -13,8 +13,8 @@ namespace {
 
 struct dialog_state {
     std::mutex lock;
-    std::string answer; // empty: cancelled
-    uint32_t key = 0;   // of the next dialog; 0: none
+    std::string answer;                      // empty: cancelled
+    uint32_t key = 0;                        // of the next dialog; 0: none
     std::map<uint32_t, std::string> folders; // where the last dialog of each key ended
 };
 

@@ -62,7 +62,7 @@ constexpr struct {
     {{"%PDF", 4}, "a PDF", 0},
     {{"PK\3\4", 4}, "a ZIP archive", 0},
     {{"\x1f\x8b", 2}, "a gzip file", 0},
-    {{"\x7f" "ELF", 4}, "a program or library", 0},
+    {{"\177ELF", 4}, "a program or library", 0},
     {{"<svg", 4}, "an SVG", 0},
     {{"<!DOCTYPE html", 14}, "an HTML page", 0},
     {{"<!doctype html", 14}, "an HTML page", 0},
@@ -84,9 +84,10 @@ constexpr struct {
     const char *extension;
     uint32_t type;
 } extension_types[] = {
-    {".png", file_code("PNG ")}, {".jpg", file_code("JPEG")}, {".jpeg", file_code("JPEG")}, {".vkf", file_code("VoK!")},
-    {".gif", file_code("GIFf")}, {".tif", file_code("TIFF")}, {".tiff", file_code("TIFF")}, {".txt", file_code("TEXT")},
-    {".xml", file_code("TEXT")}, {".lua", file_code("TEXT")}, {".vks", file_code("TEXT")},
+    {".png", file_code("PNG ")},  {".jpg", file_code("JPEG")}, {".jpeg", file_code("JPEG")},
+    {".vkf", file_code("VoK!")},  {".gif", file_code("GIFf")}, {".tif", file_code("TIFF")},
+    {".tiff", file_code("TIFF")}, {".txt", file_code("TEXT")}, {".xml", file_code("TEXT")},
+    {".lua", file_code("TEXT")},  {".vks", file_code("TEXT")},
 };
 
 // Line ends \r\n and \r become \n, in place; the new length.

@@ -126,7 +126,8 @@ constexpr struct {
     uint32_t type;
     const char *extension;
 } type_extensions[] = {
-    {file_code("PNG "), ".png"}, {file_code("JPEG"), ".jpg"}, {file_code("JPEG"), ".jpeg"}, {file_code("VoK!"), ".vkf"}, {file_code("TEXT"), ".txt"},
+    {file_code("PNG "), ".png"}, {file_code("JPEG"), ".jpg"}, {file_code("JPEG"), ".jpeg"},
+    {file_code("VoK!"), ".vkf"}, {file_code("TEXT"), ".txt"},
 };
 
 bool listed(uint32_t type, const uint32_t *types, long count)

@@ -2,8 +2,8 @@
 // setjmp and the end of a function here is plain data, owned by a record outside.
 #include "internal.h"
 
-#include <csetjmp>
 #include <cmath>
+#include <csetjmp>
 #include <cstring>
 // libjpeg's headers need <cstdio> ahead of them
 #include <jpeglib.h>
@@ -21,7 +21,7 @@ constexpr double most_pixels_a_byte = 8.0 * 64 * 16;
 // Real files have about ten.
 constexpr int most_scans = 500;
 constexpr double most_scanned_pixels = 16.0 * max_picture_pixels;
-constexpr long most_memory = 1L << 30;    // for libjpeg's own blocks
+constexpr long most_memory = 1L << 30;     // for libjpeg's own blocks
 constexpr long most_pixels_a_side = 65500; // what libjpeg writes
 
 // libjpeg hands its own records back to our functions, so ours begin with them.
@@ -59,12 +59,9 @@ void on_message(j_common_ptr info, int level)
     case JWRN_EXTRANEOUS_DATA:
     case JWRN_ADOBE_XFORM:
     case JWRN_JFIF_MAJOR:
-    case JWRN_TOO_MUCH_DATA:
-        return;
-    case JWRN_JPEG_EOF:
-        fail(info, "cut short");
-    default:
-        on_error(info);
+    case JWRN_TOO_MUCH_DATA: return;
+    case JWRN_JPEG_EOF: fail(info, "cut short");
+    default: on_error(info);
     }
 }
 

@@ -34,9 +34,7 @@ struct png_job {
 }
 
 // Warnings are about what doesn't change the pixels.
-void on_warning(png_structp, png_const_charp)
-{
-}
+void on_warning(png_structp, png_const_charp) {}
 
 [[noreturn]] void fail(png_job &job, const char *why)
 {
@@ -60,9 +58,7 @@ void give_bytes(png_structp png, png_bytep from, size_t count)
         png_longjmp(png, 1); // the stream keeps its error for whoever commits the file
 }
 
-void flush_bytes(png_structp)
-{
-}
+void flush_bytes(png_structp) {}
 
 void premultiply(unsigned char *pixel, long count)
 {
@@ -108,7 +104,8 @@ bool read_png(png_job &job)
     const long width = png_get_image_width(png, info), height = png_get_image_height(png, info);
     if (width > max_picture_pixels / height)
         fail(job, "too large: more than 2^28 pixels");
-    const double bits = double(width) * double(height) * png_get_bit_depth(png, info) * png_get_channels(png, info);
+    const double bits =
+        double(width) * double(height) * png_get_bit_depth(png, info) * png_get_channels(png, info);
     if (bits / 8 > deflate_most * double(job.rest.size()))
         fail(job, "cut short");
 

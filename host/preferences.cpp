@@ -41,9 +41,9 @@ std::string trimmed(const std::string &text)
 
 std::string file_name()
 {
-    for (const auto &[variable, rest] : {std::pair{"VOKRA_PREFERENCES", ""},
-                                         std::pair{"XDG_CONFIG_HOME", "/vokra/preferences.txt"},
-                                         std::pair{"HOME", "/.config/vokra/preferences.txt"}})
+    for (const auto &[variable, rest] :
+         {std::pair{"VOKRA_PREFERENCES", ""}, std::pair{"XDG_CONFIG_HOME", "/vokra/preferences.txt"},
+          std::pair{"HOME", "/.config/vokra/preferences.txt"}})
         if (const char *value = getenv(variable); value && *value)
             return full_name(0, (std::string(value) + rest).c_str());
     return "";

@@ -123,8 +123,8 @@ double tidy_dpi(double dpi)
 zan_surface *surface_create(long width, long height)
 {
     if (width <= cairo_max_side && height <= cairo_max_side) {
-        cairo_surface_t *cairo = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(width),
-                                                            static_cast<int>(height));
+        cairo_surface_t *cairo =
+            cairo_image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(width), static_cast<int>(height));
         zan_surface *s = nullptr;
         if (cairo_surface_status(cairo) == CAIRO_STATUS_SUCCESS)
             s = new_surface(cairo_image_surface_get_data(cairo), 0, width, height,
@@ -160,8 +160,8 @@ using namespace zan;
 zan_surface *zgraphics_image_surface_create_for_data(unsigned char *pixels, long format, long width, long height,
                                                      long stride, void (*destroy)(void *), void *data)
 {
-    if (!pixels || format < 0 || format > 1 || width < 1 || height < 1 ||
-        width > INT32_MAX || height > INT32_MAX || stride < width * bytes_a_pixel(format))
+    if (!pixels || format < 0 || format > 1 || width < 1 || height < 1 || width > INT32_MAX ||
+        height > INT32_MAX || stride < width * bytes_a_pixel(format))
         return nullptr;
     zan_surface *s = new_surface(pixels, format, width, height, stride);
     if (s && fits_cairo(format, width, height, stride)) {
@@ -220,8 +220,8 @@ double zgraphics_image_surface_get_dpi(zan_surface *s)
 unsigned char *zgraphics_image_surface_lockpixels_readonly(zan_surface *s, long x, long y, long width, long height,
                                                            long *stride, long *bytes)
 {
-    if (!s || x < 0 || y < 0 || width < 1 || height < 1 || x > s->width || y > s->height ||
-        width > s->width - x || height > s->height - y)
+    if (!s || x < 0 || y < 0 || width < 1 || height < 1 || x > s->width || y > s->height || width > s->width - x ||
+        height > s->height - y)
         return nullptr;
     if (s->cairo)
         cairo_surface_flush(s->cairo);
@@ -233,9 +233,7 @@ unsigned char *zgraphics_image_surface_lockpixels_readonly(zan_surface *s, long 
 }
 
 // Reading leaves nothing behind that would have to be given back.
-void zgraphics_image_surface_unlockpixels_readonly(zan_surface *, const unsigned char *)
-{
-}
+void zgraphics_image_surface_unlockpixels_readonly(zan_surface *, const unsigned char *) {}
 
 long zgraphics_image_surface_writepng(zan_surface *s, const char *name, short path, long dpi)
 {

@@ -14,7 +14,7 @@
 #include <zan/host.h>
 
 class scratch_folder {
-public:
+  public:
     scratch_folder()
     {
         std::string pattern = (std::filesystem::temp_directory_path() / "vokra-test-XXXXXX").string();
@@ -40,14 +40,14 @@ public:
         return std::distance(std::filesystem::directory_iterator(name_), {});
     }
 
-private:
+  private:
     std::string name_;
 };
 
 // A file in memory under a full name, for tests that need thousands: a disk takes
 // milliseconds for each when it is busy.
 class memory_file {
-public:
+  public:
     memory_file() : file_(memfd_create("test", MFD_CLOEXEC)), name_("/proc/self/fd/" + std::to_string(file_)) {}
     ~memory_file() { close(file_); }
     memory_file(const memory_file &) = delete;
@@ -60,7 +60,7 @@ public:
         return name_;
     }
 
-private:
+  private:
     int file_;
     std::string name_;
 };
@@ -74,7 +74,7 @@ inline std::string bytes_of(const std::string &file)
 
 // Takes every report while it lives.
 class report_catcher {
-public:
+  public:
     report_catcher()
     {
         zan_set_reporter(
@@ -110,7 +110,7 @@ public:
         return errors.empty() ? "" : errors[0];
     }
 
-private:
+  private:
     std::mutex lock_;
     std::vector<long> kinds_;
     std::vector<std::string> texts_;
@@ -118,7 +118,7 @@ private:
 
 // Sets an environment variable (null: takes it away) and puts it back after.
 class env_setting {
-public:
+  public:
     env_setting(const char *name, const char *value) : name_(name)
     {
         const char *old = getenv(name);
@@ -130,7 +130,7 @@ public:
     env_setting(const env_setting &) = delete;
     env_setting &operator=(const env_setting &) = delete;
 
-private:
+  private:
     const char *name_;
     bool had_;
     std::string old_;

@@ -18,8 +18,8 @@ extern "C" {
 enum { ZAN_NAME_SIZE = 2048 };
 typedef struct zan_file *zan_file_handle;
 typedef struct zan_fileinfo {
-    long date;  /* seconds since 1970 */
-    long size;  /* bytes */
+    long date; /* seconds since 1970 */
+    long size; /* bytes */
     uint32_t type;
     long flags; /* 1: a folder */
 } zan_fileinfo;

@@ -16,8 +16,8 @@ typedef struct zan_surface zan_surface;
  * destroy not called, for no pixels, a size below 1, an unknown format or a stride
  * shorter than a row. */
 ZAN_EXPORT zan_surface *zgraphics_image_surface_create_for_data(unsigned char *pixels, long format, long width,
-                                                                long height, long stride,
-                                                                void (*destroy)(void *), void *data);
+                                                                long height, long stride, void (*destroy)(void *),
+                                                                void *data);
 /* A PNG or JPEG file, judged by its first bytes, as a surface of format 0. Every
  * kind is taken: grey, palette, 16-bit (rounded to 8), interlaced, CMYK; colours are
  * left in the file's own colour space. Null, with one error that names the file and

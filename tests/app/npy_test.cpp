@@ -37,8 +37,10 @@ TEST(npy, cells_come_in_this_machines_order)
         {">i4", "\xff\xff\xff\xfe", element::i4, std::string(reinterpret_cast<const char *>(&i4), 4)},
         {"<f4", std::string("\0\0\xc0\x3f", 4), element::f4, std::string(reinterpret_cast<const char *>(&f4), 4)},
         {">f4", std::string("\x3f\xc0\0\0", 4), element::f4, std::string(reinterpret_cast<const char *>(&f4), 4)},
-        {"<f8", "\x9a\x99\x99\x99\x99\x99\xb9\xbf", element::f8, std::string(reinterpret_cast<const char *>(&f8), 8)},
-        {">f8", "\xbf\xb9\x99\x99\x99\x99\x99\x9a", element::f8, std::string(reinterpret_cast<const char *>(&f8), 8)},
+        {"<f8", "\x9a\x99\x99\x99\x99\x99\xb9\xbf", element::f8,
+         std::string(reinterpret_cast<const char *>(&f8), 8)},
+        {">f8", "\xbf\xb9\x99\x99\x99\x99\x99\x9a", element::f8,
+         std::string(reinterpret_cast<const char *>(&f8), 8)},
     };
     for (const auto &row : rows)
         for (int version = 1; version <= 3; ++version) {
@@ -105,7 +107,8 @@ TEST(npy, what_is_wrong_is_said)
         {file("", ""), "can't be understood"},
         {file("{}", ""), "can't be understood"},
         {file("{'descr': '|u1', 'shape': (1,)}", "1"), "can't be understood"},
-        {file("{'descr': '|u1', 'descr': '|u1', 'fortran_order': False, 'shape': (1,)}", "1"), "can't be understood"},
+        {file("{'descr': '|u1', 'descr': '|u1', 'fortran_order': False, 'shape': (1,)}", "1"),
+         "can't be understood"},
         {file("{'descr': '|u1', 'fortran_order': False, 'shape': (1,), 'more': 1}", "1"), "can't be understood"},
         {file("{'descr': '|u1', 'fortran_order': 0, 'shape': (1,)}", "1"), "can't be understood"},
         {file("{'descr': '|u1' 'fortran_order': False, 'shape': (1,)}", "1"), "can't be understood"},
@@ -150,11 +153,12 @@ TEST(npy, no_prefix_is_an_array)
 
 TEST(npy, a_header_is_what_numpy_writes)
 {
-    std::string expected = std::string("\x93NUMPY\1\0\x76\0", 10) +
-                           "{'descr': '<f4', 'fortran_order': False, 'shape': (2, 3), }";
+    std::string expected =
+        std::string("\x93NUMPY\1\0\x76\0", 10) + "{'descr': '<f4', 'fortran_order': False, 'shape': (2, 3), }";
     expected.resize(127, ' ');
     EXPECT_EQ(npy::header(element::f4, {2, 3}), expected + "\n");
-    EXPECT_NE(npy::header(element::u1, {}).find("'|u1', 'fortran_order': False, 'shape': (), }"), std::string::npos);
+    EXPECT_NE(npy::header(element::u1, {}).find("'|u1', 'fortran_order': False, 'shape': (), }"),
+              std::string::npos);
     EXPECT_NE(npy::header(element::i4, {5}).find("'<i4', 'fortran_order': False, 'shape': (5,), }"),
               std::string::npos);
     for (int axes = 0; axes < 33; ++axes) {

@@ -101,8 +101,8 @@ void put_checks_right(uint8_t *data, size_t size)
 {
     auto *text = reinterpret_cast<char *>(data);
     for (size_t at = 8; at + 12 <= size;) {
-        const size_t length = size_t(data[at]) << 24 | size_t(data[at + 1]) << 16 | size_t(data[at + 2]) << 8 |
-                              data[at + 3];
+        const size_t length =
+            size_t(data[at]) << 24 | size_t(data[at + 1]) << 16 | size_t(data[at + 2]) << 8 | data[at + 3];
         if (length > size - at - 12)
             return;
         const std::string check = pictures::png_check({text + at + 4, length + 4});

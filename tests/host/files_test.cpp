@@ -35,7 +35,7 @@ found_file locate(const std::string &asked, std::vector<uint32_t> types = {})
 
 // In a folder of its own, which is also the current one.
 class files : public testing::Test {
-protected:
+  protected:
     files() : data("XDG_DATA_HOME", (scratch / "data").c_str()), list("VOKRA_PATH", nullptr)
     {
         std::filesystem::current_path(scratch.name());
@@ -277,8 +277,8 @@ TEST_F(files, positions_and_ends)
     put(file, "0123456789");
     const struct {
         long mode, offset, expected; // expected -1: refused, the place stays
-    } rows[] = {{1, 4, 4}, {3, 3, 7}, {3, -2, 5}, {2, -1, 9}, {2, 0, 10}, {1, -1, -1}, {3, -11, -1}, {0, 0, -1},
-                {4, 0, -1}, {2, 5, 15}};
+    } rows[] = {{1, 4, 4},   {3, 3, 7},    {3, -2, 5}, {2, -1, 9}, {2, 0, 10},
+                {1, -1, -1}, {3, -11, -1}, {0, 0, -1}, {4, 0, -1}, {2, 5, 15}};
     long at = 10, now;
     for (const auto &row : rows) {
         EXPECT_EQ(sysfile_setpos(file, row.mode, row.offset) != 0, row.expected < 0);
@@ -303,8 +303,14 @@ TEST_F(files, opening_tells_why_not)
         const char *name;
         short path, permission;
         long expected;
-    } rows[] = {{"f", 0, 1, 0},           {"f", 0, 2, 0},         {"f", 0, 3, 0},      {"missing", 0, 1, ENOENT},
-                {"missing", 0, 2, ENOENT}, {"f", 5, 1, ENOENT},    {"f", 0, 9, EINVAL}, {"f/x", 0, 1, ENOTDIR},
+    } rows[] = {{"f", 0, 1, 0},
+                {"f", 0, 2, 0},
+                {"f", 0, 3, 0},
+                {"missing", 0, 1, ENOENT},
+                {"missing", 0, 2, ENOENT},
+                {"f", 5, 1, ENOENT},
+                {"f", 0, 9, EINVAL},
+                {"f/x", 0, 1, ENOTDIR},
                 {"/", 0, 1, EISDIR}};
     for (const auto &row : rows) {
         zan_file_handle file = nullptr;
@@ -354,7 +360,8 @@ TEST_F(files, spoolcopy_copies_the_whole)
 TEST_F(files, text_comes_in_with_one_kind_of_line_end)
 {
     enum { keep = 1, nul = 4, every = 8 };
-    const std::string mixed = "\xef\xbb\xbf" "a\r\nb\rc\n\r\n\rd\r";
+    const std::string mixed = "\xef\xbb\xbf"
+                              "a\r\nb\rc\n\r\n\rd\r";
     const struct {
         long maxsize, flags;
         std::string expected;

@@ -72,7 +72,7 @@ std::string make_jpeg(const jpeg_kind &kind)
 }
 
 class jpeg : public testing::Test {
-protected:
+  protected:
     zan_surface *read(const std::string &bytes)
     {
         return zgraphics_image_surface_create_from_file(in.hold(bytes).c_str(), 0);
@@ -130,7 +130,8 @@ TEST_F(jpeg, resolution_is_read)
     const struct {
         int unit, density;
         double dpi;
-    } rows[] = {{1, 300, 300}, {1, 1, 1}, {2, 100, 254}, {2, 118, 299.72}, {0, 300, 72}, {1, 0, 72}, {1, 65535, 65535}};
+    } rows[] = {{1, 300, 300}, {1, 1, 1},  {2, 100, 254},    {2, 118, 299.72},
+                {0, 300, 72},  {1, 0, 72}, {1, 65535, 65535}};
     for (const auto &row : rows) {
         jpeg_kind kind = kinds[0];
         kind.unit = row.unit;
@@ -228,7 +229,8 @@ TEST_F(jpeg, promises_that_a_file_cannot_keep_cost_nothing)
     const struct {
         int width, height;
         const char *words;
-    } rows[] = {{65000, 65000, "too large: more than 2^28 pixels"}, {16000, 16000, "cut short"}, {0, 5, "damaged"}};
+    } rows[] = {
+        {65000, 65000, "too large: more than 2^28 pixels"}, {16000, 16000, "cut short"}, {0, 5, "damaged"}};
     for (const auto &row : rows) {
         const int sizes[] = {row.height >> 8, row.height, row.width >> 8, row.width};
         for (size_t i = 0; i < 4; ++i)

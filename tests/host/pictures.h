@@ -12,7 +12,8 @@ namespace pictures {
 
 inline std::string be32(uint32_t v)
 {
-    return {static_cast<char>(v >> 24), static_cast<char>(v >> 16), static_cast<char>(v >> 8), static_cast<char>(v)};
+    return {static_cast<char>(v >> 24), static_cast<char>(v >> 16), static_cast<char>(v >> 8),
+            static_cast<char>(v)};
 }
 
 // The check that stands behind a chunk, over its name and data.
@@ -69,7 +70,8 @@ struct png {
 
     uint16_t sample(uint32_t x, uint32_t y, int channel) const
     {
-        return samples[(size_t(y) * width + x) * static_cast<size_t>(channels(colour)) + static_cast<size_t>(channel)];
+        return samples[(size_t(y) * width + x) * static_cast<size_t>(channels(colour)) +
+                       static_cast<size_t>(channel)];
     }
     std::string header() const
     {

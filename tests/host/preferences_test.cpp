@@ -27,7 +27,7 @@ std::string sym(const char *name)
 }
 
 class preferences : public testing::Test {
-protected:
+  protected:
     scratch_folder scratch;
     env_setting file{"VOKRA_PREFERENCES", (scratch / "p.txt").c_str()};
     report_catcher reports;
@@ -51,9 +51,18 @@ TEST_F(preferences, lines_are_names_and_values)
         const char *name, *text;
         zan_word number;
     } rows[] = {
-        {"export_dpi", "300", 300}, {"gfxengine", "glcore", 0}, {"words", "several of  them", 0}, {"alone", "", 0},
-        {"negative", "-5", -5},     {"twice", "2", 2},          {"mixed", "12abc", 12},           {"last", "7", 7},
-        {"huge", "99999999999999999999", 0}, {"missing", "", 0}, {"#", "", 0}, {"", "", 0},
+        {"export_dpi", "300", 300},
+        {"gfxengine", "glcore", 0},
+        {"words", "several of  them", 0},
+        {"alone", "", 0},
+        {"negative", "-5", -5},
+        {"twice", "2", 2},
+        {"mixed", "12abc", 12},
+        {"last", "7", 7},
+        {"huge", "99999999999999999999", 0},
+        {"missing", "", 0},
+        {"#", "", 0},
+        {"", "", 0},
     };
     in_child([&] {
         for (const auto &row : rows) {

@@ -53,8 +53,11 @@ std::vector<unsigned char> random_pixels(size_t count, unsigned seed)
 }
 
 class surfaces : public testing::Test {
-protected:
-    zan_surface *read(const std::string &name) { return zgraphics_image_surface_create_from_file(name.c_str(), 0); }
+  protected:
+    zan_surface *read(const std::string &name)
+    {
+        return zgraphics_image_surface_create_from_file(name.c_str(), 0);
+    }
     zan_surface *read_bytes(const std::string &bytes) { return read(in.hold(bytes)); }
     // Reading must fail with one error that names the file and has `words` in it.
     void expect_refused(const std::string &bytes, const std::string &words)
@@ -99,9 +102,9 @@ TEST_F(surfaces, every_kind_of_png_is_read)
 {
     const struct {
         int colour, depth;
-    } kinds[] = {{grey, 1},  {grey, 2},    {grey, 4},    {grey, 8},    {grey, 16},      {rgb, 8},
-                 {rgb, 16},  {palette, 1}, {palette, 2}, {palette, 4}, {palette, 8},    {grey_alpha, 8},
-                 {grey_alpha, 16},         {rgb_alpha, 8},             {rgb_alpha, 16}};
+    } kinds[] = {{grey, 1},    {grey, 2},       {grey, 4},        {grey, 8},      {grey, 16},
+                 {rgb, 8},     {rgb, 16},       {palette, 1},     {palette, 2},   {palette, 4},
+                 {palette, 8}, {grey_alpha, 8}, {grey_alpha, 16}, {rgb_alpha, 8}, {rgb_alpha, 16}};
     const std::pair<uint32_t, uint32_t> sizes[] = {{1, 1}, {3, 5}, {9, 7}, {33, 2}, {2, 33}, {64, 64}};
     std::mt19937 random(1);
     for (const auto &kind : kinds)
@@ -133,7 +136,8 @@ TEST_F(surfaces, every_kind_of_png_is_read)
                             trns += {static_cast<char>(clear.back() >> 8), static_cast<char>(clear.back())};
                         }
                 }
-                p.chunks = (plte.empty() ? "" : png_chunk("PLTE", plte)) + (trns.empty() ? "" : png_chunk("tRNS", trns));
+                p.chunks =
+                    (plte.empty() ? "" : png_chunk("PLTE", plte)) + (trns.empty() ? "" : png_chunk("tRNS", trns));
 
                 const std::string what = "colour type " + std::to_string(p.colour) + " depth " +
                                          std::to_string(p.depth) + " " + std::to_string(width) + "x" +
@@ -159,7 +163,8 @@ TEST_F(surfaces, every_kind_of_png_is_read)
 
 TEST_F(surfaces, four_bytes_come_back_as_they_were)
 {
-    const std::pair<long, long> sizes[] = {{1, 1}, {1, 7}, {7, 1}, {5, 3}, {31, 33}, {640, 3}, {40000, 2}, {2, 40000}};
+    const std::pair<long, long> sizes[] = {{1, 1},   {1, 7},   {7, 1},     {5, 3},
+                                           {31, 33}, {640, 3}, {40000, 2}, {2, 40000}};
     for (const auto &[width, height] : sizes) {
         std::vector<unsigned char> pixels = random_pixels(static_cast<size_t>(width * height), 2);
         const surface_owner s(on_pixels(pixels, 0, width, height));
@@ -208,7 +213,7 @@ TEST_F(surfaces, a_png_holds_plain_colours)
     } rows[] = {
         {0, {30, 20, 10, 255}, {10, 20, 30, 255}, PNG_FORMAT_RGBA},
         {0, {25, 50, 100, 128}, {199, 100, 50, 128}, PNG_FORMAT_RGBA},
-        {0, {3, 2, 1, 0}, {1, 2, 3, 0}, PNG_FORMAT_RGBA},         // clear: as it stands
+        {0, {3, 2, 1, 0}, {1, 2, 3, 0}, PNG_FORMAT_RGBA},                // clear: as it stands
         {0, {200, 100, 50, 100}, {128, 255, 255, 100}, PNG_FORMAT_RGBA}, // more colour than alpha: limited
         {1, {10, 20, 30}, {10, 20, 30, 255}, PNG_FORMAT_RGB},
     };
@@ -238,7 +243,10 @@ TEST_F(surfaces, resolution_is_kept)
         uint32_t x, y;
         char unit;
         double dpi;
-    } rows[] = {{11811, 11811, 1, 300}, {2835, 11811, 1, 72.01}, {3937, 3937, 0, 72}, {0, 0, 1, 72},
+    } rows[] = {{11811, 11811, 1, 300},
+                {2835, 11811, 1, 72.01},
+                {3937, 3937, 0, 72},
+                {0, 0, 1, 72},
                 {0x7fffffff, 1, 1, 54546084.63}};
     for (const auto &row : rows) {
         png p;
@@ -304,7 +312,10 @@ TEST_F(surfaces, a_file_is_judged_by_its_first_bytes)
         {std::string("BM\x46\0\0\0\0\0\0\0\x36", 11), "this is a BMP, not a PNG or JPEG"},
         {std::string("II*\0\x8\0\0\0", 8), "this is a TIFF, not a PNG or JPEG"},
         {std::string("RIFF\x24\0\0\0WEBPVP8 ", 16), "this is a WebP, not a PNG or JPEG"},
-        {std::string("\0\0\0\x1c" "ftypavif", 12), "this is an AVIF, not a PNG or JPEG"},
+        {std::string("\0\0\0\x1c"
+                     "ftypavif",
+                     12),
+         "this is an AVIF, not a PNG or JPEG"},
         {std::string("FORM\0\0\0\x48VOK!FVER", 16), "this is a matrix file, not a PNG or JPEG"},
         {"%PDF-1.7\n", "this is a PDF, not a PNG or JPEG"},
         {"P6\n1 1\n255\nabc", "this is a PNM, not a PNG or JPEG"},
@@ -366,8 +377,10 @@ TEST_F(surfaces, a_failed_write_leaves_the_old_file)
     EXPECT_EQ(zgraphics_image_surface_writejpeg(wide, old.c_str(), 0), zan_err_generic);
     EXPECT_NE(reports.one_error().find("65500"), std::string::npos);
     EXPECT_EQ(bytes_of(old), "the old one");
-    EXPECT_EQ(zgraphics_image_surface_writepng(wide, (scratch / "no/folder/x.png").c_str(), 0, 72), zan_err_generic);
-    EXPECT_EQ(reports.one_error(), (scratch / "no/folder/x.png") + ": can't be written: No such file or directory");
+    EXPECT_EQ(zgraphics_image_surface_writepng(wide, (scratch / "no/folder/x.png").c_str(), 0, 72),
+              zan_err_generic);
+    EXPECT_EQ(reports.one_error(),
+              (scratch / "no/folder/x.png") + ": can't be written: No such file or directory");
     EXPECT_EQ(zgraphics_image_surface_writepng(wide, scratch.name().c_str(), 0, 72), zan_err_generic);
     EXPECT_NE(reports.one_error().find("directory"), std::string::npos);
     EXPECT_EQ(scratch.count(), 1);
@@ -404,10 +417,12 @@ TEST_F(surfaces, bad_pixels_make_no_surface)
         long format, width, height, stride;
         bool good;
     } rows[] = {
-        {pixels, 0, 4, 4, 16, true},  {pixels, 0, 3, 4, 16, true},   {pixels, 1, 5, 4, 16, true},
-        {pixels, 0, 3, 4, 13, true},  {nullptr, 0, 4, 4, 16, false}, {pixels, 2, 4, 4, 16, false},
-        {pixels, -1, 4, 4, 16, false}, {pixels, 0, 0, 4, 16, false}, {pixels, 0, 4, 0, 16, false},
-        {pixels, 0, -4, 4, 16, false}, {pixels, 0, 4, 4, 15, false}, {pixels, 1, 4, 4, 11, false},
+        {pixels, 0, 4, 4, 16, true},   {pixels, 0, 3, 4, 16, true},
+        {pixels, 1, 5, 4, 16, true},   {pixels, 0, 3, 4, 13, true},
+        {nullptr, 0, 4, 4, 16, false}, {pixels, 2, 4, 4, 16, false},
+        {pixels, -1, 4, 4, 16, false}, {pixels, 0, 0, 4, 16, false},
+        {pixels, 0, 4, 0, 16, false},  {pixels, 0, -4, 4, 16, false},
+        {pixels, 0, 4, 4, 15, false},  {pixels, 1, 4, 4, 11, false},
         {pixels, 0, 4, 4, -16, false}, {pixels, 0, 1L << 40, 4, 1L << 43, false},
     };
     int expected = 0;
@@ -431,13 +446,13 @@ TEST_F(surfaces, locking_stays_inside)
     const struct {
         long x, y, width, height;
         bool good;
-    } rows[] = {{0, 0, 10, 6, true}, {9, 5, 1, 1, true},   {3, 2, 7, 4, true},   {0, 0, 11, 6, false},
-                {0, 0, 10, 7, false}, {-1, 0, 2, 2, false}, {0, -1, 2, 2, false}, {10, 0, 1, 1, false},
+    } rows[] = {{0, 0, 10, 6, true},  {9, 5, 1, 1, true},         {3, 2, 7, 4, true},        {0, 0, 11, 6, false},
+                {0, 0, 10, 7, false}, {-1, 0, 2, 2, false},       {0, -1, 2, 2, false},      {10, 0, 1, 1, false},
                 {0, 0, 0, 1, false},  {1, 1, LONG_MAX, 1, false}, {LONG_MAX, 1, 1, 1, false}};
     for (const auto &row : rows) {
         long stride = 0, bytes = 0;
-        const unsigned char *p = zgraphics_image_surface_lockpixels_readonly(s, row.x, row.y, row.width, row.height,
-                                                                             &stride, &bytes);
+        const unsigned char *p =
+            zgraphics_image_surface_lockpixels_readonly(s, row.x, row.y, row.width, row.height, &stride, &bytes);
         EXPECT_EQ(p, row.good ? pixels.data() + row.y * 40 + row.x * 4 : nullptr) << row.x << "," << row.y;
         if (p) {
             EXPECT_EQ(stride, 40);
@@ -491,8 +506,8 @@ TEST_F(surfaces, real_photographs)
                         got[i + 3] == 255)
                 << name << " pixel " << i / 4;
     }
-    for (const auto &[name, width, height] : {std::tuple{"rocket.jpg", 640, 427},
-                                              std::tuple{"hubble_deep_field.jpg", 1000, 872}}) {
+    for (const auto &[name, width, height] :
+         {std::tuple{"rocket.jpg", 640, 427}, std::tuple{"hubble_deep_field.jpg", 1000, 872}}) {
         const surface_owner s(read(at + name));
         ASSERT_NE(s.s, nullptr) << name;
         EXPECT_EQ(zgraphics_image_surface_get_width(s), width);
