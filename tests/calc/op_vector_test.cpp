@@ -1,0 +1,275 @@
+// Every operator word on every type against the plain loop over its rule: lengths
+// round the vector widths, odd starts, strides, operands that overlap the output, and
+// all bytes around the output. Every instruction set that the machine has is forced
+// in turn.
+#include <cstdio>
+#include <cstring>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <vokra/commonsyms.h>
+#include <vokra/kernel.h>
+#include <vokra/op.h>
+#include <zan/collections.h>
+#include <zan/symbols.h>
+
+#include "calc/op_oracle.h"
+
+namespace {
+
+template <typename T> struct type_of;
+template <> struct type_of<uint8_t> {
+    static symbol *name() { return _vok_sym_char; }
+    static uint8_t apply(const op_rule &r, uint8_t a, uint8_t b)
+    {
+        return r.on_char ? static_cast<uint8_t>(r.on_char(a, b)) : a;
+    }
+};
+template <> struct type_of<int32_t> {
+    static symbol *name() { return _vok_sym_long; }
+    static int32_t apply(const op_rule &r, int32_t a, int32_t b)
+    {
+        return r.on_long ? static_cast<int32_t>(r.on_long(a, b)) : a;
+    }
+};
+template <> struct type_of<float> {
+    static symbol *name() { return _vok_sym_float32; }
+    static float apply(const op_rule &r, float a, float b) { return r.on_float32 ? r.on_float32(a, b) : a; }
+};
+template <> struct type_of<double> {
+    static symbol *name() { return _vok_sym_float64; }
+    static double apply(const op_rule &r, double a, double b) { return r.on_float64 ? r.on_float64(a, b) : a; }
+};
+
+// Numbers with all that is awkward about a type among them, small ones often.
+template <typename T> T number(std::mt19937_64 &random)
+{
+    using limits = std::numeric_limits<T>;
+    static const T special[] = {T(0), T(1), T(2), limits::max(), limits::lowest(), T(limits::max() / 2), T(-1), T(7)};
+    const auto kind = random() % 4;
+    if (kind == 0)
+        return special[random() % std::size(special)];
+    if constexpr (limits::is_integer)
+        return static_cast<T>(kind == 1 ? random() % 70 : random());
+    else {
+        static const T odd[] = {-T(0), limits::infinity(), -limits::infinity(), limits::quiet_NaN(), limits::min(),
+                                limits::denorm_min(), T(0.5), T(-0.5), T(1.5), T(2.5), T(0.49999997), T(8388609)};
+        if (kind == 1)
+            return odd[random() % std::size(odd)];
+        const double small = static_cast<double>(random() % 20001) / 1000 - 10;
+        return static_cast<T>(kind == 2 ? small : std::floor(small));
+    }
+}
+
+template <typename T> bool same(T a, T b)
+{
+    if constexpr (!std::numeric_limits<T>::is_integer)
+        if (std::isnan(a) && std::isnan(b))
+            return true; // which NaN comes out of two is the processor's
+    return std::memcmp(&a, &b, sizeof(T)) == 0;
+}
+
+struct shape {
+    const char *name;
+    long a, b, z; // strides
+};
+constexpr shape shapes[] = {
+    {"contiguous", 1, 1, 1}, {"a constant", 0, 1, 1}, {"b constant", 1, 0, 1},  {"both constant", 0, 0, 1},
+    {"4 planes", 4, 4, 4},   {"3 planes", 3, 3, 3},   {"2 planes", 2, 2, 2},    {"plane and constant", 4, 0, 4},
+    {"one plane b", 4, 1, 4}, {"one plane a", 1, 4, 4}, {"spread", 1, 1, 5},    {"gathered", 5, 3, 1},
+    {"one cell", 1, 1, 0},   {"backwards", -1, 1, 1},
+};
+
+// Where the operands start in one block, in elements; the output may lie on them.
+struct placement {
+    const char *name;
+    long a, b, z;
+};
+constexpr long far_off = 700;
+constexpr placement placements[] = {
+    {"apart", 300, 300 + far_off, 300 + 2 * far_off},
+    {"odd starts", 301, 303 + far_off, 302 + 2 * far_off},
+    {"output is a", 300, 301 + far_off, 300},
+    {"output is b", 300 + far_off, 302, 302},
+    {"all one", 300, 300, 300},
+    {"output one behind a", 300, 300 + far_off, 301},
+    {"output seven behind b", 300 + far_off, 300, 307},
+    {"output one ahead of a", 301, 300 + far_off, 300},
+    {"constant inside the output", 305, 310, 300},
+};
+constexpr long lengths[] = {0, 1, 2, 3, 7, 8, 9, 15, 16, 17, 31, 33, 63, 64, 65, 127, 131};
+
+template <typename T> void check_word(const op_rule &rule, std::mt19937_64 &random)
+{
+    const vok_op_vector_fn fn = vok_op_sym2fn(gensym(rule.word), type_of<T>::name());
+    std::vector<T> before(300 + 4 * far_off), expected, found;
+    for (const shape &s : shapes)
+        for (const placement &p : placements) {
+            for (T &v : before)
+                v = number<T>(random);
+            for (const long n : lengths) {
+                expected = found = before;
+                for (long i = 0; i < n; i++) {
+                    const T a = expected[p.a + i * s.a], b = expected[p.b + i * s.b];
+                    expected[p.z + i * s.z] = type_of<T>::apply(rule, a, b);
+                }
+                vok_op_vector_arg a{&found[p.a], s.a}, b{&found[p.b], s.b}, z{&found[p.z], s.z};
+                fn(n, nullptr, &a, &b, &z);
+                if (!std::memcmp(expected.data(), found.data(), before.size() * sizeof(T)))
+                    continue;
+                for (size_t i = 0; i < before.size(); i++)
+                    ASSERT_TRUE(same(expected[i], found[i]))
+                        << rule.word << " on " << type_of<T>::name()->name << ", " << s.name << ", " << p.name << ", n " << n
+                        << ", element " << static_cast<long>(i) - p.z << " of the output: " << +found[i] << " for "
+                        << +expected[i] << ", from " << +before[i];
+            }
+        }
+}
+
+class OpVector : public testing::Test {
+protected:
+    void SetUp() override { initialize(); }
+};
+
+TEST_F(OpVector, words_are_those_of_the_rules)
+{
+    std::set<std::string> words;
+    for (const op_rule &rule : op_rules::all)
+        for (const char *word : {rule.word, rule.alias}) {
+            if (!word)
+                continue;
+            words.insert(word);
+            const vok_op_fn *fn = vok_op_fn_lookup(gensym(word)), *partner = vok_op_fn_lookup(gensym(rule.word));
+            ASSERT_TRUE(fn && partner) << word;
+            EXPECT_EQ(fn->name, gensym(word));
+            EXPECT_EQ(fn->inputcount, rule.inputs) << word;
+            EXPECT_EQ(fn->charfn, partner->charfn) << word;
+            EXPECT_EQ(fn->longfn, partner->longfn) << word;
+            EXPECT_EQ(fn->float32fn, partner->float32fn) << word;
+            EXPECT_EQ(fn->float64fn, partner->float64fn) << word;
+            EXPECT_TRUE(vok_op_fn_help(gensym(word))) << word;
+            EXPECT_EQ(fn == partner, word == rule.word) << word << ": an alias is a record of its own";
+        }
+    EXPECT_EQ(words.size(), 98u);
+    EXPECT_EQ(hashtab_getsize(_vok_op_fn_hashtab), 98);
+}
+
+TEST_F(OpVector, a_type_without_meaning_gets_the_copy)
+{
+    EXPECT_EQ(vok_op_sym2fn(gensym("sin"), _vok_sym_char), vok_op_vector_pass_char);
+    EXPECT_EQ(vok_op_sym2fn(gensym("fold"), _vok_sym_long), vok_op_vector_pass_long);
+    EXPECT_EQ(vok_op_sym2fn(gensym("&"), _vok_sym_float32), vok_op_vector_pass_float32);
+    EXPECT_EQ(vok_op_sym2fn(gensym("pass"), _vok_sym_float64), vok_op_vector_pass_float64);
+    EXPECT_EQ(vok_op_sym2fn(gensym("pass"), gensym("symbol")), vok_op_vector_ignore);
+    EXPECT_EQ(vok_op_sym2fn(gensym("no such word"), _vok_sym_char), vok_op_vector_ignore);
+    EXPECT_EQ(vok_op_sym2fn(nullptr, _vok_sym_char), vok_op_vector_ignore);
+}
+
+TEST_F(OpVector, other_modules_add_words)
+{
+    symbol *word = gensym("op_test_word");
+    auto *fn = vok_op_fn_object_new(word, 2);
+    ASSERT_TRUE(fn);
+    EXPECT_EQ(fn->charfn, vok_op_vector_ignore);
+    EXPECT_EQ(vok_op_fn_store(word, fn), 0);
+    EXPECT_EQ(vok_op_fn_store(word, fn), VOK_ERR_EROR);
+    EXPECT_EQ(vok_op_fn_store(gensym("+"), fn), VOK_ERR_EROR);
+    EXPECT_NE(vok_op_fn_lookup(gensym("+")), fn);
+    EXPECT_EQ(vok_op_fn_lookup(word), fn);
+    EXPECT_EQ(vok_op_fn_help(word), nullptr);
+    vok_op_vector_init(); // changes nothing
+    EXPECT_EQ(vok_op_fn_lookup(word), fn);
+    hashtab_chuckkey(_vok_op_fn_hashtab, word);
+    vok_object_free(fn);
+}
+
+TEST_F(OpVector, one_input_needs_no_second_operand)
+{
+    float in[5] = {1, 4, 9, 16, 25}, out[5] = {};
+    vok_op_vector_arg a{in, 1}, z{out, 1};
+    vok_op_sym2fn(gensym("sqrt"), _vok_sym_float32)(5, nullptr, &a, nullptr, &z);
+    EXPECT_EQ(out[4], 5);
+    vok_op_vector_ignore(5, nullptr, &a, nullptr, &z);
+    EXPECT_EQ(out[4], 5);
+}
+
+TEST_F(OpVector, every_pair_of_chars)
+{
+    std::vector<uint8_t> in_a(65536), in_b(65536), out(65536);
+    for (int i = 0; i < 65536; i++) {
+        in_a[i] = static_cast<uint8_t>(i);
+        in_b[i] = static_cast<uint8_t>(i >> 8);
+    }
+    for (const op_rule &rule : op_rules::all) {
+        vok_op_vector_arg a{in_a.data(), 1}, b{in_b.data(), 1}, z{out.data(), 1};
+        vok_op_sym2fn(gensym(rule.word), _vok_sym_char)(65536, nullptr, &a, &b, &z);
+        for (int i = 0; i < 65536; i++)
+            ASSERT_EQ(out[i], type_of<uint8_t>::apply(rule, in_a[i], in_b[i])) << rule.word << " " << +in_a[i] << " " << +in_b[i];
+    }
+}
+
+// In a child of the test below, this tells which path it ran on: the place of a kernel
+// in the library.
+void report_path()
+{
+    const vok_op_vector_fn fn = vok_op_sym2fn(gensym("+"), _vok_sym_float32);
+    Dl_info info{};
+    dladdr(reinterpret_cast<void *>(fn), &info);
+    std::printf("path %ld\n", static_cast<long>(reinterpret_cast<const char *>(fn) - static_cast<const char *>(info.dli_fbase)));
+}
+
+TEST_F(OpVector, equals_the_plain_loop)
+{
+    report_path();
+    std::mt19937_64 random(5);
+    for (const op_rule &rule : op_rules::all) {
+        check_word<uint8_t>(rule, random);
+        check_word<int32_t>(rule, random);
+        check_word<float>(rule, random);
+        check_word<double>(rule, random);
+        if (HasFatalFailure())
+            return;
+    }
+}
+
+// Runs tests in a child with one instruction set forced; the path it reports.
+std::string run_on(const char *isa, const char *filter)
+{
+    char self[4096] = {};
+    EXPECT_GT(readlink("/proc/self/exe", self, sizeof self - 1), 0);
+    const std::string command = std::string("VOKRA_ISA=") + isa + " '" + self + "' --gtest_filter=" + filter + " 2>&1";
+    FILE *pipe = popen(command.c_str(), "r");
+    std::string output, path = "none";
+    for (char line[4096]; pipe && std::fgets(line, sizeof line, pipe); output += line)
+        if (!std::strncmp(line, "path ", 5))
+            path = line;
+    EXPECT_EQ(pipe ? pclose(pipe) : -1, 0) << isa << ":\n" << output;
+    EXPECT_NE(path, "none") << output;
+    return path;
+}
+
+TEST_F(OpVector, every_path_of_the_machine_equals_the_plain_loop)
+{
+    std::vector<const char *> paths = {"plain"};
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("x86-64-v2"))
+        paths.push_back("v2");
+    if (__builtin_cpu_supports("x86-64-v3"))
+        paths.push_back("v3");
+    if (__builtin_cpu_supports("x86-64-v4"))
+        paths.push_back("v4");
+#else
+    paths.push_back("neon");
+#endif
+    std::set<std::string> taken;
+    for (const char *isa : paths)
+        taken.insert(run_on(isa, "OpVector.equals_the_plain_loop:OpVector.every_pair_of_chars"));
+    EXPECT_EQ(taken.size(), paths.size()) << "a path was never taken";
+}
+
+} // namespace
