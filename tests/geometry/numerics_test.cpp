@@ -1,0 +1,436 @@
+// Numerics: the random generator and the half floats to the bit, splines against
+// their polynomials, ranges and approximations against the mathematics library, and
+// awkward values everywhere.
+#include <algorithm>
+#include <bit>
+#include <climits>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <vector>
+
+#include <vokra/numerics.h>
+#include <zan/symbols.h>
+
+namespace {
+
+constexpr double inf = std::numeric_limits<double>::infinity();
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+// What nothing here may trip over.
+constexpr double hostile[] = {0, -0.0, 1, -1, 0.5, 1e300, -1e300, 1.7e308, -1.7e308, 5e-324, inf, -inf, nan};
+
+// ---- random numbers ----
+
+// The generator once more, in 64 bits cut to 32, for a table that a seed fills.
+struct plain_generator {
+    int64_t s, iv[32];
+    explicit plain_generator(int64_t seed) : s(-seed)
+    {
+        for (int j = 39; j >= 0; j--) {
+            step();
+            iv[j % 32] = s; // the first eight are overwritten
+        }
+    }
+    void step()
+    {
+        const int64_t k = s / 12773;
+        s = static_cast<int32_t>(16807 * (s - k * 12773) - 2836 * k);
+        if (s < 0)
+            s += 0x7FFFFFFF;
+    }
+    long draw()
+    {
+        step();
+        const int64_t j = iv[0] >> 26, given = iv[j];
+        iv[j] = s;
+        return given;
+    }
+};
+
+TEST(Rand, a_seed_gives_the_known_numbers)
+{
+    const struct {
+        long seed;
+        long first[6];
+        uint64_t hash; // of 10000 numbers, h = h * 31 + number; from a few lines of Python
+    } known[] = {
+        {1, {134916847, 1736335518, 1967297434, 1924924592, 1853641197, 1915150339}, 0xeaae458fcd0f5d2e},
+        {-1138, {1869621492, 1900983342, 1780836925, 1962038735, 1774894416, 1911860827}, 0xe7ecaadba50ee35e},
+        {777, {1819266141, 1829275951, 1800640646, 1836596085, 1819268053, 1905958208}, 0x0eac0a287836ad21},
+    };
+    vok_rand(); // the first draw of a process goes elsewhere
+    for (const auto &row : known)
+        for (int again = 0; again < 2; again++) {
+            vok_rand_setseed(row.seed);
+            plain_generator same(row.seed < 0 ? row.seed : -row.seed);
+            uint64_t hash = 0;
+            for (int i = 0; i < 10000; i++) {
+                const long number = vok_rand();
+                ASSERT_EQ(number, same.draw());
+                ASSERT_TRUE(i > 5 || number == row.first[i]) << "seed " << row.seed << ", number " << i;
+                hash = hash * 31 + static_cast<uint64_t>(number);
+            }
+            EXPECT_EQ(hash, row.hash) << "seed " << row.seed;
+        }
+}
+
+TEST(Rand, seed_and_its_opposite_are_the_same)
+{
+    vok_rand();
+    vok_rand_setseed(42);
+    const long first = vok_rand();
+    vok_rand_setseed(-42);
+    EXPECT_EQ(vok_rand(), first);
+}
+
+TEST(Rand, routines_draw_on_the_callers_seed)
+{
+    vok_rand();
+    vok_rand_setseed(9);
+    const long expected = vok_rand();
+    int32_t seed1 = -9, seed2 = -9;
+    EXPECT_EQ(ran1(&seed1), expected);
+    EXPECT_EQ(ran2(&seed2), expected);
+    EXPECT_GT(seed1, 0) << "the seed goes on";
+    EXPECT_EQ(ran1(&seed1), ran2(&seed2));
+    EXPECT_EQ(ran1(nullptr), 0);
+}
+
+TEST(Rand, any_seed_is_safe)
+{
+    vok_rand();
+    for (const long seed : {0L, LONG_MAX, LONG_MIN, 1L << 31, -(1L << 31), 1L << 32, 0xFFFFFFFFL, -1L}) {
+        vok_rand_setseed(seed);
+        for (int i = 0; i < 2000; i++) {
+            const long number = vok_rand();
+            ASSERT_GE(number, -1);
+            ASSERT_LE(number, 0x7FFFFFFF);
+        }
+    }
+}
+
+// ---- splines ----
+
+TEST(Spline, bases_are_known_by_name)
+{
+    const struct {
+        const char *name;
+        long step;
+        const double *matrix;
+    } known[] = {{"bezier", 3, g_cubicspline_basismatrix_bezier},
+                 {"bspline", 1, g_cubicspline_basismatrix_bspline},
+                 {"catmullrom", 1, g_cubicspline_basismatrix_catmullrom},
+                 {"hermite", 2, g_cubicspline_basismatrix_hermite},
+                 {"power", 4, g_cubicspline_basismatrix_power}};
+    for (const auto &row : known) {
+        double d[16];
+        float f[16];
+        int32_t x[16];
+        long sd = 0, sf = 0, sx = 0;
+        symbol *name = gensym(row.name);
+        EXPECT_EQ(vok_cubicspline_fillbasis_float64(name, d, &sd), 0);
+        EXPECT_EQ(vok_cubicspline_fillbasis_float32(name, f, &sf), 0);
+        EXPECT_EQ(vok_cubicspline_fillbasis_fixed(name, x, &sx), 0);
+        EXPECT_TRUE(sd == row.step && sf == row.step && sx == row.step) << row.name;
+        for (int i = 0; i < 16; i++) {
+            EXPECT_EQ(d[i], row.matrix[i]);
+            EXPECT_EQ(f[i], static_cast<float>(d[i]));
+            EXPECT_EQ(x[i], static_cast<int32_t>(std::trunc(d[i] * 65536)));
+        }
+    }
+    float untouched[16] = {7};
+    long step = 9;
+    EXPECT_EQ(vok_cubicspline_fillbasis_float32(gensym("bogus"), untouched, &step), VOK_ERR_EROR);
+    EXPECT_EQ(vok_cubicspline_fillbasis_float32(nullptr, untouched, &step), VOK_ERR_EROR);
+    EXPECT_EQ(vok_cubicspline_fillbasis_float32(gensym("power"), nullptr, &step), VOK_ERR_EROR);
+    EXPECT_EQ(vok_cubicspline_fillbasis_float32(gensym("power"), untouched, nullptr), VOK_ERR_EROR);
+    EXPECT_EQ(untouched[0], 7);
+    EXPECT_EQ(step, 9);
+}
+
+TEST(Spline, values_are_those_of_the_curves)
+{
+    // one segment each, at u = 0.25: Bernstein weights and the textbook's other bases
+    const std::vector<double> k = {2, 3, 5, -1};
+    const double u = 0.25, v = 0.75;
+    const double bezier = v * v * v * k[0] + 3 * v * v * u * k[1] + 3 * v * u * u * k[2] + u * u * u * k[3];
+    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 3, 4, k.data(), g_cubicspline_basismatrix_bezier), bezier, 1e-14);
+    const double spline = (v * v * v * k[0] + (3 * u * u * u - 6 * u * u + 4) * k[1] +
+                           (-3 * u * u * u + 3 * u * u + 3 * u + 1) * k[2] + u * u * u * k[3]) / 6;
+    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 1, 4, k.data(), g_cubicspline_basismatrix_bspline), spline, 1e-14);
+    const double power = ((k[0] * u + k[1]) * u + k[2]) * u + k[3];
+    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 4, 4, k.data(), g_cubicspline_basismatrix_power), power, 1e-14);
+    // catmullrom passes through the inner knots; six knots are three segments
+    const double row[7] = {9, 1, 4, 2, 8, 5, 0};
+    float row32[7], basis32[16];
+    int32_t basis_fixed[16];
+    long step;
+    for (int i = 0; i < 7; i++)
+        row32[i] = static_cast<float>(row[i]);
+    vok_cubicspline_fillbasis_float32(gensym("catmullrom"), basis32, &step);
+    vok_cubicspline_fillbasis_fixed(gensym("catmullrom"), basis_fixed, &step);
+    for (int i = 0; i <= 3; i++) { // x = 1 reads one knot past the six, told and not clamped
+        EXPECT_NEAR(vok_cubicspline_general_eval_float64(i / 3.0, 1, 6, row, g_cubicspline_basismatrix_catmullrom), row[i + 1], 1e-9);
+        EXPECT_NEAR(vok_cubicspline_general_eval_float32(static_cast<float>(i) / 3, 1, 6, row32, basis32), row[i + 1], 1e-4);
+    }
+    // fixed point: one segment, knots in 16.16, the powers those of x
+    int32_t knots[5];
+    for (int i = 0; i < 5; i++)
+        knots[i] = static_cast<int32_t>(row[i] * 65536);
+    for (const int32_t x : {0, 1000, 16384, 32768, 65535}) {
+        const double expected = vok_cubicspline_general_eval_float64(x / 65536.0, 1, 4, row, g_cubicspline_basismatrix_catmullrom);
+        EXPECT_NEAR(vok_cubicspline_general_eval_fixed(x, 1, 4, knots, basis_fixed) / 65536.0, expected, 0.08) << x;
+    }
+    // two segments, x in the second: knots 1 to 4 of it, but the powers of 0.75 and not of 0.5
+    const double *m = g_cubicspline_basismatrix_catmullrom;
+    double sum[4] = {};
+    for (int r = 0; r < 4; r++)
+        for (int c = 0; c < 4; c++)
+            sum[r] += m[4 * r + c] * row[c + 1];
+    EXPECT_NEAR(vok_cubicspline_general_eval_fixed(49152, 1, 5, knots, basis_fixed) / 65536.0,
+                ((sum[0] * 0.75 + sum[1]) * 0.75 + sum[2]) * 0.75 + sum[3], 0.02);
+}
+
+TEST(Spline, no_segments_and_no_place_give_0)
+{
+    const double k[8] = {1, 1, 1, 1, 1, 1, 1, 1};
+    const double *m = g_cubicspline_basismatrix_bspline;
+    EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, 1, 3, k, m), 0);
+    EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, 0, 8, k, m), 0);
+    EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, -1, 8, k, m), 0);
+    EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, 1, LONG_MIN, k, m), 0);
+    EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, 1, 8, nullptr, m), 0);
+    EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, 1, 8, k, nullptr), 0);
+    for (const double x : {nan, inf, -inf, 1e300})
+        EXPECT_EQ(vok_cubicspline_general_eval_float64(x, 1, 8, k, m), 0) << x;
+    EXPECT_NEAR(vok_cubicspline_general_eval_float64(0.5, 1, 8, k, m), 1, 1e-15);
+}
+
+// ---- half floats ----
+
+double value_of_half(int h)
+{
+    const int exponent = h >> 10 & 31, mantissa = h & 1023;
+    const double magnitude = exponent == 31  ? (mantissa ? nan : inf)
+                             : exponent == 0 ? std::ldexp(mantissa, -24)
+                                             : std::ldexp(1024 + mantissa, exponent - 25);
+    return h & 0x8000 ? -magnitude : magnitude;
+}
+
+TEST(Half, every_pattern_has_its_value_and_its_kind)
+{
+    for (long h = 0; h < 65536; h++) {
+        const double value = value_of_half(static_cast<int>(h));
+        const float f = vok_half_to_float(h);
+        if (std::isnan(value))
+            ASSERT_TRUE(std::isnan(f));
+        else
+            ASSERT_EQ(std::bit_cast<uint32_t>(f), std::bit_cast<uint32_t>(static_cast<float>(value))) << std::hex << h;
+        const long back = vok_float_to_half(f);
+        ASSERT_EQ(back, h == 0x8000 ? 0 : h) << "-0 loses its sign, all else comes back";
+        ASSERT_EQ(vok_half_is_nan(h), std::isnan(value));
+        ASSERT_EQ(vok_half_is_inf(h), std::isinf(value));
+        ASSERT_EQ(vok_half_is_finite(h), std::isfinite(value));
+        ASSERT_EQ(vok_half_is_zero(h), value == 0);
+        ASSERT_EQ(vok_half_is_negative(h), h >= 0x8000);
+        ASSERT_EQ(vok_half_is_normalized(h), std::isfinite(value) && std::fabs(value) >= std::ldexp(1, -14));
+        ASSERT_EQ(vok_half_is_denormalized(h), value != 0 && std::fabs(value) < std::ldexp(1, -14));
+        ASSERT_EQ(vok_half_negate(vok_half_negate(h)), h);
+    }
+    EXPECT_TRUE(vok_half_elut_ok && vok_half_flut_ok);
+    EXPECT_EQ(vok_half_elut[127], 15 << 10);
+    EXPECT_EQ(vok_half_elut[112], 0);
+    EXPECT_EQ(vok_half_elut[142], 0);
+}
+
+TEST(Half, floats_round_to_the_nearest)
+{
+    const struct {
+        float f;
+        long h;
+    } known[] = {{0.0f, 0},          {-0.0f, 0},        {1.0f, 0x3C00},     {-2.0f, 0xC000},
+                 {65504.0f, 0x7BFF}, {65519.0f, 0x7BFF}, {65520.0f, 0x7C00}, {1e30f, 0x7C00},
+                 {-1e30f, 0xFC00},   {1e-30f, 0},       {-1e-30f, 0},       {0x1p-24f, 1},
+                 {-0x1p-24f, 0x8001}, {0x1p-25f, 1},    {0x1p-26f, 0},      {0x1.8p-24f, 2},
+                 {1.00048828125f, 0x3C01} /* a tie goes up */};
+    for (const auto &row : known)
+        EXPECT_EQ(vok_float_to_half(row.f), row.h) << row.f;
+    EXPECT_EQ(vok_float_to_half(std::bit_cast<float>(0x7F800001u)), 0x7C01) << "a NaN stays one";
+    EXPECT_EQ(vok_float_to_half(std::bit_cast<float>(0xFFC00000u)), 0xFE00);
+    for (uint32_t bits = 0; bits < 0x7F800000; bits += 977) {
+        const float f = std::bit_cast<float>(bits);
+        const double error = std::fabs(vok_half_to_float(vok_float_to_half(f)) - static_cast<double>(f));
+        ASSERT_TRUE(f >= 65504 || error <= std::max(std::ldexp(static_cast<double>(f), -11), 0x1p-25)) << f;
+    }
+}
+
+TEST(Half, arithmetic)
+{
+    const long one = 0x3C00, two = 0x4000, three = 0x4200, half = 0x3800;
+    EXPECT_EQ(vok_half_sub(three, one), two);
+    EXPECT_EQ(vok_half_mul(two, half), one);
+    EXPECT_EQ(vok_half_div(one, two), half);
+    EXPECT_EQ(vok_half_div(one, 0), 0x7C00);
+    EXPECT_EQ(vok_half_sub_float(three, 2.0f), one);
+    EXPECT_EQ(vok_half_mul_float(two, 1.5f), three);
+    EXPECT_EQ(vok_half_div_float(three, 1.5f), two);
+    // the additions name a half by the sum and give its truncated value
+    EXPECT_EQ(vok_half_add(one, two), 0) << "half pattern 3 is tiny";
+    EXPECT_EQ(vok_half_add_float(0, 18000.0f), static_cast<long>(value_of_half(18000)));
+    EXPECT_EQ(vok_half_add_float(0, 48640.0f), -1) << "0xBE00 is -1.5";
+    EXPECT_EQ(vok_half_add(vok_float_to_half(20000), vok_float_to_half(4000)), static_cast<long>(value_of_half(24000)));
+    for (const double f : hostile)
+        for (const long h : {0L, 0x7C00L, 0x7E00L, 0x7BFFL})
+            vok_half_add_float(h, static_cast<float>(std::clamp(f, -3.4e38, 3.4e38)));
+}
+
+TEST(Half, rounding_keeps_bits)
+{
+    EXPECT_EQ(vok_half_round(0x3C01, 10), 0x3C01);
+    EXPECT_EQ(vok_half_round(0x3C01, 9), 0x3C02);
+    EXPECT_EQ(vok_half_round(0xBC03, 9), 0xBC04);
+    EXPECT_EQ(vok_half_round(0x3DFF, 0), 0x3C00) << "the first bit dropped decides: 0x3DFF >> 9 is even";
+    EXPECT_EQ(vok_half_round(0x3E00, 0), 0x4000);
+    EXPECT_EQ(vok_half_round(0x7BFF, 5), 0x7BE0) << "what would become infinite is cut";
+    EXPECT_EQ(vok_half_round(0xFC01, 9), 0xFC00);
+    for (long n = -40; n < 12; n++)
+        for (long h = 0; h < 65536; h += 13)
+            ASSERT_EQ(vok_half_round(h, n) & ~0xFFFFL, 0) << h << " " << n;
+}
+
+// ---- mathematics ----
+
+TEST(Math, ranges)
+{
+    const struct {
+        double x, lo, hi, wrapped, folded;
+    } known[] = {{0.25, 0, 1, 0.25, 0.25}, {1, 0, 1, 0, 1},         {1.25, 0, 1, 0.25, 0.75}, {-0.25, 0, 1, 0.75, 0.25},
+                 {2, 0, 1, 0, 0},          {7, 2, 5, 4, 3},         {-4, 2, 5, 2, 2},         {5, 5, 5, 5, 5},
+                 {9, 5, 5, 5, 5},          {3.5, 4, 0, 3.5, 3.5},   {4.5, 4, 0, 0.5, 3.5},    {-1, -3, -2, -3, -3},
+                 {9, 0, inf, 9, 9},        {-1, 0, inf, 0, 0},      {1, -inf, 0, 0, 0},       {4, -inf, inf, 4, 4}};
+    for (const auto &row : known) {
+        EXPECT_EQ(vok_math_wrap(row.x, row.lo, row.hi), row.wrapped) << row.x << " in " << row.lo << " " << row.hi;
+        EXPECT_EQ(vok_math_fold(row.x, row.lo, row.hi), row.folded) << row.x << " in " << row.lo << " " << row.hi;
+    }
+    for (const double x : hostile)
+        for (const double lo : hostile)
+            for (const double hi : hostile) {
+                const double wrapped = vok_math_wrap(x, lo, hi), folded = vok_math_fold(x, lo, hi);
+                if (std::isnan(lo) || std::isnan(hi) || (lo != hi && !std::isfinite(x))) {
+                    EXPECT_TRUE(std::isnan(wrapped) && std::isnan(folded));
+                    continue;
+                }
+                const double bottom = std::min(lo, hi), top = std::max(lo, hi);
+                EXPECT_TRUE(wrapped >= bottom && (wrapped < top || lo == hi || std::isinf(bottom)))
+                    << x << " in " << lo << " " << hi << ": " << wrapped;
+                EXPECT_TRUE(folded >= bottom && folded <= top) << x << " in " << lo << " " << hi << ": " << folded;
+            }
+    EXPECT_EQ(vok_math_fmod(-7, 3), -1);
+    EXPECT_EQ(vok_math_fmod(7, -3), 1);
+    EXPECT_EQ(vok_math_fmod(7, 0), 0);
+    EXPECT_EQ(vok_math_fmod(nan, -0.0), 0);
+}
+
+TEST(Math, forwards)
+{
+    // volatile: the library's value, not the compiler's, which may be another at the last bit
+    volatile double x = 0.7;
+    const struct {
+        double (*ours)(double), (*library)(double);
+    } pairs[] = {{vok_math_sin, std::sin},     {vok_math_cos, std::cos},     {vok_math_tan, std::tan},
+                 {vok_math_asin, std::asin},   {vok_math_acos, std::acos},   {vok_math_atan, std::atan},
+                 {vok_math_sinh, std::sinh},   {vok_math_cosh, std::cosh},   {vok_math_tanh, std::tanh},
+                 {vok_math_asinh, std::asinh}, {vok_math_atanh, std::atanh}, {vok_math_exp, std::exp},
+                 {vok_math_expm1, std::expm1}, {vok_math_exp2, std::exp2},   {vok_math_log, std::log},
+                 {vok_math_log2, std::log2},   {vok_math_log10, std::log10}, {vok_math_sqrt, std::sqrt},
+                 {vok_math_ceil, std::ceil},   {vok_math_floor, std::floor}, {vok_math_round, std::round},
+                 {vok_math_trunc, std::trunc}};
+    for (const auto &pair : pairs)
+        EXPECT_EQ(pair.ours(x), pair.library(x)) << &pair - pairs;
+    EXPECT_EQ(vok_math_acosh(x + 1), std::acosh(x + 1));
+    EXPECT_EQ(vok_math_atan2(x, -2), std::atan2(x, -2));
+    EXPECT_EQ(vok_math_pow(x, 3), std::pow(x, 3));
+    EXPECT_EQ(vok_math_hypot(3, 4), 5);
+    EXPECT_EQ(vok_math_round(-2.5), -3);
+}
+
+TEST(Math, bessel)
+{
+    // from the integral of cos(t - x sin t) over half a turn, 20000 steps
+    const struct {
+        double x, j1;
+    } known[] = {{0.5, 0.24226845767487606}, {1, 0.44005058574493733},  {3, 0.33905895852593687},
+                 {-3, -0.33905895852593737}, {7.5, 0.13524842757970512}, {8, 0.23463634685391443},
+                 {8.0001, 0.23465057773647313}, {10, 0.04347274616886143}, {20, 0.06683312417585001},
+                 {50, -0.09751182812517513}};
+    for (const auto &row : known)
+        EXPECT_NEAR(vok_math_j1(row.x), row.j1, 1e-13) << row.x;
+    EXPECT_EQ(vok_math_j1(-9), 0);
+    EXPECT_EQ(vok_math_j1(nan), 0);
+    EXPECT_EQ(vok_math_j1(0), 0);
+    EXPECT_EQ(vok_math_j1(4), vok_math_j1_0(4));
+    for (const double x : {9.0, 30.0})
+        EXPECT_NEAR(vok_math_j1(x),
+                    (std::cos(x - 3 * M_PI / 4) * vok_math_p1(x) - std::sin(x - 3 * M_PI / 4) * vok_math_q1(x)) *
+                        std::sqrt(2 / M_PI / x), 1e-15);
+}
+
+TEST(Math, powers_of_two_and_tests)
+{
+    for (const auto &[v, up] : {std::pair{0L, 0L}, {1L, 1L}, {2L, 2L}, {3L, 4L}, {1000L, 1024L}, {1024L, 1024L},
+                               {0x80000001L, 0x100000000L}})
+        EXPECT_EQ(vok_math_roundup_poweroftwo(v), up) << v;
+    vok_math_roundup_poweroftwo(LONG_MIN);
+    vok_math_roundup_poweroftwo(LONG_MAX);
+    EXPECT_TRUE(vok_math_is_poweroftwo(0));
+    EXPECT_TRUE(vok_math_is_poweroftwo(64));
+    EXPECT_FALSE(vok_math_is_poweroftwo(65));
+    EXPECT_TRUE(vok_math_is_poweroftwo(LONG_MIN));
+    for (const double v : hostile) {
+        EXPECT_EQ(vok_math_is_nan(v), std::isnan(v));
+        EXPECT_EQ(vok_math_is_finite(v), std::isfinite(v));
+        EXPECT_EQ(vok_math_is_valid(v), std::isfinite(v));
+    }
+    EXPECT_NEAR(vok_math_project_to_sphere(1, 0.3, 0.4), std::sqrt(0.75), 1e-15);
+    EXPECT_NEAR(vok_math_project_to_sphere(1, 3, 4), 0.1, 1e-7);
+}
+
+TEST(Math, approximations_stay_near)
+{
+    EXPECT_EQ(vok_math_fast_sqrt(0), 0);
+    EXPECT_EQ(vok_math_fast_sqrt(4), 2);
+    EXPECT_EQ(vok_math_fast_sqrt(1), 1);
+    EXPECT_TRUE(g_vok_math_fast_sqrt_table_init);
+    EXPECT_EQ(g_vok_math_fast_sqrt_table[0], 0x3504F3u) << "the root of 2";
+    EXPECT_EQ(g_vok_math_fast_sqrt_table[32768], 0u);
+    for (float x = 1e-30f; x < 1e30f; x *= 1.37f) {
+        EXPECT_NEAR(vok_math_fast_sqrt(x) / std::sqrt(x), 1, 1e-4) << x;
+        EXPECT_NEAR(vok_math_fast_invsqrt(x) * std::sqrt(x), 1, 2e-3) << x;
+    }
+    for (float x = 0; x < 1.5f; x += 0.01f) {
+        EXPECT_NEAR(vok_math_fast_sin(x), std::sin(x), 2e-4) << x;
+        EXPECT_NEAR(vok_math_fast_cos(x), std::cos(x), 1.2e-3) << x;
+    }
+    for (float x = 0; x < 0.78f; x += 0.01f)
+        EXPECT_NEAR(vok_math_fast_tan(x), std::tan(x), 1e-6) << x;
+    for (float x = 0; x <= 1; x += 0.01f) {
+        EXPECT_NEAR(vok_math_fast_acos(x), std::acos(x), 1e-4) << x;
+        EXPECT_NEAR(vok_math_fast_asin(x), std::asin(x), 1e-4) << x;
+        EXPECT_NEAR(vok_math_fast_atan(x), std::atan(x), 1e-6) << x;
+    }
+    // to the bit where a caller's polynomial has to agree: evaluated step by step
+    const float x = 0.3f, a = x * x;
+    float t = 0.00761f * a;
+    t -= 0.16605f;
+    t *= a;
+    t += 1.0f;
+    EXPECT_EQ(vok_math_fast_sin(x), t * x);
+    for (const double v : hostile) {
+        const auto f = static_cast<float>(std::clamp(v, -3.4e38, 3.4e38));
+        for (auto *fn : {vok_math_fast_sqrt, vok_math_fast_invsqrt, vok_math_fast_sin, vok_math_fast_cos,
+                         vok_math_fast_tan, vok_math_fast_asin, vok_math_fast_acos, vok_math_fast_atan})
+            fn(f);
+    }
+}
+
+} // namespace
