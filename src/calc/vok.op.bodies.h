@@ -231,16 +231,16 @@ struct negation {
 
 // ---- the mathematics library: in double for both types, rounded to the element ----
 
-#define VOKRA_OP_LIBRARY_1(body, function)                                                                         \
-    struct body {                                                                                                  \
-        template <real F> static F of(F a) { return static_cast<F>(__builtin_##function(static_cast<f64>(a))); }   \
+#define VOKRA_OP_LIBRARY_1(body, function)                                                                        \
+    struct body {                                                                                                 \
+        template <real F> static F of(F a) { return static_cast<F>(__builtin_##function(static_cast<f64>(a))); }  \
     };
-#define VOKRA_OP_LIBRARY_2(body, function)                                                                         \
-    struct body {                                                                                                  \
-        template <real F> static F of(F a, F b)                                                                    \
-        {                                                                                                          \
-            return static_cast<F>(__builtin_##function(static_cast<f64>(a), static_cast<f64>(b)));                 \
-        }                                                                                                          \
+#define VOKRA_OP_LIBRARY_2(body, function)                                                                        \
+    struct body {                                                                                                 \
+        template <real F> static F of(F a, F b)                                                                   \
+        {                                                                                                         \
+            return static_cast<F>(__builtin_##function(static_cast<f64>(a), static_cast<f64>(b)));                \
+        }                                                                                                         \
     };
 VOKRA_OP_LIBRARY_1(sine, sin)
 VOKRA_OP_LIBRARY_1(cosine, cos)

@@ -12,7 +12,8 @@
 
 zan_class *_vok_op_class;
 
-namespace {
+namespace
+{
 
 // ---- the walk ----
 
@@ -40,15 +41,17 @@ struct operand {
 };
 
 // A calculation over rows: worked out once, walked by recursion on the dimensions.
-class walk {
-public:
+class walk
+{
+  public:
     walk(vok_op_vector_fn *fns, long dimcount, const long *dim, long planecount, const vok_matrix_info *info1,
          const vok_matrix_info *info2, const vok_matrix_info *info3)
         : fns_(fns), dim_(dim), dims_(dimcount), planes_(planecount), n_(dim[0]),
           size_(element_size(info1->type)), operands_{info1, info2, info3}
     {
         const operand *o = operands_;
-        bool merged = o[0].info->planecount == o[1].info->planecount && o[0].info->planecount == o[2].info->planecount;
+        bool merged =
+            o[0].info->planecount == o[1].info->planecount && o[0].info->planecount == o[2].info->planecount;
         for (const operand &each : operands_)
             merged = merged && each.info->dim[0] >= 2;
         for (long p = 1; merged && p < planecount; p++)
@@ -68,7 +71,7 @@ public:
             descend(dims_ - 1, data);
     }
 
-private:
+  private:
     // One operator on all planes of interleaved cells is one run of elements a row; rows and slices
     // that follow each other without padding in all three matrices are one run together.
     void merge()
@@ -130,9 +133,9 @@ private:
     vok_op_vector_fn *fns_;
     const long *dim_;
     long dims_;
-    long planes_; // calls a row
-    long n_;      // elements a call
-    long size_;   // bytes of an element
+    long planes_;     // calls a row
+    long n_;          // elements a call
+    long size_;       // bytes of an element
     long packed_ = 1; // dimensions that one call covers
     operand operands_[3];
 };
@@ -141,8 +144,9 @@ private:
 
 // The three matrices of a calculation, locked as long as this lives and restored in
 // reverse order.
-class matrices {
-public:
+class matrices
+{
+  public:
     explicit matrices(void *const (&objects)[3])
     {
         for (int i = 0; i < 3; i++) {
@@ -174,7 +178,7 @@ public:
     vok_matrix_info info[3];
     unsigned char *data[3] = {};
 
-private:
+  private:
     void *objects_[3];
     zan_word locks_[3];
 };
@@ -203,9 +207,9 @@ void calculate(vok_op *x, matrices &m)
     const long planecount = m.info[2].planecount < 32 ? m.info[2].planecount : 32;
     const long opcount = x->opcount < 32 ? x->opcount : 32;
     for (long p = 0; p < planecount; p++)
-        fns[p] = p >= opcount                                ? fns[p - opcount]
-                 : p > 0 && x->op[p] == x->op[p - 1]         ? fns[p - 1]
-                                                             : vok_op_sym2fn(x->op[p], m.info[0].type);
+        fns[p] = p >= opcount                        ? fns[p - opcount]
+                 : p > 0 && x->op[p] == x->op[p - 1] ? fns[p - 1]
+                                                     : vok_op_sym2fn(x->op[p], m.info[0].type);
     vok_parallel_ndim_simplecalc3(vok::method(vok_op_calculate_ndim), fns, dimcount, dim, planecount, &m.info[0],
                                   m.data[0], &m.info[1], m.data[1], &m.info[2], m.data[2], 0, 0, 0);
 }
@@ -219,9 +223,9 @@ void reset(vok_op *x)
 
 } // namespace
 
-void vok_op_calculate_ndim(vok_op_vector_fn *fns, long dimcount, long *dim, long planecount, vok_matrix_info *info1,
-                           unsigned char *data1, vok_matrix_info *info2, unsigned char *data2,
-                           vok_matrix_info *info3, unsigned char *data3)
+void vok_op_calculate_ndim(vok_op_vector_fn *fns, long dimcount, long *dim, long planecount,
+                           vok_matrix_info *info1, unsigned char *data1, vok_matrix_info *info2,
+                           unsigned char *data2, vok_matrix_info *info3, unsigned char *data3)
 {
     if (dimcount < 1)
         return;
@@ -234,7 +238,8 @@ void vok_op_calculate_ndim(vok_op_vector_fn *fns, long dimcount, long *dim, long
 
 long vok_op_matrix_calc(vok_op *x, void *inputs, void *outputs)
 {
-    void *const objects[3] = {vok::ask<void>(inputs, _vok_sym_getindex, 0), vok::ask<void>(inputs, _vok_sym_getindex, 1),
+    void *const objects[3] = {vok::ask<void>(inputs, _vok_sym_getindex, 0),
+                              vok::ask<void>(inputs, _vok_sym_getindex, 1),
                               vok::ask<void>(outputs, _vok_sym_getindex, 0)};
     if (x && x->opcount < 1)
         reset(x);
@@ -255,22 +260,27 @@ vok_op *vok_op_new(void)
     return x;
 }
 
-void vok_op_free(vok_op *)
-{
-}
+void vok_op_free(vok_op *) {}
 
 long vok_op_init(void)
 {
     constexpr vok::message messages[] = {{"matrix_calc", vok::fn<vok_op_matrix_calc>, {argtype_cant}}};
     constexpr vok::attribute attributes[] = {
-        {.name = "op", .type = "symbol", .flags = vok::low, .offset = offsetof(vok_op, op), .size = 32,
-         .count = offsetof(vok_op, opcount), .label = "Op", .style = "enum", .enumvals = vok::op::menu.data()},
+        {.name = "op",
+         .type = "symbol",
+         .flags = vok::low,
+         .offset = offsetof(vok_op, op),
+         .size = 32,
+         .count = offsetof(vok_op, opcount),
+         .label = "Op",
+         .style = "enum",
+         .enumvals = vok::op::menu.data()},
     };
     _vok_op_class = vok::add_class({"vok_op", vok::fn<vok_op_new>, vok::fn<vok_op_free>, sizeof(vok_op)}, messages,
                                    attributes);
     vok_class_addadornment(_vok_op_class, vok_object_new(_vok_sym_vok_mop, 2L, 1L));
-    _vok_op_fn_class = vok::add_class({"vok_op_fn", vok::fn<vok_op_fn_object_new>, vok::fn<vok_op_fn_object_free>,
-                                       sizeof(vok_op_fn)});
+    _vok_op_fn_class = vok::add_class(
+        {"vok_op_fn", vok::fn<vok_op_fn_object_new>, vok::fn<vok_op_fn_object_free>, sizeof(vok_op_fn)});
     vok_op_vector_init();
     return VOK_ERR_NONE;
 }

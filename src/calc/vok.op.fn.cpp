@@ -12,29 +12,36 @@
 #include "kernel/isa.h"
 #include "kernel/message.h"
 
-namespace vok::op {
+namespace vok::op
+{
 
 // One path per instruction set, see vok.op.kernels.cpp.
-namespace plain {
+namespace plain
+{
 extern const kernel_table kernels;
 }
 #if defined(__x86_64__)
-namespace v2 {
+namespace v2
+{
 extern const kernel_table kernels;
 }
-namespace v3 {
+namespace v3
+{
 extern const kernel_table kernels;
 }
-namespace v4 {
+namespace v4
+{
 extern const kernel_table kernels;
 }
 #else
-namespace neon {
+namespace neon
+{
 extern const kernel_table kernels;
 }
 #endif
 
-namespace {
+namespace
+{
 
 const kernel_table &kernels()
 {
@@ -68,8 +75,8 @@ constexpr vok_op_vector_fn passes[type_count] = {vok_op_vector_pass_char, vok_op
 void store_word(const char *word, long i)
 {
     symbol *name = gensym(word);
-    auto *fn = static_cast<vok_op_fn *>(
-        vok_object_new(gensym("vok_op_fn"), vok::word(name), vok::word(rows[i].inputs)));
+    auto *fn =
+        static_cast<vok_op_fn *>(vok_object_new(gensym("vok_op_fn"), vok::word(name), vok::word(rows[i].inputs)));
     if (!fn)
         return;
     vok_op_vector_fn *const slots[type_count] = {&fn->charfn, &fn->longfn, &fn->float32fn, &fn->float64fn};
@@ -101,9 +108,7 @@ vok_op_fn *vok_op_fn_object_new(symbol *name, long inputcount)
     return x;
 }
 
-void vok_op_fn_object_free(vok_op_fn *)
-{
-}
+void vok_op_fn_object_free(vok_op_fn *) {}
 
 long vok_op_fn_store(symbol *name, vok_op_fn *fn)
 {
@@ -157,15 +162,13 @@ void vok_op_vector_init(void)
     }
 }
 
-void vok_op_vector_ignore(long, void *, vok_op_vector_arg *, vok_op_vector_arg *, vok_op_vector_arg *)
-{
-}
+void vok_op_vector_ignore(long, void *, vok_op_vector_arg *, vok_op_vector_arg *, vok_op_vector_arg *) {}
 
-#define VOKRA_OP_PASS(type)                                                                                        \
-    void vok_op_vector_pass_##type(long n, void *fns, vok_op_vector_arg *a, vok_op_vector_arg *b,                  \
-                                   vok_op_vector_arg *out)                                                         \
-    {                                                                                                              \
-        kernels().fn[pass_row][type_##type](n, fns, a, b, out);                                                    \
+#define VOKRA_OP_PASS(type)                                                                                       \
+    void vok_op_vector_pass_##type(long n, void *fns, vok_op_vector_arg *a, vok_op_vector_arg *b,                 \
+                                   vok_op_vector_arg *out)                                                        \
+    {                                                                                                             \
+        kernels().fn[pass_row][type_##type](n, fns, a, b, out);                                                   \
     }
 VOKRA_OP_PASS(char)
 VOKRA_OP_PASS(long)

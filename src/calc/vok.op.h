@@ -5,7 +5,8 @@
 
 #include "calc/vok.op.table.h"
 
-namespace vok::op {
+namespace vok::op
+{
 
 struct row {
     const char *word;

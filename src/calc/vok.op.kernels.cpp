@@ -10,10 +10,20 @@
 #error "compiled per instruction set, see cmake/VokraCompile.cmake"
 #endif
 
+// The passes of a loop are independent of each other, as far as the caller has seen to
+// it; other compilers find out for themselves.
+#if defined(__GNUC__) && !defined(__clang__)
 #define VOKRA_INDEPENDENT _Pragma("GCC ivdep")
+#define VOKRA_UNROLL _Pragma("GCC unroll 4")
+#else
+#define VOKRA_INDEPENDENT
+#define VOKRA_UNROLL
+#endif
 
-namespace vok::op::VOKRA_ISA {
-namespace {
+namespace vok::op::VOKRA_ISA
+{
+namespace
+{
 
 #include "calc/vok.op.bodies.h"
 
@@ -50,7 +60,7 @@ template <typename Op, typename T> void contiguous(long n, const T *a, T *z)
 
 template <typename Op, typename T> void plain(long n, run<T> a, run<T> z)
 {
-#pragma GCC unroll 4
+    VOKRA_UNROLL
     for (long i = 0; i < n; i++, a.p += a.stride, z.p += z.stride)
         *z.p = Op::of(*a.p);
 }
@@ -96,7 +106,7 @@ template <typename Op, typename T> void constant_b(long n, const T *a, T b, T *z
 
 template <typename Op, typename T> void plain(long n, run<T> a, run<T> b, run<T> z)
 {
-#pragma GCC unroll 4
+    VOKRA_UNROLL
     for (long i = 0; i < n; i++, a.p += a.stride, b.p += b.stride, z.p += z.stride)
         *z.p = Op::of(*a.p, *b.p);
 }
@@ -131,8 +141,8 @@ template <typename Op, typename T, int inputs, domain d> constexpr vok_op_vector
         return binary<Op, T>;
 }
 
-#define VOKRA_OP_FUNCTIONS(body, word, sign, inputs, domain, help)                                                 \
-    {function<body, u8, inputs, domain>(), function<body, i32, inputs, domain>(),                                  \
+#define VOKRA_OP_FUNCTIONS(body, word, sign, inputs, domain, help)                                                \
+    {function<body, u8, inputs, domain>(), function<body, i32, inputs, domain>(),                                 \
      function<body, f32, inputs, domain>(), function<body, f64, inputs, domain>()},
 
 } // namespace

@@ -7,14 +7,16 @@
 #include <zan/symbols.h>
 
 const double g_cubicspline_basismatrix_bezier[16] = {-1, 3, -3, 1, 3, -6, 3, 0, -3, 3, 0, 0, 1, 0, 0, 0};
-const double g_cubicspline_basismatrix_bspline[16] = {-1.0 / 6, 1.0 / 2, -1.0 / 2, 1.0 / 6, 1.0 / 2, -1,      1.0 / 2, 0,
-                                                      -1.0 / 2, 0,       1.0 / 2,  0,       1.0 / 6, 2.0 / 3, 1.0 / 6, 0};
-const double g_cubicspline_basismatrix_catmullrom[16] = {-1.0 / 2, 3.0 / 2, -3.0 / 2, 1.0 / 2, 1, -5.0 / 2, 2, -1.0 / 2,
-                                                         -1.0 / 2, 0,       1.0 / 2,  0,       0, 1,        0, 0};
+const double g_cubicspline_basismatrix_bspline[16] = {-1.0 / 6, 1.0 / 2, -1.0 / 2, 1.0 / 6, 1.0 / 2, -1,
+                                                      1.0 / 2,  0,       -1.0 / 2, 0,       1.0 / 2, 0,
+                                                      1.0 / 6,  2.0 / 3, 1.0 / 6,  0};
+const double g_cubicspline_basismatrix_catmullrom[16] = {
+    -1.0 / 2, 3.0 / 2, -3.0 / 2, 1.0 / 2, 1, -5.0 / 2, 2, -1.0 / 2, -1.0 / 2, 0, 1.0 / 2, 0, 0, 1, 0, 0};
 const double g_cubicspline_basismatrix_hermite[16] = {2, -2, 1, 1, -3, 3, -2, -1, 0, 0, 1, 0, 1, 0, 0, 0};
 const double g_cubicspline_basismatrix_power[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
-namespace {
+namespace
+{
 
 struct basis {
     const char *name;
@@ -23,7 +25,7 @@ struct basis {
 };
 
 constexpr basis bases[] = {
-    {"bezier", g_cubicspline_basismatrix_bezier, 3},   {"bspline", g_cubicspline_basismatrix_bspline, 1},
+    {"bezier", g_cubicspline_basismatrix_bezier, 3},         {"bspline", g_cubicspline_basismatrix_bspline, 1},
     {"catmullrom", g_cubicspline_basismatrix_catmullrom, 1}, {"hermite", g_cubicspline_basismatrix_hermite, 2},
     {"power", g_cubicspline_basismatrix_power, 4},
 };

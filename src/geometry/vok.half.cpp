@@ -8,7 +8,8 @@ uint16_t vok_half_elut[512];
 long vok_half_elut_ok;
 long vok_half_flut_ok;
 
-namespace {
+namespace
+{
 
 // The bits of the float that a half stands for.
 uint32_t widened(uint32_t h)
@@ -145,14 +146,14 @@ long vok_half_add(long a, long b)
     return vok_half_add_float(a, vok_half_to_float(b));
 }
 
-#define VOKRA_HALF_OPERATION(name, op)                                                                             \
-    long vok_half_##name##_float(long a, float b)                                                                  \
-    {                                                                                                              \
-        return vok_float_to_half(vok_half_to_float(a) op b);                                                       \
-    }                                                                                                              \
-    long vok_half_##name(long a, long b)                                                                           \
-    {                                                                                                              \
-        return vok_half_##name##_float(a, vok_half_to_float(b));                                                   \
+#define VOKRA_HALF_OPERATION(name, op)                                                                            \
+    long vok_half_##name##_float(long a, float b)                                                                 \
+    {                                                                                                             \
+        return vok_float_to_half(vok_half_to_float(a) op b);                                                      \
+    }                                                                                                             \
+    long vok_half_##name(long a, long b)                                                                          \
+    {                                                                                                             \
+        return vok_half_##name##_float(a, vok_half_to_float(b));                                                  \
     }
 VOKRA_HALF_OPERATION(sub, -)
 VOKRA_HALF_OPERATION(mul, *)

@@ -9,10 +9,10 @@
 
 // ---- forwards ----
 
-#define VOKRA_MATH_1(name)                                                                                         \
-    double vok_math_##name(double x)                                                                               \
-    {                                                                                                              \
-        return std::name(x);                                                                                       \
+#define VOKRA_MATH_1(name)                                                                                        \
+    double vok_math_##name(double x)                                                                              \
+    {                                                                                                             \
+        return std::name(x);                                                                                      \
     }
 VOKRA_MATH_1(sin)
 VOKRA_MATH_1(cos)
@@ -61,7 +61,8 @@ double vok_math_fmod(double a, double b)
     return b == 0 ? 0 : std::fmod(a, b);
 }
 
-namespace {
+namespace
+{
 
 enum class way { wrapped, folded };
 
@@ -81,7 +82,8 @@ double into_range(double x, double lo, double hi, way how)
     if (!std::isfinite(lo) || !std::isfinite(hi))
         return std::isfinite(lo) ? lo : hi;
     // a distance that would overflow is taken at half its size
-    const double scale = std::isfinite(hi - lo) && std::isfinite(2 * (hi - lo)) && std::isfinite(x - lo) ? 1 : 0.25;
+    const double scale =
+        std::isfinite(hi - lo) && std::isfinite(2 * (hi - lo)) && std::isfinite(x - lo) ? 1 : 0.25;
     const double range = hi * scale - lo * scale;
     double offset = std::fmod(x * scale - lo * scale, how == way::folded ? 2 * range : range);
     if (how == way::folded) {
@@ -110,7 +112,8 @@ double vok_math_fold(double x, double lo, double hi)
 
 // ---- the Bessel function ----
 
-namespace {
+namespace
+{
 
 // A Chebyshev series by Clenshaw's recurrence, coefficients from the top down.
 template <size_t count> double chebyshev(double t, const double (&c)[count])
@@ -128,28 +131,60 @@ template <size_t count> double chebyshev(double t, const double (&c)[count])
 
 double vok_math_j1_0(double x)
 {
-    static constexpr double c[] = {-2e-16, 1.139e-14, -5.7774e-13, 2.528124e-11, -9.424213e-10, 2.949707007e-8,
-                                   -7.6175878054e-7, 1.588701923993e-5, -0.00026044438934858, 0.00324027018268386,
-                                   -0.02917552480615421, 0.1777091172397283, -0.6614439341345433,
-                                   1.2879940988576777, -1.1918011605412169, 1.2967175412105298};
+    static constexpr double c[] = {-2e-16,
+                                   1.139e-14,
+                                   -5.7774e-13,
+                                   2.528124e-11,
+                                   -9.424213e-10,
+                                   2.949707007e-8,
+                                   -7.6175878054e-7,
+                                   1.588701923993e-5,
+                                   -0.00026044438934858,
+                                   0.00324027018268386,
+                                   -0.02917552480615421,
+                                   0.1777091172397283,
+                                   -0.6614439341345433,
+                                   1.2879940988576777,
+                                   -1.1918011605412169,
+                                   1.2967175412105298};
     const double y = x / 8;
     return chebyshev(2 * (y * y) - 1, c) * y;
 }
 
 double vok_math_p1(double x)
 {
-    static constexpr double c[] = {-2e-17, 1.1e-16, -7.2e-16, 5.45e-15, -4.684e-14, 4.6992e-13, -5.70486e-12,
-                                   8.816899e-11, -1.87189075e-9, 6.177633961e-8, -3.98728430049e-6,
-                                   0.00089898983308594, 2.0018060817200274};
+    static constexpr double c[] = {-2e-17,
+                                   1.1e-16,
+                                   -7.2e-16,
+                                   5.45e-15,
+                                   -4.684e-14,
+                                   4.6992e-13,
+                                   -5.70486e-12,
+                                   8.816899e-11,
+                                   -1.87189075e-9,
+                                   6.177633961e-8,
+                                   -3.98728430049e-6,
+                                   0.00089898983308594,
+                                   2.0018060817200274};
     const double y = 8 / x;
     return chebyshev(2 * (y * y) - 1, c);
 }
 
 double vok_math_q1(double x)
 {
-    static constexpr double c[] = {2e-17, -1e-16, 6.5e-16, -4.56e-15, 3.597e-14, -3.2643e-13, 3.51522e-12,
-                                   -4.683664e-11, 8.2291933e-10, -2.095978138e-8, 9.138615258e-7,
-                                   -9.627723549157e-5, 0.09355557413907065};
+    static constexpr double c[] = {2e-17,
+                                   -1e-16,
+                                   6.5e-16,
+                                   -4.56e-15,
+                                   3.597e-14,
+                                   -3.2643e-13,
+                                   3.51522e-12,
+                                   -4.683664e-11,
+                                   8.2291933e-10,
+                                   -2.095978138e-8,
+                                   9.138615258e-7,
+                                   -9.627723549157e-5,
+                                   0.09355557413907065};
     const double y = 8 / x;
     return chebyshev(2 * (y * y) - 1, c) * y;
 }
@@ -209,7 +244,8 @@ double vok_math_project_to_sphere(double r, double x, double y)
 uint32_t g_vok_math_fast_sqrt_table[65536];
 long g_vok_math_fast_sqrt_table_init;
 
-namespace {
+namespace
+{
 
 uint32_t root_mantissa(uint32_t bits)
 {
@@ -284,6 +320,10 @@ float vok_math_fast_atan(float x)
     const float a = x * x;
     const float series =
         ((((((0.0028662258f * a - 0.016165737f) * a + 0.042909615f) * a - 0.07528964f) * a + 0.10656264f) * a -
-          0.142089f) * a + 0.19993551f) * a - 0.33333147f;
+          0.142089f) *
+             a +
+         0.19993551f) *
+            a -
+        0.33333147f;
     return series * a * x + x;
 }

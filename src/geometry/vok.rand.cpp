@@ -3,7 +3,8 @@
 #include <vokra/numerics.h>
 #include <zan/threads.h>
 
-namespace {
+namespace
+{
 
 struct generator {
     int32_t seed;
@@ -28,7 +29,7 @@ struct generator {
         return iy;
     }
 
-private:
+  private:
     // The divisor is not the 127773 of the usual generator: deliberate.
     static void step(int32_t &s)
     {

@@ -19,7 +19,8 @@ struct op_rule {
     double (*on_float64)(double a, double b);
 };
 
-namespace op_rules {
+namespace op_rules
+{
 
 inline long saturated(long v)
 {
@@ -39,17 +40,28 @@ inline long shifted_left(long a, long count)
 #define OP_REAL(e) [](auto a, auto b) -> decltype(a) { return static_cast<decltype(a)>(e); }
 // The mathematics library in double, whatever the element.
 #define OP_LIB1(f) [](auto a, auto) -> decltype(a) { return static_cast<decltype(a)>(f(static_cast<double>(a))); }
-#define OP_LIB2(f) \
-    [](auto a, auto b) -> decltype(a) { return static_cast<decltype(a)>(f(static_cast<double>(a), static_cast<double>(b))); }
-#define OP_EVERY(word, alias, inputs, c, l, r) {word, alias, inputs, OP_INT(c), OP_INT(l), OP_REAL(r), OP_REAL(r)}
-#define OP_INTEGERS(word, alias, inputs, c, l) {word, alias, inputs, OP_INT(c), OP_INT(l), nullptr, nullptr}
-#define OP_FLOATS(word, alias, inputs, f) {word, alias, inputs, nullptr, nullptr, f, f}
+#define OP_LIB2(f)                                                                                                \
+    [](auto a, auto b) -> decltype(a) {                                                                           \
+        return static_cast<decltype(a)>(f(static_cast<double>(a), static_cast<double>(b)));                       \
+    }
+#define OP_EVERY(word, alias, inputs, c, l, r)                                                                    \
+    {                                                                                                             \
+        word, alias, inputs, OP_INT(c), OP_INT(l), OP_REAL(r), OP_REAL(r)                                         \
+    }
+#define OP_INTEGERS(word, alias, inputs, c, l)                                                                    \
+    {                                                                                                             \
+        word, alias, inputs, OP_INT(c), OP_INT(l), nullptr, nullptr                                               \
+    }
+#define OP_FLOATS(word, alias, inputs, f)                                                                         \
+    {                                                                                                             \
+        word, alias, inputs, nullptr, nullptr, f, f                                                               \
+    }
 #define OP_TRUTH(word, alias, inputs, e) OP_EVERY(word, alias, inputs, (e) ? 255 : 0, (e) ? 1 : 0, (e) ? 1 : 0)
 #define OP_GATE(word, alias, e) OP_EVERY(word, alias, 2, (e) ? a : 0, (e) ? a : 0, (e) ? a : 0)
 
 inline const op_rule all[] = {
     OP_EVERY("pass", nullptr, 1, a, a, a),
-    OP_EVERY("mult", "*", 2, (a * b) >> 8, a * b, a * b),
+    OP_EVERY("mult", "*", 2, (a * b) >> 8, a *b, a *b),
     OP_EVERY("div", "/", 2, b == 0 ? 0 : a / b, b == 0 ? 0 : a / b, b == 0 ? 0 : a / b),
     OP_EVERY("add", "+", 2, saturated(a + b), a + b, a + b),
     OP_EVERY("addmod", "+m", 2, a + b, a + b, a + b),

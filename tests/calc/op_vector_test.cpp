@@ -20,7 +20,8 @@
 
 #include "calc/op_oracle.h"
 
-namespace {
+namespace
+{
 
 template <typename T> struct type_of;
 template <> struct type_of<uint8_t> {
@@ -50,15 +51,26 @@ template <> struct type_of<double> {
 template <typename T> T number(std::mt19937_64 &random)
 {
     using limits = std::numeric_limits<T>;
-    static const T special[] = {T(0), T(1), T(2), limits::max(), limits::lowest(), T(limits::max() / 2), T(-1), T(7)};
+    static const T special[] = {T(0),  T(1), T(2), limits::max(), limits::lowest(), T(limits::max() / 2),
+                                T(-1), T(7)};
     const auto kind = random() % 4;
     if (kind == 0)
         return special[random() % std::size(special)];
     if constexpr (limits::is_integer)
         return static_cast<T>(kind == 1 ? random() % 70 : random());
     else {
-        static const T odd[] = {-T(0), limits::infinity(), -limits::infinity(), limits::quiet_NaN(), limits::min(),
-                                limits::denorm_min(), T(0.5), T(-0.5), T(1.5), T(2.5), T(0.49999997), T(8388609)};
+        static const T odd[] = {-T(0),
+                                limits::infinity(),
+                                -limits::infinity(),
+                                limits::quiet_NaN(),
+                                limits::min(),
+                                limits::denorm_min(),
+                                T(0.5),
+                                T(-0.5),
+                                T(1.5),
+                                T(2.5),
+                                T(0.49999997),
+                                T(8388609)};
         if (kind == 1)
             return odd[random() % std::size(odd)];
         const double small = static_cast<double>(random() % 20001) / 1000 - 10;
@@ -79,10 +91,10 @@ struct shape {
     long a, b, z; // strides
 };
 constexpr shape shapes[] = {
-    {"contiguous", 1, 1, 1}, {"a constant", 0, 1, 1}, {"b constant", 1, 0, 1},  {"both constant", 0, 0, 1},
-    {"4 planes", 4, 4, 4},   {"3 planes", 3, 3, 3},   {"2 planes", 2, 2, 2},    {"plane and constant", 4, 0, 4},
-    {"one plane b", 4, 1, 4}, {"one plane a", 1, 4, 4}, {"spread", 1, 1, 5},    {"gathered", 5, 3, 1},
-    {"one cell", 1, 1, 0},   {"backwards", -1, 1, 1},
+    {"contiguous", 1, 1, 1},  {"a constant", 0, 1, 1},  {"b constant", 1, 0, 1}, {"both constant", 0, 0, 1},
+    {"4 planes", 4, 4, 4},    {"3 planes", 3, 3, 3},    {"2 planes", 2, 2, 2},   {"plane and constant", 4, 0, 4},
+    {"one plane b", 4, 1, 4}, {"one plane a", 1, 4, 4}, {"spread", 1, 1, 5},     {"gathered", 5, 3, 1},
+    {"one cell", 1, 1, 0},    {"backwards", -1, 1, 1},
 };
 
 // Where the operands start in one block, in elements; the output may lie on them.
@@ -124,15 +136,16 @@ template <typename T> void check_word(const op_rule &rule, std::mt19937_64 &rand
                     continue;
                 for (size_t i = 0; i < before.size(); i++)
                     ASSERT_TRUE(same(expected[i], found[i]))
-                        << rule.word << " on " << type_of<T>::name()->name << ", " << s.name << ", " << p.name << ", n " << n
-                        << ", element " << static_cast<long>(i) - p.z << " of the output: " << +found[i] << " for "
-                        << +expected[i] << ", from " << +before[i];
+                        << rule.word << " on " << type_of<T>::name()->name << ", " << s.name << ", " << p.name
+                        << ", n " << n << ", element " << static_cast<long>(i) - p.z
+                        << " of the output: " << +found[i] << " for " << +expected[i] << ", from " << +before[i];
             }
         }
 }
 
-class OpVector : public testing::Test {
-protected:
+class OpVector : public testing::Test
+{
+  protected:
     void SetUp() override { initialize(); }
 };
 
@@ -209,7 +222,8 @@ TEST_F(OpVector, every_pair_of_chars)
         vok_op_vector_arg a{in_a.data(), 1}, b{in_b.data(), 1}, z{out.data(), 1};
         vok_op_sym2fn(gensym(rule.word), _vok_sym_char)(65536, nullptr, &a, &b, &z);
         for (int i = 0; i < 65536; i++)
-            ASSERT_EQ(out[i], type_of<uint8_t>::apply(rule, in_a[i], in_b[i])) << rule.word << " " << +in_a[i] << " " << +in_b[i];
+            ASSERT_EQ(out[i], type_of<uint8_t>::apply(rule, in_a[i], in_b[i]))
+                << rule.word << " " << +in_a[i] << " " << +in_b[i];
     }
 }
 
@@ -220,7 +234,8 @@ void report_path()
     const vok_op_vector_fn fn = vok_op_sym2fn(gensym("+"), _vok_sym_float32);
     Dl_info info{};
     dladdr(reinterpret_cast<void *>(fn), &info);
-    std::printf("path %ld\n", static_cast<long>(reinterpret_cast<const char *>(fn) - static_cast<const char *>(info.dli_fbase)));
+    std::printf("path %ld\n",
+                static_cast<long>(reinterpret_cast<const char *>(fn) - static_cast<const char *>(info.dli_fbase)));
 }
 
 TEST_F(OpVector, equals_the_plain_loop)
@@ -242,7 +257,8 @@ std::string run_on(const char *isa, const char *filter)
 {
     char self[4096] = {};
     EXPECT_GT(readlink("/proc/self/exe", self, sizeof self - 1), 0);
-    const std::string command = std::string("VOKRA_ISA=") + isa + " '" + self + "' --gtest_filter=" + filter + " 2>&1";
+    const std::string command =
+        std::string("VOKRA_ISA=") + isa + " '" + self + "' --gtest_filter=" + filter + " 2>&1";
     FILE *pipe = popen(command.c_str(), "r");
     std::string output, path = "none";
     for (char line[4096]; pipe && std::fgets(line, sizeof line, pipe); output += line)

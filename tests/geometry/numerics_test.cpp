@@ -12,7 +12,8 @@
 #include <vokra/numerics.h>
 #include <zan/symbols.h>
 
-namespace {
+namespace
+{
 
 constexpr double inf = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
@@ -154,12 +155,16 @@ TEST(Spline, values_are_those_of_the_curves)
     const std::vector<double> k = {2, 3, 5, -1};
     const double u = 0.25, v = 0.75;
     const double bezier = v * v * v * k[0] + 3 * v * v * u * k[1] + 3 * v * u * u * k[2] + u * u * u * k[3];
-    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 3, 4, k.data(), g_cubicspline_basismatrix_bezier), bezier, 1e-14);
+    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 3, 4, k.data(), g_cubicspline_basismatrix_bezier), bezier,
+                1e-14);
     const double spline = (v * v * v * k[0] + (3 * u * u * u - 6 * u * u + 4) * k[1] +
-                           (-3 * u * u * u + 3 * u * u + 3 * u + 1) * k[2] + u * u * u * k[3]) / 6;
-    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 1, 4, k.data(), g_cubicspline_basismatrix_bspline), spline, 1e-14);
+                           (-3 * u * u * u + 3 * u * u + 3 * u + 1) * k[2] + u * u * u * k[3]) /
+                          6;
+    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 1, 4, k.data(), g_cubicspline_basismatrix_bspline), spline,
+                1e-14);
     const double power = ((k[0] * u + k[1]) * u + k[2]) * u + k[3];
-    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 4, 4, k.data(), g_cubicspline_basismatrix_power), power, 1e-14);
+    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 4, 4, k.data(), g_cubicspline_basismatrix_power), power,
+                1e-14);
     // catmullrom passes through the inner knots; six knots are three segments
     const double row[7] = {9, 1, 4, 2, 8, 5, 0};
     float row32[7], basis32[16];
@@ -170,16 +175,20 @@ TEST(Spline, values_are_those_of_the_curves)
     vok_cubicspline_fillbasis_float32(gensym("catmullrom"), basis32, &step);
     vok_cubicspline_fillbasis_fixed(gensym("catmullrom"), basis_fixed, &step);
     for (int i = 0; i <= 3; i++) { // x = 1 reads one knot past the six, told and not clamped
-        EXPECT_NEAR(vok_cubicspline_general_eval_float64(i / 3.0, 1, 6, row, g_cubicspline_basismatrix_catmullrom), row[i + 1], 1e-9);
-        EXPECT_NEAR(vok_cubicspline_general_eval_float32(static_cast<float>(i) / 3, 1, 6, row32, basis32), row[i + 1], 1e-4);
+        EXPECT_NEAR(vok_cubicspline_general_eval_float64(i / 3.0, 1, 6, row, g_cubicspline_basismatrix_catmullrom),
+                    row[i + 1], 1e-9);
+        EXPECT_NEAR(vok_cubicspline_general_eval_float32(static_cast<float>(i) / 3, 1, 6, row32, basis32),
+                    row[i + 1], 1e-4);
     }
     // fixed point: one segment, knots in 16.16, the powers those of x
     int32_t knots[5];
     for (int i = 0; i < 5; i++)
         knots[i] = static_cast<int32_t>(row[i] * 65536);
     for (const int32_t x : {0, 1000, 16384, 32768, 65535}) {
-        const double expected = vok_cubicspline_general_eval_float64(x / 65536.0, 1, 4, row, g_cubicspline_basismatrix_catmullrom);
-        EXPECT_NEAR(vok_cubicspline_general_eval_fixed(x, 1, 4, knots, basis_fixed) / 65536.0, expected, 0.08) << x;
+        const double expected =
+            vok_cubicspline_general_eval_float64(x / 65536.0, 1, 4, row, g_cubicspline_basismatrix_catmullrom);
+        EXPECT_NEAR(vok_cubicspline_general_eval_fixed(x, 1, 4, knots, basis_fixed) / 65536.0, expected, 0.08)
+            << x;
     }
     // two segments, x in the second: knots 1 to 4 of it, but the powers of 0.75 and not of 0.5
     const double *m = g_cubicspline_basismatrix_catmullrom;
@@ -225,7 +234,8 @@ TEST(Half, every_pattern_has_its_value_and_its_kind)
         if (std::isnan(value))
             ASSERT_TRUE(std::isnan(f));
         else
-            ASSERT_EQ(std::bit_cast<uint32_t>(f), std::bit_cast<uint32_t>(static_cast<float>(value))) << std::hex << h;
+            ASSERT_EQ(std::bit_cast<uint32_t>(f), std::bit_cast<uint32_t>(static_cast<float>(value)))
+                << std::hex << h;
         const long back = vok_float_to_half(f);
         ASSERT_EQ(back, h == 0x8000 ? 0 : h) << "-0 loses its sign, all else comes back";
         ASSERT_EQ(vok_half_is_nan(h), std::isnan(value));
@@ -248,10 +258,22 @@ TEST(Half, floats_round_to_the_nearest)
     const struct {
         float f;
         long h;
-    } known[] = {{0.0f, 0},          {-0.0f, 0},        {1.0f, 0x3C00},     {-2.0f, 0xC000},
-                 {65504.0f, 0x7BFF}, {65519.0f, 0x7BFF}, {65520.0f, 0x7C00}, {1e30f, 0x7C00},
-                 {-1e30f, 0xFC00},   {1e-30f, 0},       {-1e-30f, 0},       {0x1p-24f, 1},
-                 {-0x1p-24f, 0x8001}, {0x1p-25f, 1},    {0x1p-26f, 0},      {0x1.8p-24f, 2},
+    } known[] = {{0.0f, 0},
+                 {-0.0f, 0},
+                 {1.0f, 0x3C00},
+                 {-2.0f, 0xC000},
+                 {65504.0f, 0x7BFF},
+                 {65519.0f, 0x7BFF},
+                 {65520.0f, 0x7C00},
+                 {1e30f, 0x7C00},
+                 {-1e30f, 0xFC00},
+                 {1e-30f, 0},
+                 {-1e-30f, 0},
+                 {0x1p-24f, 1},
+                 {-0x1p-24f, 0x8001},
+                 {0x1p-25f, 1},
+                 {0x1p-26f, 0},
+                 {0x1.8p-24f, 2},
                  {1.00048828125f, 0x3C01} /* a tie goes up */};
     for (const auto &row : known)
         EXPECT_EQ(vok_float_to_half(row.f), row.h) << row.f;
@@ -278,7 +300,8 @@ TEST(Half, arithmetic)
     EXPECT_EQ(vok_half_add(one, two), 0) << "half pattern 3 is tiny";
     EXPECT_EQ(vok_half_add_float(0, 18000.0f), static_cast<long>(value_of_half(18000)));
     EXPECT_EQ(vok_half_add_float(0, 48640.0f), -1) << "0xBE00 is -1.5";
-    EXPECT_EQ(vok_half_add(vok_float_to_half(20000), vok_float_to_half(4000)), static_cast<long>(value_of_half(24000)));
+    EXPECT_EQ(vok_half_add(vok_float_to_half(20000), vok_float_to_half(4000)),
+              static_cast<long>(value_of_half(24000)));
     for (const double f : hostile)
         for (const long h : {0L, 0x7C00L, 0x7E00L, 0x7BFFL})
             vok_half_add_float(h, static_cast<float>(std::clamp(f, -3.4e38, 3.4e38)));
@@ -304,10 +327,11 @@ TEST(Math, ranges)
 {
     const struct {
         double x, lo, hi, wrapped, folded;
-    } known[] = {{0.25, 0, 1, 0.25, 0.25}, {1, 0, 1, 0, 1},         {1.25, 0, 1, 0.25, 0.75}, {-0.25, 0, 1, 0.75, 0.25},
-                 {2, 0, 1, 0, 0},          {7, 2, 5, 4, 3},         {-4, 2, 5, 2, 2},         {5, 5, 5, 5, 5},
-                 {9, 5, 5, 5, 5},          {3.5, 4, 0, 3.5, 3.5},   {4.5, 4, 0, 0.5, 3.5},    {-1, -3, -2, -3, -3},
-                 {9, 0, inf, 9, 9},        {-1, 0, inf, 0, 0},      {1, -inf, 0, 0, 0},       {4, -inf, inf, 4, 4}};
+    } known[] = {
+        {0.25, 0, 1, 0.25, 0.25}, {1, 0, 1, 0, 1},       {1.25, 0, 1, 0.25, 0.75}, {-0.25, 0, 1, 0.75, 0.25},
+        {2, 0, 1, 0, 0},          {7, 2, 5, 4, 3},       {-4, 2, 5, 2, 2},         {5, 5, 5, 5, 5},
+        {9, 5, 5, 5, 5},          {3.5, 4, 0, 3.5, 3.5}, {4.5, 4, 0, 0.5, 3.5},    {-1, -3, -2, -3, -3},
+        {9, 0, inf, 9, 9},        {-1, 0, inf, 0, 0},    {1, -inf, 0, 0, 0},       {4, -inf, inf, 4, 4}};
     for (const auto &row : known) {
         EXPECT_EQ(vok_math_wrap(row.x, row.lo, row.hi), row.wrapped) << row.x << " in " << row.lo << " " << row.hi;
         EXPECT_EQ(vok_math_fold(row.x, row.lo, row.hi), row.folded) << row.x << " in " << row.lo << " " << row.hi;
@@ -359,9 +383,9 @@ TEST(Math, bessel)
     // from the integral of cos(t - x sin t) over half a turn, 20000 steps
     const struct {
         double x, j1;
-    } known[] = {{0.5, 0.24226845767487606}, {1, 0.44005058574493733},  {3, 0.33905895852593687},
-                 {-3, -0.33905895852593737}, {7.5, 0.13524842757970512}, {8, 0.23463634685391443},
-                 {8.0001, 0.23465057773647313}, {10, 0.04347274616886143}, {20, 0.06683312417585001},
+    } known[] = {{0.5, 0.24226845767487606},    {1, 0.44005058574493733},   {3, 0.33905895852593687},
+                 {-3, -0.33905895852593737},    {7.5, 0.13524842757970512}, {8, 0.23463634685391443},
+                 {8.0001, 0.23465057773647313}, {10, 0.04347274616886143},  {20, 0.06683312417585001},
                  {50, -0.09751182812517513}};
     for (const auto &row : known)
         EXPECT_NEAR(vok_math_j1(row.x), row.j1, 1e-13) << row.x;
@@ -372,13 +396,19 @@ TEST(Math, bessel)
     for (const double x : {9.0, 30.0})
         EXPECT_NEAR(vok_math_j1(x),
                     (std::cos(x - 3 * M_PI / 4) * vok_math_p1(x) - std::sin(x - 3 * M_PI / 4) * vok_math_q1(x)) *
-                        std::sqrt(2 / M_PI / x), 1e-15);
+                        std::sqrt(2 / M_PI / x),
+                    1e-15);
 }
 
 TEST(Math, powers_of_two_and_tests)
 {
-    for (const auto &[v, up] : {std::pair{0L, 0L}, {1L, 1L}, {2L, 2L}, {3L, 4L}, {1000L, 1024L}, {1024L, 1024L},
-                               {0x80000001L, 0x100000000L}})
+    for (const auto &[v, up] : {std::pair{0L, 0L},
+                                {1L, 1L},
+                                {2L, 2L},
+                                {3L, 4L},
+                                {1000L, 1024L},
+                                {1024L, 1024L},
+                                {0x80000001L, 0x100000000L}})
         EXPECT_EQ(vok_math_roundup_poweroftwo(v), up) << v;
     vok_math_roundup_poweroftwo(LONG_MIN);
     vok_math_roundup_poweroftwo(LONG_MAX);
