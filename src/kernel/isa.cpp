@@ -6,8 +6,10 @@
 #include <cstring>
 #include <iterator>
 
-namespace vok {
-namespace {
+namespace vok
+{
+namespace
+{
 
 constexpr const char *names[] = {"plain", "v2", "v3", "v4", "neon"};
 constexpr int unknown = -1;
@@ -38,11 +40,17 @@ isa choose()
 isa best_isa()
 {
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("x86-64-v4"))
-        return isa::v4;
-    if (__builtin_cpu_supports("x86-64-v3"))
-        return isa::v3;
-    return __builtin_cpu_supports("x86-64-v2") ? isa::v2 : isa::plain;
+    // feature by feature, since clang knows no names for the levels
+    if (!__builtin_cpu_supports("sse4.2") || !__builtin_cpu_supports("ssse3") || !__builtin_cpu_supports("popcnt"))
+        return isa::plain;
+    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma") || !__builtin_cpu_supports("bmi") ||
+        !__builtin_cpu_supports("bmi2"))
+        return isa::v2;
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                   __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
+                   __builtin_cpu_supports("avx512vl")
+               ? isa::v4
+               : isa::v3;
 #else
     return isa::neon;
 #endif
