@@ -2,7 +2,8 @@
 #include "kernel.h"
 #include <cmath>
 
-namespace {
+namespace
+{
 
 // Toward zero, limited to the range of a long; NaN is 0. A plain cast would be
 // undefined out of range.
@@ -132,7 +133,8 @@ long attr_args_offset(long argc, const atom *argv)
     if (!argv || argc < 0)
         return 0;
     long i = 0;
-    while (i < argc && !(argv[i].type == argtype_sym && argv[i].value.as_sym && argv[i].value.as_sym->name[0] == '@'))
+    while (i < argc &&
+           !(argv[i].type == argtype_sym && argv[i].value.as_sym && argv[i].value.as_sym->name[0] == '@'))
         ++i;
     return i;
 }

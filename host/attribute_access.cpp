@@ -4,10 +4,15 @@
 #include "attributes.h"
 #include <algorithm>
 
-namespace zan {
-namespace {
+namespace zan
+{
+namespace
+{
 
-zan_word word_of(const void *p) { return reinterpret_cast<zan_word>(p); }
+zan_word word_of(const void *p)
+{
+    return reinterpret_cast<zan_word>(p);
+}
 
 symbol *name_of(void *attr)
 {
@@ -63,9 +68,13 @@ zan_word set_value(const found &f, long argc, atom *argv)
 }
 
 // Room for a number of atoms, on the stack while they are few.
-class atom_room {
-public:
-    explicit atom_room(long count) : atoms(count <= few ? stack : static_cast<atom *>(std::malloc(static_cast<size_t>(count) * sizeof(atom)))) {}
+class atom_room
+{
+  public:
+    explicit atom_room(long count)
+        : atoms(count <= few ? stack : static_cast<atom *>(std::malloc(static_cast<size_t>(count) * sizeof(atom))))
+    {
+    }
     atom_room(const atom_room &) = delete;
     atom_room &operator=(const atom_room &) = delete;
     ~atom_room()
@@ -74,11 +83,11 @@ public:
             std::free(atoms);
     }
 
-private:
+  private:
     static constexpr long few = 64;
     atom stack[few];
 
-public:
+  public:
     atom *const atoms; // null when memory is out
 };
 
@@ -257,7 +266,10 @@ long object_attr_addattr_parse(void *x, const char *attrname, const char *attrat
     return object_addattr_parse(attr, attrattrname, type, flags, text);
 }
 
-void *object_attr_get(void *x, symbol *name) { return find(x, name).attr; }
+void *object_attr_get(void *x, symbol *name)
+{
+    return find(x, name).attr;
+}
 
 long object_attr_getnames(void *x, long *count, symbol ***names)
 {
@@ -408,7 +420,10 @@ long object_attr_setfloat(void *x, symbol *name, double value)
     return object_attr_setdouble_array(x, name, 1, &value);
 }
 
-long object_attr_setsym(void *x, symbol *name, symbol *value) { return object_attr_setsym_array(x, name, 1, &value); }
+long object_attr_setsym(void *x, symbol *name, symbol *value)
+{
+    return object_attr_setsym_array(x, name, 1, &value);
+}
 
 long object_attr_getlong_array(void *x, symbol *name, long max, zan_word *values)
 {

@@ -4,8 +4,10 @@
 // its flags marked when the attribute is touched.
 #include "attributes.h"
 
-namespace zan {
-namespace {
+namespace zan
+{
+namespace
+{
 
 struct value_attribute {
     attribute_head head;
@@ -32,10 +34,13 @@ constexpr long element_size[] = {0, 1, 8, 4, 8, 8, 8, 16};
 element element_of(const symbol *type)
 {
     const kernel_symbols &k = ks();
-    const struct { symbol *name; element el; } rows[] = {
-        {k.char_, el_char}, {k.long_, el_long}, {k.atom_long, el_long}, {k.float32, el_float32},
-        {k.float64, el_float64}, {k.symbol_, el_symbol}, {k.object_, el_object}, {k.pointer, el_object},
-        {k.atom_, el_atom},
+    const struct {
+        symbol *name;
+        element el;
+    } rows[] = {
+        {k.char_, el_char},      {k.long_, el_long},      {k.atom_long, el_long},
+        {k.float32, el_float32}, {k.float64, el_float64}, {k.symbol_, el_symbol},
+        {k.object_, el_object},  {k.pointer, el_object},  {k.atom_, el_atom},
     };
     for (const auto &row : rows)
         if (row.name == type)
@@ -49,7 +54,10 @@ template <class T> T load(const void *p)
     std::memcpy(&value, p, sizeof value);
     return value;
 }
-template <class T> void store(void *p, T value) { std::memcpy(p, &value, sizeof value); }
+template <class T> void store(void *p, T value)
+{
+    std::memcpy(p, &value, sizeof value);
+}
 
 void read_element(element el, const void *p, atom *a)
 {
@@ -83,7 +91,10 @@ void write_element(element el, void *p, const atom *a)
     }
 }
 
-char *at(void *base, long offset) { return static_cast<char *>(base) + offset; }
+char *at(void *base, long offset)
+{
+    return static_cast<char *>(base) + offset;
+}
 
 // ---- the getters and setters that an attribute has when none are given ----
 
@@ -169,13 +180,16 @@ long array_set(void *x, array_attribute *attr, long argc, atom *argv)
 
 // ---- filters ----
 
-zan_word word_of(const void *p) { return reinterpret_cast<zan_word>(p); }
+zan_word word_of(const void *p)
+{
+    return reinterpret_cast<zan_word>(p);
+}
 
 void run_filter(object *filter, void *x, void *attr, long argc, atom *argv)
 {
     if (argc > 0 && argv)
-        object_method_imp(filter, ks().filter, word_of(ks().filter), argc, word_of(argv), word_of(x), word_of(attr), 0,
-                          0, 0);
+        object_method_imp(filter, ks().filter, word_of(ks().filter), argc, word_of(argv), word_of(x),
+                          word_of(attr), 0, 0, 0);
 }
 
 zan_word filtered_get(void *x, attribute_head *attr, long *argc, atom **argv)
@@ -221,8 +235,14 @@ long put_filter(object **place, void *filter)
 
 // ---- messages ----
 
-symbol *m_getname(attribute_head *a) { return a->name; }
-symbol *m_gettype(attribute_head *a) { return a->type; }
+symbol *m_getname(attribute_head *a)
+{
+    return a->name;
+}
+symbol *m_gettype(attribute_head *a)
+{
+    return a->type;
+}
 
 zan_method m_getmethod(attribute_head *a, symbol *which)
 {
@@ -255,21 +275,63 @@ long m_getmethodtype(attribute_head *a, symbol *which)
                        : argtype_gimme;
 }
 
-long m_canget(attribute_head *a) { return !(a->flags & attr_get_opaque); }
-long m_canset(attribute_head *a) { return !(a->flags & attr_set_opaque); }
-long m_usercanget(attribute_head *a) { return !(a->flags & (attr_get_opaque | attr_get_opaque_user)); }
-long m_usercanset(attribute_head *a) { return !(a->flags & (attr_set_opaque | attr_set_opaque_user)); }
-long m_filterget(attribute_head *a, void *filter) { return put_filter(&a->filterget, filter); }
-long m_filterset(attribute_head *a, void *filter) { return put_filter(&a->filterset, filter); }
-object *m_get_filterset(attribute_head *a) { return a->filterset; }
-zan_word m_get(attribute_head *a, void *x, long *argc, atom **argv) { return filtered_get(x, a, argc, argv); }
-zan_word m_set(attribute_head *a, void *x, long argc, atom *argv) { return filtered_set(x, a, argc, argv); }
+long m_canget(attribute_head *a)
+{
+    return !(a->flags & attr_get_opaque);
+}
+long m_canset(attribute_head *a)
+{
+    return !(a->flags & attr_set_opaque);
+}
+long m_usercanget(attribute_head *a)
+{
+    return !(a->flags & (attr_get_opaque | attr_get_opaque_user));
+}
+long m_usercanset(attribute_head *a)
+{
+    return !(a->flags & (attr_set_opaque | attr_set_opaque_user));
+}
+long m_filterget(attribute_head *a, void *filter)
+{
+    return put_filter(&a->filterget, filter);
+}
+long m_filterset(attribute_head *a, void *filter)
+{
+    return put_filter(&a->filterset, filter);
+}
+object *m_get_filterset(attribute_head *a)
+{
+    return a->filterset;
+}
+zan_word m_get(attribute_head *a, void *x, long *argc, atom **argv)
+{
+    return filtered_get(x, a, argc, argv);
+}
+zan_word m_set(attribute_head *a, void *x, long argc, atom *argv)
+{
+    return filtered_set(x, a, argc, argv);
+}
 
-long m_value_getsize(value_attribute *a) { return a->size; }
-long m_offset_getsize(offset_attribute *) { return 1; }
-long m_array_getsize(array_attribute *a) { return a->size; }
-long m_getoffset(offset_attribute *a) { return a->offset; }
-long m_getoffsetcount(array_attribute *a) { return a->offsetcount; }
+long m_value_getsize(value_attribute *a)
+{
+    return a->size;
+}
+long m_offset_getsize(offset_attribute *)
+{
+    return 1;
+}
+long m_array_getsize(array_attribute *a)
+{
+    return a->size;
+}
+long m_getoffset(offset_attribute *a)
+{
+    return a->offset;
+}
+long m_getoffsetcount(array_attribute *a)
+{
+    return a->offsetcount;
+}
 
 attribute_head *clone_head(attribute_head *a)
 {
@@ -315,15 +377,22 @@ struct message {
 };
 
 const message common_messages[] = {
-    {"getname", erase(m_getname)},       {"gettype", erase(m_gettype)},
-    {"getmethod", erase(m_getmethod)},   {"setmethod", erase(m_setmethod)},
+    {"getname", erase(m_getname)},
+    {"gettype", erase(m_gettype)},
+    {"getmethod", erase(m_getmethod)},
+    {"setmethod", erase(m_setmethod)},
     {"getmethodtype", erase(m_getmethodtype)},
-    {"canget", erase(m_canget)},         {"canset", erase(m_canset)},
-    {"usercanget", erase(m_usercanget)}, {"usercanset", erase(m_usercanset)},
-    {"filterget", erase(m_filterget)},   {"filterset", erase(m_filterset)},
+    {"canget", erase(m_canget)},
+    {"canset", erase(m_canset)},
+    {"usercanget", erase(m_usercanget)},
+    {"usercanset", erase(m_usercanset)},
+    {"filterget", erase(m_filterget)},
+    {"filterset", erase(m_filterset)},
     {"get_filterset", erase(m_get_filterset)},
-    {"get", erase(m_get)},               {"set", erase(m_set)},
-    {"getvalueof", erase(m_get)},        {"setvalueof", erase(m_set)},
+    {"get", erase(m_get)},
+    {"set", erase(m_set)},
+    {"getvalueof", erase(m_get)},
+    {"setvalueof", erase(m_set)},
 };
 const message value_messages[] = {{"getsize", erase(m_value_getsize)}, {"object_clone", erase(m_value_clone)}};
 const message offset_messages[] = {
@@ -336,7 +405,8 @@ const message array_messages[] = {{"getsize", erase(m_array_getsize)},
 zan_class *value_class, *offset_class, *array_class;
 
 template <size_t N>
-zan_class *make_class(const char *name, zan_method new_fn, zan_method free_fn, size_t size, const message (&own)[N])
+zan_class *make_class(const char *name, zan_method new_fn, zan_method free_fn, size_t size,
+                      const message (&own)[N])
 {
     zan_class *c = class_new(name, new_fn, free_fn, static_cast<long>(size), nullptr, argtype_cant, 0);
     if (!c)
@@ -370,9 +440,10 @@ attribute_head *make(zan_class *c, const char *name, symbol *type, long flags, z
 
 void init_attribute_classes()
 {
-    value_class = make_class("attribute", erase(attribute_new), erase(free_value), sizeof(value_attribute), value_messages);
-    offset_class =
-        make_class("attr_offset", erase(attr_offset_new), erase(free_head), sizeof(offset_attribute), offset_messages);
+    value_class =
+        make_class("attribute", erase(attribute_new), erase(free_value), sizeof(value_attribute), value_messages);
+    offset_class = make_class("attr_offset", erase(attr_offset_new), erase(free_head), sizeof(offset_attribute),
+                              offset_messages);
     array_class = make_class("attr_offset_array", erase(attr_offset_array_new), erase(free_head),
                              sizeof(array_attribute), array_messages);
 }
@@ -397,13 +468,16 @@ extern "C" {
 void *attribute_new(const char *name, symbol *type, long flags, zan_method get_fn, zan_method set_fn)
 {
     boot();
-    return make(value_class, name, type, flags, get_fn ? get_fn : erase(value_get), set_fn ? set_fn : erase(value_set));
+    return make(value_class, name, type, flags, get_fn ? get_fn : erase(value_get),
+                set_fn ? set_fn : erase(value_set));
 }
 
-void *attr_offset_new(const char *name, symbol *type, long flags, zan_method get_fn, zan_method set_fn, long offset)
+void *attr_offset_new(const char *name, symbol *type, long flags, zan_method get_fn, zan_method set_fn,
+                      long offset)
 {
     boot();
-    auto *a = reinterpret_cast<offset_attribute *>(make(offset_class, name, type, flags, get_fn ? get_fn : erase(offset_get),
+    auto *a = reinterpret_cast<offset_attribute *>(make(offset_class, name, type, flags,
+                                                        get_fn ? get_fn : erase(offset_get),
                                                         set_fn ? set_fn : erase(offset_set)));
     if (a)
         a->offset = offset;
@@ -414,8 +488,8 @@ void *attr_offset_array_new(const char *name, symbol *type, long size, long flag
                             zan_method set_fn, long offsetcount, long offset)
 {
     boot();
-    auto *a = reinterpret_cast<array_attribute *>(
-        make(array_class, name, type, flags, get_fn ? get_fn : erase(array_get), set_fn ? set_fn : erase(array_set)));
+    auto *a = reinterpret_cast<array_attribute *>(make(
+        array_class, name, type, flags, get_fn ? get_fn : erase(array_get), set_fn ? set_fn : erase(array_set)));
     if (a) {
         a->offset = offset;
         a->size = size < 0 ? 0 : size;

@@ -3,14 +3,15 @@
 #pragma once
 #include "kernel.h"
 
-namespace zan {
+namespace zan
+{
 
 enum attribute_flags : long {
     attr_get_opaque = 1,          // can't be got at all
     attr_set_opaque = 2,          // can't be set at all
     attr_get_opaque_user = 0x100, // not by users; by code it can
     attr_set_opaque_user = 0x200,
-    attr_dirty = 0x20000000,      // touched since whoever keeps the mark cleared it
+    attr_dirty = 0x20000000, // touched since whoever keeps the mark cleared it
 };
 
 struct attribute_head {

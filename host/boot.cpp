@@ -1,7 +1,8 @@
 // The order in which the host's own classes come up, and the words the kernel speaks.
 #include "kernel.h"
 
-namespace zan {
+namespace zan
+{
 
 // A start-up row; each may rely on all those above it.
 struct boot_step {
@@ -39,27 +40,66 @@ void boot()
     booted.store(true, std::memory_order_release);
 }
 
-symbol *nobox() { return ks().nobox; }
+symbol *nobox()
+{
+    return ks().nobox;
+}
 
 const kernel_symbols &ks()
 {
     static const kernel_symbols words = [] {
         kernel_symbols k;
-        const struct { symbol **to; const char *text; } rows[] = {
-            {&k.empty, ""}, {&k.nobox, "nobox"}, {&k.box, "box"}, {&k.methods, "methods"},
-            {&k.attributes, "attributes"}, {&k.decorator, "decorator"}, {&k.notify, "notify"}, {&k.free, "free"},
-            {&k.attr_modified, "attr_modified"}, {&k.create, "new"}, {&k.getname, "getname"},
-            {&k.gettype, "gettype"}, {&k.getmethod, "getmethod"}, {&k.setmethod, "setmethod"},
-            {&k.getmethodtype, "getmethodtype"}, {&k.canget, "canget"}, {&k.canset, "canset"},
-            {&k.usercanget, "usercanget"}, {&k.usercanset, "usercanset"}, {&k.get, "get"}, {&k.set, "set"},
-            {&k.getvalueof, "getvalueof"}, {&k.setvalueof, "setvalueof"}, {&k.object_clone, "object_clone"},
-            {&k.attr_get, "attr_get"}, {&k.attr_getnames, "attr_getnames"}, {&k.attr_gettarget, "attr_gettarget"},
-            {&k.filter, "filter"}, {&k.atomarray, "atomarray"}, {&k.hashtab, "hashtab"},
-            {&k.method_object, "method"}, {&k.hash_b, "#B"}, {&k.zanwrapper, "zanwrapper"},
-            {&k.anything, "anything"}, {&k.int_, "int"}, {&k.float_, "float"}, {&k.char_, "char"},
-            {&k.long_, "long"}, {&k.float32, "float32"}, {&k.float64, "float64"}, {&k.symbol_, "symbol"},
-            {&k.object_, "object"}, {&k.pointer, "pointer"}, {&k.atom_, "atom"}, {&k.atom_long, "atom_long"},
-            {&k.groupreference, "groupreference"}, {&k.undocumented, "undocumented"},
+        const struct {
+            symbol **to;
+            const char *text;
+        } rows[] = {
+            {&k.empty, ""},
+            {&k.nobox, "nobox"},
+            {&k.box, "box"},
+            {&k.methods, "methods"},
+            {&k.attributes, "attributes"},
+            {&k.decorator, "decorator"},
+            {&k.notify, "notify"},
+            {&k.free, "free"},
+            {&k.attr_modified, "attr_modified"},
+            {&k.create, "new"},
+            {&k.getname, "getname"},
+            {&k.gettype, "gettype"},
+            {&k.getmethod, "getmethod"},
+            {&k.setmethod, "setmethod"},
+            {&k.getmethodtype, "getmethodtype"},
+            {&k.canget, "canget"},
+            {&k.canset, "canset"},
+            {&k.usercanget, "usercanget"},
+            {&k.usercanset, "usercanset"},
+            {&k.get, "get"},
+            {&k.set, "set"},
+            {&k.getvalueof, "getvalueof"},
+            {&k.setvalueof, "setvalueof"},
+            {&k.object_clone, "object_clone"},
+            {&k.attr_get, "attr_get"},
+            {&k.attr_getnames, "attr_getnames"},
+            {&k.attr_gettarget, "attr_gettarget"},
+            {&k.filter, "filter"},
+            {&k.atomarray, "atomarray"},
+            {&k.hashtab, "hashtab"},
+            {&k.method_object, "method"},
+            {&k.hash_b, "#B"},
+            {&k.zanwrapper, "zanwrapper"},
+            {&k.anything, "anything"},
+            {&k.int_, "int"},
+            {&k.float_, "float"},
+            {&k.char_, "char"},
+            {&k.long_, "long"},
+            {&k.float32, "float32"},
+            {&k.float64, "float64"},
+            {&k.symbol_, "symbol"},
+            {&k.object_, "object"},
+            {&k.pointer, "pointer"},
+            {&k.atom_, "atom"},
+            {&k.atom_long, "atom_long"},
+            {&k.groupreference, "groupreference"},
+            {&k.undocumented, "undocumented"},
         };
         static_assert(sizeof rows / sizeof *rows == sizeof(kernel_symbols) / sizeof(symbol *));
         for (const auto &row : rows)

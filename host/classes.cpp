@@ -10,10 +10,12 @@
 static_assert(offsetof(zan_class, name) == 0);
 static_assert(offsetof(zan_class, attributes) == 11 * sizeof(void *));
 
-namespace zan {
-namespace {
+namespace zan
+{
+namespace
+{
 
-constexpr long max_methods = 4095; // and one entry that ends the table
+constexpr long max_methods = 4095;                 // and one entry that ends the table
 constexpr size_t prefix_size = 4 * sizeof(void *); // ahead of the table; the class stands three words ahead
 constexpr size_t mapping_size = prefix_size + (max_methods + 1) * sizeof(zan_messlist);
 
@@ -35,7 +37,8 @@ void read_types(va_list list, signed char *types)
 
 bool map_table(zan_class *c)
 {
-    void *base = mmap(nullptr, mapping_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    void *base =
+        mmap(nullptr, mapping_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (base == MAP_FAILED)
         return false;
     c->methods = reinterpret_cast<zan_messlist *>(static_cast<char *>(base) + prefix_size);
@@ -104,8 +107,8 @@ long add_entry(zan_class *c, zan_method fn, symbol *name, const signed char *typ
     } else {
         if (c->method_count == max_methods) {
             hold.unlock();
-            object_error(nullptr, "%s: no room for the method %s: a class has at most %ld", c->name->name, name->name,
-                         max_methods);
+            object_error(nullptr, "%s: no room for the method %s: a class has at most %ld", c->name->name,
+                         name->name, max_methods);
             return zan_err_out_of_mem;
         }
         e = c->methods + c->method_count;
@@ -134,7 +137,10 @@ long add_entry(zan_class *c, zan_method fn, symbol *name, const signed char *typ
     return hashtab_store(table, name, m);
 }
 
-zan_messlist *method_object_messlist(zan_method_object *m) { return &m->entry; }
+zan_messlist *method_object_messlist(zan_method_object *m)
+{
+    return &m->entry;
+}
 
 void *clone_method_object(zan_method_object *m)
 {
@@ -208,7 +214,10 @@ zan_method_object *method_object_new(zan_method fn, const char *name, const sign
     return m;
 }
 
-zan_class *class_in_making() { return making; }
+zan_class *class_in_making()
+{
+    return making;
+}
 
 void *class_method_objects(zan_class *c)
 {
@@ -251,7 +260,8 @@ void *find_attribute_message(object *o, symbol *selector, bool *get)
             void *attr = nullptr;
             if (!hashtab_lookup(own, selector, &attr))
                 return attr;
-            if (!std::strncmp(selector->name, "get", 3) && !hashtab_lookup(own, gensym(selector->name + 3), &attr)) {
+            if (!std::strncmp(selector->name, "get", 3) &&
+                !hashtab_lookup(own, gensym(selector->name + 3), &attr)) {
                 *get = true;
                 return attr;
             }
@@ -271,7 +281,8 @@ zan_class *class_new(const char *name, zan_method new_fn, zan_method free_fn, lo
 {
     boot();
     if (!name || !*name || size < static_cast<long>(sizeof(object))) {
-        object_error(nullptr, "class_new: %s: a class needs a name and an instance size of at least %zu, found %ld",
+        object_error(nullptr,
+                     "class_new: %s: a class needs a name and an instance size of at least %zu, found %ld",
                      name ? name : "", sizeof(object), size);
         return nullptr;
     }
@@ -358,9 +369,15 @@ zan_class *class_copy(symbol *src_space, symbol *src_name, symbol *dst_space, sy
     return c;
 }
 
-symbol *class_nameget(zan_class *c) { return c ? c->name : ks().empty; }
+symbol *class_nameget(zan_class *c)
+{
+    return c ? c->name : ks().empty;
+}
 
-long class_flagsget(zan_class *c) { return c ? c->flags : 0; }
+long class_flagsget(zan_class *c)
+{
+    return c ? c->flags : 0;
+}
 
 void class_flagsset(zan_class *c, long flags)
 {
@@ -475,8 +492,8 @@ zan_method class_attr_method(zan_class *c, symbol *methodname, void **attr, zan_
     return attribute_function(found, word & 1 ? ks().get : ks().set);
 }
 
-long class_attr_addattr_parse(zan_class *c, const char *attrname, const char *attrattrname, symbol *type, long flags,
-                              const char *text)
+long class_attr_addattr_parse(zan_class *c, const char *attrname, const char *attrattrname, symbol *type,
+                              long flags, const char *text)
 {
     void *attr = attrname ? class_attr_get(c, gensym(attrname)) : nullptr;
     if (!attr)

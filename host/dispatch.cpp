@@ -7,13 +7,18 @@
 #include <algorithm>
 #include <ffi.h>
 
-namespace zan {
-namespace {
+namespace zan
+{
+namespace
+{
 
 constexpr long most_arguments = 8;
 constexpr int most_hops = 16; // decorators of decorators: further on it is taken for a circle
 
-zan_word word_of(const void *p) { return reinterpret_cast<zan_word>(p); }
+zan_word word_of(const void *p)
+{
+    return reinterpret_cast<zan_word>(p);
+}
 
 // The object that carries a message that o lacks, or null.
 object *decorated(object *o, symbol *selector)
@@ -58,15 +63,21 @@ zan_word attribute_message(object *o, void *attr, bool get, zan_word w1, zan_wor
 const char *tag_word(int tag)
 {
     switch (tag) {
-    case argtype_long: case argtype_deflong: return "an integer";
-    case argtype_float: case argtype_deffloat: return "a number";
-    case argtype_sym: case argtype_defsym: return "a symbol";
+    case argtype_long:
+    case argtype_deflong: return "an integer";
+    case argtype_float:
+    case argtype_deffloat: return "a number";
+    case argtype_sym:
+    case argtype_defsym: return "a symbol";
     case argtype_obj: return "an object";
     default: return "something else";
     }
 }
 
-bool is_number(const atom &a) { return a.type == argtype_long || a.type == argtype_float; }
+bool is_number(const atom &a)
+{
+    return a.type == argtype_long || a.type == argtype_float;
+}
 
 // Gives what an attribute holds to rv: one atom as it is, several as an atom array.
 zan_word attribute_value(object *o, void *attr, atom *rv)
@@ -183,21 +194,21 @@ bool call_converted(void *who, const char *what, zan_method fn, const signed cha
             values[n].word = fits ? word_of(a->value.as_obj) : 0;
             break;
         default:
-            object_error(who, "%s: %s: its argument %ld has the tag %d: it can't be called", class_name, what, i + 1,
-                         tag);
+            object_error(who, "%s: %s: its argument %ld has the tag %d: it can't be called", class_name, what,
+                         i + 1, tag);
             return false;
         }
         if (!fits) {
-            object_error(who, "%s: %s: argument %ld: expected %s, found %s", class_name, what, i + 1, tag_word(tag),
-                         a ? tag_word(a->type) : "nothing");
+            object_error(who, "%s: %s: argument %ld: expected %s, found %s", class_name, what, i + 1,
+                         tag_word(tag), a ? tag_word(a->type) : "nothing");
             return false;
         }
     }
     zan_word answer = 0;
     if (!numbers) { // words only: what isn't taken does no harm
         answer = as<word8_method>(fn)(reinterpret_cast<void *>(values[0].word), values[1].word, values[2].word,
-                                      values[3].word, values[4].word, values[5].word, values[6].word, values[7].word,
-                                      values[8].word);
+                                      values[3].word, values[4].word, values[5].word, values[6].word,
+                                      values[7].word, values[8].word);
     } else {
         ffi_type *kinds[1 + most_arguments];
         void *places[1 + most_arguments];
@@ -223,10 +234,13 @@ using namespace zan;
 
 extern "C" {
 
-zan_word method_false(void) { return 0; }
+zan_word method_false(void)
+{
+    return 0;
+}
 
-zan_word object_method_imp(void *x, symbol *selector, zan_word w1, zan_word w2, zan_word w3, zan_word w4, zan_word w5,
-                           zan_word w6, zan_word w7, zan_word w8)
+zan_word object_method_imp(void *x, symbol *selector, zan_word w1, zan_word w2, zan_word w3, zan_word w4,
+                           zan_word w5, zan_word w6, zan_word w7, zan_word w8)
 {
     object *o = live(x);
     if (!o || !selector)
@@ -256,12 +270,11 @@ zan_word object_method_typedfun(void *x, zan_messlist *entry, symbol *selector, 
         selector = entry->name;
     const int tag = entry->types[0];
     switch (tag) {
-    case argtype_gimme:
-        return as<zan_word (*)(void *, symbol *, long, atom *)>(fn)(o, selector, argc, argv);
+    case argtype_gimme: return as<zan_word (*)(void *, symbol *, long, atom *)>(fn)(o, selector, argc, argv);
     case argtype_gimmeback: {
         atom local{};
-        const zan_word answer =
-            as<zan_word (*)(void *, symbol *, long, atom *, atom *)>(fn)(o, selector, argc, argv, rv ? rv : &local);
+        const zan_word answer = as<zan_word (*)(void *, symbol *, long, atom *, atom *)>(fn)(
+            o, selector, argc, argv, rv ? rv : &local);
         if (local.type == argtype_obj && object_classname(local.value.as_obj) == ks().atomarray)
             object_free(local.value.as_obj); // nobody takes it
         return answer;
@@ -350,7 +363,9 @@ zan_word typedmess(void *x, symbol *selector, long argc, atom *argv)
         o = decorated(o, selector);
     }
     // A number of the other kind will do, and `anything` takes the rest.
-    symbol *const others[] = {selector == ks().int_ ? ks().float_ : selector == ks().float_ ? ks().int_ : nullptr,
+    symbol *const others[] = {selector == ks().int_     ? ks().float_
+                              : selector == ks().float_ ? ks().int_
+                                                        : nullptr,
                               ks().anything};
     for (symbol *other : others) {
         zan_messlist *e = other ? find_entry(first, other) : nullptr;

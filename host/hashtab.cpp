@@ -4,8 +4,10 @@
 // gaps are closed when the table next grows and no one is inside.
 #include "kernel.h"
 
-namespace zan {
-namespace {
+namespace zan
+{
+namespace
+{
 
 struct hashtab {
     object header;
@@ -22,7 +24,10 @@ struct hashtab {
 constexpr uint32_t small_table = 8;
 zan_class *hashtab_class;
 
-hashtab *table_of(void *x) { return reinterpret_cast<hashtab *>(live(x)); }
+hashtab *table_of(void *x)
+{
+    return reinterpret_cast<hashtab *>(live(x));
+}
 
 size_t hash_of(const symbol *key)
 {
@@ -150,7 +155,10 @@ template <class F> long run_through(void *x, F fn)
     }
 }
 
-void *create(zan_word slots) { return hashtab_new(slots); }
+void *create(zan_word slots)
+{
+    return hashtab_new(slots);
+}
 
 void destroy(hashtab *t)
 {
@@ -187,7 +195,11 @@ void init_hashtab_class()
     zan_class *c = class_new("hashtab", erase(create), erase(destroy), sizeof(hashtab), nullptr, argtype_cant, 0);
     if (!c)
         return;
-    const struct { const char *name; zan_method fn; int tag; } messages[] = {
+    const struct {
+        const char *name;
+        zan_method fn;
+        int tag;
+    } messages[] = {
         {"readonly", erase(set_readonly), argtype_long},
         {"getsize", erase(hashtab_getsize), argtype_cant},
         {"store", erase(hashtab_store), argtype_cant},

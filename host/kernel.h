@@ -9,11 +9,13 @@
 #include <cstring>
 #include <mutex>
 
-namespace zan {
+namespace zan
+{
 
 // A growing array of plain values that reports a lack of memory instead of throwing.
-template <class T> class pod_array {
-public:
+template <class T> class pod_array
+{
+  public:
     pod_array() = default;
     pod_array(const pod_array &) = delete;
     pod_array &operator=(const pod_array &) = delete;
@@ -56,7 +58,7 @@ public:
     T *begin() { return data_; }
     T *end() { return data_ + size_; }
 
-private:
+  private:
     T *data_ = nullptr;
     size_t size_ = 0, capacity_ = 0;
 };
@@ -64,8 +66,9 @@ private:
 // A map from symbols to words that is read without a lock while one writer at a time
 // adds to it. Outgrown tables stay until the map dies, since a reader may be in one;
 // they double, so that all of them together are no larger than the last.
-class symbol_index {
-public:
+class symbol_index
+{
+  public:
     symbol_index() = default;
     symbol_index(const symbol_index &) = delete;
     symbol_index &operator=(const symbol_index &) = delete;
@@ -89,7 +92,7 @@ public:
     // Stores or replaces; false when memory is out. One writer at a time.
     bool store(symbol *key, void *value);
 
-private:
+  private:
     struct slot {
         std::atomic<const symbol *> key;
         std::atomic<void *> value;
@@ -119,13 +122,13 @@ enum : long { obex_borrowed = 1 };
 // What hangs beside an object that needs more than its header; made at first need,
 // freed with the object.
 struct side_record {
-    std::atomic<long> retains{0};              // references above the one it was born with
+    std::atomic<long> retains{0};                // references above the one it was born with
     std::atomic<void *> own_methods{nullptr};    // hashtab of method objects, also in the obex
     std::atomic<void *> own_attributes{nullptr}; // hashtab of attributes, also in the obex
-    std::mutex lock;                           // guards obex
+    std::mutex lock;                             // guards obex
     pod_array<keyed_word> obex;
-    name_entry *registration = nullptr;        // guarded by the registry's lock
-    pod_array<name_entry *> subjects;          // the names it is a client of; the same lock
+    name_entry *registration = nullptr; // guarded by the registry's lock
+    pod_array<name_entry *> subjects;   // the names it is a client of; the same lock
 };
 
 // Bits of object::state that are the kernel's own (the others: state_bits).
@@ -142,8 +145,14 @@ inline side_record *side_of(object *o)
 }
 side_record *side_make(object *o); // null when memory is out
 
-template <class F> inline F as(zan_method fn) { return reinterpret_cast<F>(fn); }
-template <class F> inline zan_method erase(F *fn) { return reinterpret_cast<zan_method>(fn); }
+template <class F> inline F as(zan_method fn)
+{
+    return reinterpret_cast<F>(fn);
+}
+template <class F> inline zan_method erase(F *fn)
+{
+    return reinterpret_cast<zan_method>(fn);
+}
 
 using word8_method = zan_word (*)(void *, zan_word, zan_word, zan_word, zan_word, zan_word, zan_word, zan_word,
                                   zan_word);
@@ -182,8 +191,8 @@ struct zan_class {
     void *typed_wrappers;      // 13: hashtab of method objects
     signed char new_types[16]; // the constructor's tags, ended by 0
     std::atomic<long> instances;
-    std::atomic<bool> doomed;  // class_free came while objects lived: the last one frees it
-    std::mutex lock;           // guards every change
+    std::atomic<bool> doomed;             // class_free came while objects lived: the last one frees it
+    std::mutex lock;                      // guards every change
     zan::symbol_index attribute_messages; // "foo" and "getfoo": the attribute, bit 0 set for get
     zan::pod_array<void *> replaced;      // attributes whose name a newer one took
     zan::pod_array<void *> adornments;
@@ -192,11 +201,18 @@ struct zan_class {
     zan::symbol_index *index;   // the method table's: leak checkers don't look into its mapping
 };
 
-namespace zan {
+namespace zan
+{
 
 // Ahead of a method table stand the class pointer, a spare word and its index.
-inline zan_class *class_of(const object *o) { return static_cast<zan_class **>(o->messlist)[-3]; }
-inline symbol_index *&index_ahead_of(void *messlist) { return static_cast<symbol_index **>(messlist)[-1]; }
+inline zan_class *class_of(const object *o)
+{
+    return static_cast<zan_class **>(o->messlist)[-3];
+}
+inline symbol_index *&index_ahead_of(void *messlist)
+{
+    return static_cast<symbol_index **>(messlist)[-1];
+}
 
 inline zan_messlist *class_entry(void *messlist, const symbol *selector)
 {
@@ -219,9 +235,9 @@ inline zan_method entry_function(zan_messlist *e)
 }
 
 // classes.cpp
-void init_method_class();                    // method objects
+void init_method_class(); // method objects
 zan_method_object *method_object_new(zan_method fn, const char *name, const signed char *types);
-void *class_method_objects(zan_class *c);    // the table "methods", complete
+void *class_method_objects(zan_class *c); // the table "methods", complete
 void class_instance_gone(zan_class *c);
 // The attribute that a message belongs to, own ones first; *get tells "getfoo".
 void *find_attribute_message(object *o, symbol *selector, bool *get);
@@ -229,7 +245,7 @@ void *find_attribute_message(object *o, symbol *selector, bool *get);
 // registry.cpp
 // Takes one reference off. True when the object lives on, or is dying already.
 bool registry_drop_reference(object *o);
-void registry_forget(object *o);             // unregisters and detaches a dying object
+void registry_forget(object *o); // unregisters and detaches a dying object
 zan_class *registry_class(symbol *name_space, symbol *name);
 // Takes the name for the class; the class that has it afterwards.
 zan_class *registry_class_store(symbol *name_space, symbol *name, zan_class *c);
@@ -243,7 +259,7 @@ void *obex_table(object *o, symbol *key);
 // attributes.cpp
 zan_method attribute_function(void *attr, symbol *get_or_set);
 bool attribute_answers(void *attr, symbol *question);
-void attributes_copy(void *from, void *to);  // an object's own attributes, cloned
+void attributes_copy(void *from, void *to); // an object's own attributes, cloned
 
 // objects.cpp
 void *construct(zan_class *c, zan_word w1, zan_word w2, zan_word w3, zan_word w4, zan_word w5, zan_word w6,

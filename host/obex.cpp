@@ -3,8 +3,10 @@
 #include "kernel.h"
 #include <new>
 
-namespace zan {
-namespace {
+namespace zan
+{
+namespace
+{
 
 void set_shortcut(side_record *side, symbol *key, void *value)
 {
@@ -97,7 +99,10 @@ long object_obex_lookup(void *x, symbol *key, void **value)
     return zan_err_generic;
 }
 
-long object_obex_store(void *x, symbol *key, void *value) { return object_obex_storeflags(x, key, value, 0); }
+long object_obex_store(void *x, symbol *key, void *value)
+{
+    return object_obex_storeflags(x, key, value, 0);
+}
 
 long object_obex_storeflags(void *x, symbol *key, void *value, long flags)
 {

@@ -1,20 +1,28 @@
 // Making, counting, copying and freeing objects.
 #include "kernel.h"
 
-namespace zan {
-namespace {
+namespace zan
+{
+namespace
+{
 
 // The copy of a class that is being constructed on this thread. Its constructor knows
 // only the class it was copied from and allocates that one.
 thread_local zan_class *constructing_copy;
 
 struct construction_mark {
-    explicit construction_mark(zan_class *c) : before(constructing_copy) { constructing_copy = c->origin ? c : nullptr; }
+    explicit construction_mark(zan_class *c) : before(constructing_copy)
+    {
+        constructing_copy = c->origin ? c : nullptr;
+    }
     ~construction_mark() { constructing_copy = before; }
     zan_class *before;
 };
 
-zan_word word_of(const void *p) { return reinterpret_cast<zan_word>(p); }
+zan_word word_of(const void *p)
+{
+    return reinterpret_cast<zan_word>(p);
+}
 
 } // namespace
 
@@ -54,7 +62,10 @@ void *object_alloc(zan_class *c)
     return o;
 }
 
-void *newobject(zan_class *c) { return object_alloc(c); }
+void *newobject(zan_class *c)
+{
+    return object_alloc(c);
+}
 
 void *object_new_imp(symbol *name_space, symbol *classname, zan_word w1, zan_word w2, zan_word w3, zan_word w4,
                      zan_word w5, zan_word w6, zan_word w7, zan_word w8)
@@ -135,7 +146,10 @@ long object_free(void *x)
     return zan_err_none;
 }
 
-void freeobject(void *x) { object_free(x); }
+void freeobject(void *x)
+{
+    object_free(x);
+}
 
 long object_retain(void *x)
 {
@@ -149,7 +163,10 @@ long object_retain(void *x)
     return zan_err_none;
 }
 
-long object_release(void *x) { return object_free(x); }
+long object_release(void *x)
+{
+    return object_free(x);
+}
 
 zan_class *object_class(void *x)
 {

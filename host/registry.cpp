@@ -4,10 +4,11 @@
 // and running notifications are under one lock, which is never held while a client
 // is called.
 #include "symbols.h"
-#include <zan/host.h>
 #include <new>
+#include <zan/host.h>
 
-namespace zan {
+namespace zan
+{
 
 struct client {
     object *who;
@@ -25,7 +26,8 @@ struct name_entry {
     name_entry *next_class = nullptr; // the chain of entries that ever held a class
 };
 
-namespace {
+namespace
+{
 
 // A notification under way, on its caller's stack; it ends when its sender dies.
 struct notification {
@@ -35,10 +37,10 @@ struct notification {
 };
 
 constinit std::mutex registry_lock;
-notification *running;          // under registry_lock
-uint64_t last_id;               // under registry_lock
-name_entry *class_entries;      // under registry_lock, in order of their registering
-name_entry *last_class_entry;   // under registry_lock
+notification *running;        // under registry_lock
+uint64_t last_id;             // under registry_lock
+name_entry *class_entries;    // under registry_lock, in order of their registering
+name_entry *last_class_entry; // under registry_lock
 
 name_entry *find_entry_of(symbol *name_space, symbol *name)
 {
@@ -338,8 +340,9 @@ long object_notify(void *x, symbol *message, void *data)
                     who = c.who;
         }
         if (who)
-            object_method_imp(who, ks().notify, reinterpret_cast<zan_word>(name), reinterpret_cast<zan_word>(message),
-                              reinterpret_cast<zan_word>(o), reinterpret_cast<zan_word>(data), 0, 0, 0, 0);
+            object_method_imp(who, ks().notify, reinterpret_cast<zan_word>(name),
+                              reinterpret_cast<zan_word>(message), reinterpret_cast<zan_word>(o),
+                              reinterpret_cast<zan_word>(data), 0, 0, 0, 0);
     }
     {
         const std::lock_guard hold(registry_lock);

@@ -1,7 +1,8 @@
 // The writer's side of the map that messages are looked up in.
 #include "kernel.h"
 
-namespace zan {
+namespace zan
+{
 
 symbol_index::~symbol_index()
 {

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace zan {
-namespace {
+namespace zan
+{
+namespace
+{
 
 struct symbol_table {
     size_t mask;
@@ -16,8 +18,8 @@ struct symbol_table {
 
 constinit std::atomic<symbol_table *> table{nullptr};
 constinit std::mutex writer;
-size_t count;               // symbols; under `writer`
-char *arena, *arena_end;    // where the next symbol goes; under `writer`
+size_t count;            // symbols; under `writer`
+char *arena, *arena_end; // where the next symbol goes; under `writer`
 constinit std::atomic<unsigned long> unique_number{0};
 
 uint64_t word_at(const char *p)
@@ -175,7 +177,8 @@ symbol *symbol_unique(void)
 void symbolarray_sort(symbol **array, long n)
 {
     if (array && n > 1)
-        std::sort(array, array + n, [](const symbol *a, const symbol *b) { return std::strcmp(a->name, b->name) < 0; });
+        std::sort(array, array + n,
+                  [](const symbol *a, const symbol *b) { return std::strcmp(a->name, b->name) < 0; });
 }
 
 } // extern "C"

@@ -2,7 +2,8 @@
 #pragma once
 #include "kernel.h"
 
-namespace zan {
+namespace zan
+{
 
 struct symbol_record {
     symbol sym;
@@ -13,6 +14,9 @@ struct symbol_record {
 };
 static_assert(offsetof(symbol_record, sym) == 0);
 
-inline symbol_record *record_of(symbol *s) { return reinterpret_cast<symbol_record *>(s); }
+inline symbol_record *record_of(symbol *s)
+{
+    return reinterpret_cast<symbol_record *>(s);
+}
 
 } // namespace zan

@@ -3,7 +3,8 @@
 #include "kernel_fixture.h"
 #include <cmath>
 
-namespace {
+namespace
+{
 
 struct holder {
     object header;
@@ -19,9 +20,10 @@ struct holder {
     void *inner; // for the shell
 };
 
-#define TYPES(X)                                                                                                       \
-    X("char", as_char) X("long", as_long) X("atom_long", as_long) X("float32", as_float32) X("float64", as_float64)    \
-    X("symbol", as_symbol) X("object", as_object) X("pointer", as_object) X("atom", as_atom)
+#define TYPES(X)                                                                                                  \
+    X("char", as_char)                                                                                            \
+    X("long", as_long) X("atom_long", as_long) X("float32", as_float32) X("float64", as_float64)                  \
+        X("symbol", as_symbol) X("object", as_object) X("pointer", as_object) X("atom", as_atom)
 
 struct type_row {
     const char *type;
@@ -41,7 +43,8 @@ zan_class *holder_class()
             const std::string one = std::string("one_") + row.type, fixed = std::string("fixed_") + row.type,
                               counted = std::string("counted_") + row.type;
             class_addattr(made, attr_offset_new(one.c_str(), S(row.type), 0, nullptr, nullptr, row.offset));
-            class_addattr(made, attr_offset_array_new(fixed.c_str(), S(row.type), 4, 0, nullptr, nullptr, 0, row.offset));
+            class_addattr(
+                made, attr_offset_array_new(fixed.c_str(), S(row.type), 4, 0, nullptr, nullptr, 0, row.offset));
             class_addattr(made, attr_offset_array_new(counted.c_str(), S(row.type), 4, 0, nullptr, nullptr,
                                                       offsetof(holder, count), row.offset));
         }
@@ -51,8 +54,9 @@ zan_class *holder_class()
     return c;
 }
 
-class attributes : public testing::Test {
-protected:
+class attributes : public testing::Test
+{
+  protected:
     holder *x = static_cast<holder *>(object_alloc(holder_class()));
     report_catcher reports;
     void TearDown() override { object_free(x); }
@@ -72,7 +76,10 @@ protected:
 TEST_F(attributes, every_type_converts_both_ways)
 {
     // what comes back of the atoms 3.75, 300, "word", x
-    const struct { const char *type; const char *back; } rows[] = {
+    const struct {
+        const char *type;
+        const char *back;
+    } rows[] = {
         {"char", "3 44 0 0"},
         {"long", "3 300 0 0"},
         {"atom_long", "3 300 0 0"},
@@ -216,9 +223,12 @@ TEST_F(attributes, a_missing_attribute_gives_nothing)
 
 TEST_F(attributes, flags_close_what_they_name)
 {
-    const struct { long flags; bool canget, canset, usercanget, usercanset; } rows[] = {
-        {0, true, true, true, true},           {1, false, true, false, true},   {2, true, false, true, false},
-        {0x100, true, true, false, true},      {0x200, true, true, true, false}, {3, false, false, false, false},
+    const struct {
+        long flags;
+        bool canget, canset, usercanget, usercanset;
+    } rows[] = {
+        {0, true, true, true, true},         {1, false, true, false, true},    {2, true, false, true, false},
+        {0x100, true, true, false, true},    {0x200, true, true, true, false}, {3, false, false, false, false},
         {0x303, false, false, false, false},
     };
     for (const auto &row : rows) {
@@ -234,12 +244,25 @@ TEST_F(attributes, flags_close_what_they_name)
         EXPECT_EQ(x->plain, row.canset ? 2 : 1);
         EXPECT_EQ(value(x, "guarded") == std::to_string(x->plain), row.canget);
     }
-    const struct { long flags; const char *which; long tag; } deferring[] = {
-        {0, "get", argtype_gimme}, {0x10000, "get", argtype_defer}, {0x20000, "get", argtype_usurp},
-        {0x40000, "get", argtype_defer_low}, {0x80000, "get", argtype_usurp_low}, {0xf0000, "get", argtype_usurp_low},
-        {0x70000, "get", argtype_usurp}, {0x50000, "get", argtype_defer_low}, {0xf0000, "set", argtype_gimme},
-        {0x1000000, "set", argtype_defer}, {0x2000000, "set", argtype_usurp}, {0x4000000, "set", argtype_defer_low},
-        {0x8000000, "set", argtype_usurp_low}, {0x8000000, "other", argtype_gimme},
+    const struct {
+        long flags;
+        const char *which;
+        long tag;
+    } deferring[] = {
+        {0, "get", argtype_gimme},
+        {0x10000, "get", argtype_defer},
+        {0x20000, "get", argtype_usurp},
+        {0x40000, "get", argtype_defer_low},
+        {0x80000, "get", argtype_usurp_low},
+        {0xf0000, "get", argtype_usurp_low},
+        {0x70000, "get", argtype_usurp},
+        {0x50000, "get", argtype_defer_low},
+        {0xf0000, "set", argtype_gimme},
+        {0x1000000, "set", argtype_defer},
+        {0x2000000, "set", argtype_usurp},
+        {0x4000000, "set", argtype_defer_low},
+        {0x8000000, "set", argtype_usurp_low},
+        {0x8000000, "other", argtype_gimme},
     };
     for (const auto &row : deferring) {
         void *attr = attribute_new("d", S("long"), row.flags, nullptr, nullptr);
@@ -272,7 +295,7 @@ TEST_F(attributes, own_ones_come_first_and_names_keep_their_order)
     EXPECT_EQ(object_attr_setsym(x, S("plain"), S("word")), 0);
     EXPECT_EQ(value(x, "plain"), "word");
     EXPECT_EQ(object_deleteattr(x, S("plain")), 0);
-    EXPECT_EQ(value(x, "plain"), "4"); // the class's shows again
+    EXPECT_EQ(value(x, "plain"), "4");              // the class's shows again
     EXPECT_NE(object_deleteattr(x, S("plain")), 0); // and can't be deleted from one object
     atom list[] = {A(5)};
     send(x, "z", 1, list); // an own attribute answers messages too
@@ -291,7 +314,11 @@ TEST_F(attributes, own_ones_come_first_and_names_keep_their_order)
 
 TEST_F(attributes, text_is_parsed_by_the_type)
 {
-    const struct { const char *type; const char *text; const char *value; } rows[] = {
+    const struct {
+        const char *type;
+        const char *text;
+        const char *value;
+    } rows[] = {
         {"long", "1", "1"},
         {"long", " 1 2 3", "1 2 3"},
         {"long", "2.9", "2"},
@@ -415,7 +442,8 @@ TEST_F(attributes, filters_stand_between_the_user_and_the_value)
                         for (long i = 0; i < argc; ++i)
                             atom_setlong(argv + i, std::min<zan_word>(atom_getlong(argv + i), 100));
                         return 0;
-                    }), "filter", argtype_cant, 0);
+                    }),
+                    "filter", argtype_cant, 0);
     const long alive = zan_object_count(S("test_filter"));
     void *attr = attr_offset_new("filtered", S("long"), 0, nullptr, nullptr, offsetof(holder, plain));
     object_addattr(x, attr);
@@ -469,7 +497,10 @@ zan_word foreign_set(void *, foreign *a, long argc, atom *argv)
 TEST_F(attributes, a_foreign_class_serves_through_its_messages)
 {
     zan_class *c = class_new("test_foreign", nullptr, nullptr, sizeof(foreign), nullptr, 0);
-    const struct { const char *name; zan_method fn; } messages[] = {
+    const struct {
+        const char *name;
+        zan_method fn;
+    } messages[] = {
         {"getname", M(+[](foreign *a) { return a->name; })},
         {"gettype", M(+[](foreign *a) { return a->type; })},
         {"getmethod", M(+[](foreign *, symbol *s) { return s == S("get") ? M(foreign_get) : M(foreign_set); })},
@@ -504,7 +535,8 @@ TEST_F(attributes, touching_marks_and_tells)
     class_addmethod(c, M(+[](void *, symbol *, symbol *message, void *, void *data) {
                         if (message == S("attr_modified"))
                             told.push_back(data);
-                    }), "notify", argtype_cant, 0);
+                    }),
+                    "notify", argtype_cant, 0);
     void *listener = object_alloc(c);
     object_attach(S("test"), S("touched"), listener);
     object_register(S("test"), S("touched"), x);
@@ -523,9 +555,12 @@ TEST_F(attributes, touching_marks_and_tells)
 TEST_F(attributes, a_shell_shows_those_of_what_it_holds)
 {
     zan_class *c = class_new("test_shell", nullptr, nullptr, sizeof(holder), nullptr, 0);
-    class_addmethod(c, M(+[](holder *h, symbol *name) { return object_attr_get(h->inner, name); }), "attr_get", argtype_cant, 0);
+    class_addmethod(c, M(+[](holder *h, symbol *name) { return object_attr_get(h->inner, name); }), "attr_get",
+                    argtype_cant, 0);
     class_addmethod(c, M(+[](holder *h, symbol *) { return h->inner; }), "attr_gettarget", argtype_cant, 0);
-    class_addmethod(c, M(+[](holder *h, long *count, symbol ***names) { return object_attr_getnames(h->inner, count, names); }),
+    class_addmethod(c, M(+[](holder *h, long *count, symbol ***names) {
+                        return object_attr_getnames(h->inner, count, names);
+                    }),
                     "attr_getnames", argtype_cant, 0);
     class_addattr(c, attr_offset_new("shell", S("long"), 0, nullptr, nullptr, offsetof(holder, plain)));
     holder *shell = static_cast<holder *>(object_alloc(c));

@@ -3,13 +3,14 @@
 #include "kernel_fixture.h"
 #include <thread>
 
-namespace {
+namespace
+{
 
 struct receiver {
     object header;
-    receiver *next;   // what `decorator` gives
-    long value;       // an attribute
-    double numbers[4]; // an attribute
+    receiver *next;      // what `decorator` gives
+    long value;          // an attribute
+    double numbers[4];   // an attribute
     long locked, hidden; // attributes that can't be set at all; not by users
 };
 
@@ -22,7 +23,10 @@ template <class... T> std::string joined(T... values)
     return text;
 }
 
-void note(std::string text) { seen = std::move(text); }
+void note(std::string text)
+{
+    seen = std::move(text);
+}
 
 zan_word r_gimme(receiver *, symbol *s, long argc, atom *argv)
 {
@@ -41,23 +45,52 @@ zan_word r_giveobject(receiver *, symbol *, long, atom *, atom *rv)
     atom_setobj(rv, object_new_imp(S("nobox"), S("atomarray"), 2, W(list), 0, 0, 0, 0, 0, 0));
     return 0;
 }
-zan_word r_words(receiver *, zan_word a, zan_word b, zan_word c, zan_word d, zan_word e, zan_word f, zan_word g, zan_word h)
+zan_word r_words(receiver *, zan_word a, zan_word b, zan_word c, zan_word d, zan_word e, zan_word f, zan_word g,
+                 zan_word h)
 {
     note(joined(a, b, c, d, e, f, g, h));
     return -1;
 }
-zan_word r_none(receiver *) { note("none"); return 1; }
-zan_word r_long(receiver *, long a) { note(joined(a)); return 1; }
-zan_word r_float(receiver *, double a) { note(joined(a)); return 1; }
-zan_word r_sym(receiver *, symbol *a) { note(a->name); return 1; }
-zan_word r_obj(receiver *, object *a) { note(object_classname(a)->name); return 1; }
-zan_word r_defaults(receiver *, long a, double b, symbol *c) { note(joined(a) + " " + joined(b) + " " + c->name + "."); return 1; }
-zan_word r_mixed(receiver *, long a, double b, long c, double d, symbol *e, double f, long g, double h)
+zan_word r_none(receiver *)
 {
-    note(joined(a) + " " + joined(b) + " " + joined(c) + " " + joined(d) + " " + e->name + " " + joined(f) + " " + joined(g) + " " + joined(h));
+    note("none");
     return 1;
 }
-void *r_decorator(receiver *x, symbol *) { return x->next; }
+zan_word r_long(receiver *, long a)
+{
+    note(joined(a));
+    return 1;
+}
+zan_word r_float(receiver *, double a)
+{
+    note(joined(a));
+    return 1;
+}
+zan_word r_sym(receiver *, symbol *a)
+{
+    note(a->name);
+    return 1;
+}
+zan_word r_obj(receiver *, object *a)
+{
+    note(object_classname(a)->name);
+    return 1;
+}
+zan_word r_defaults(receiver *, long a, double b, symbol *c)
+{
+    note(joined(a) + " " + joined(b) + " " + c->name + ".");
+    return 1;
+}
+zan_word r_mixed(receiver *, long a, double b, long c, double d, symbol *e, double f, long g, double h)
+{
+    note(joined(a) + " " + joined(b) + " " + joined(c) + " " + joined(d) + " " + e->name + " " + joined(f) + " " +
+         joined(g) + " " + joined(h));
+    return 1;
+}
+void *r_decorator(receiver *x, symbol *)
+{
+    return x->next;
+}
 
 zan_class *receiver_class()
 {
@@ -77,23 +110,26 @@ zan_class *receiver_class()
         class_addmethod(made, M(r_sym), "sym", argtype_sym, 0);
         class_addmethod(made, M(r_obj), "obj", argtype_obj, 0);
         class_addmethod(made, M(r_defaults), "defaults", argtype_deflong, argtype_deffloat, argtype_defsym, 0);
-        class_addmethod(made, M(r_mixed), "mixed", argtype_long, argtype_float, argtype_long, argtype_float, argtype_sym,
-                        argtype_float, argtype_long, argtype_float, 0);
+        class_addmethod(made, M(r_mixed), "mixed", argtype_long, argtype_float, argtype_long, argtype_float,
+                        argtype_sym, argtype_float, argtype_long, argtype_float, 0);
         class_addmethod(made, M(r_words), "nine", 1, 1, 1, 1, 1, 1, 1, 1, 1, 0);
         class_addmethod(made, M(r_decorator), "decorator", argtype_cant, 0);
         class_addtypedwrapper(made, M(r_gimmeback), "words", argtype_gimmeback, 0);
         class_addattr(made, attr_offset_new("value", S("long"), 0, nullptr, nullptr, offsetof(receiver, value)));
-        class_addattr(made, attr_offset_array_new("numbers", S("float64"), 4, 0, nullptr, nullptr, 0, offsetof(receiver, numbers)));
+        class_addattr(made, attr_offset_array_new("numbers", S("float64"), 4, 0, nullptr, nullptr, 0,
+                                                  offsetof(receiver, numbers)));
         class_addattr(made, attr_offset_new("locked", S("long"), 2, nullptr, nullptr, offsetof(receiver, locked)));
-        class_addattr(made, attr_offset_new("hidden", S("long"), 0x300, nullptr, nullptr, offsetof(receiver, hidden)));
+        class_addattr(made,
+                      attr_offset_new("hidden", S("long"), 0x300, nullptr, nullptr, offsetof(receiver, hidden)));
         class_register(S("test"), made);
         return made;
     }();
     return c;
 }
 
-class dispatch : public testing::Test {
-protected:
+class dispatch : public testing::Test
+{
+  protected:
     receiver *x = static_cast<receiver *>(object_alloc(receiver_class()));
     report_catcher reports;
     void SetUp() override { seen.clear(); }
@@ -117,7 +153,13 @@ TEST_F(dispatch, words_pass_untouched_whatever_the_tags)
 
 TEST_F(dispatch, atoms_are_converted_by_the_tags)
 {
-    const struct { const char *message; std::vector<atom> atoms; zan_word answer; const char *seen; const char *rv; } rows[] = {
+    const struct {
+        const char *message;
+        std::vector<atom> atoms;
+        zan_word answer;
+        const char *seen;
+        const char *rv;
+    } rows[] = {
         {"gimme", {A(1), A(2.5), A("w")}, 43, "gimme(1 2.500000f w)", "nothing"},
         {"gimme", {}, 40, "gimme()", "nothing"},
         {"gimmeback", {A("w")}, 7, "gimmeback(w)", "0.250000f"},
@@ -136,7 +178,11 @@ TEST_F(dispatch, atoms_are_converted_by_the_tags)
         {"defaults", {}, 1, "0 0.000000 .", "nothing"},
         {"defaults", {A(4)}, 1, "4 0.000000 .", "nothing"},
         {"defaults", {A(4), A(5), A("six")}, 1, "4 5.000000 six.", "nothing"},
-        {"mixed", {A(1), A(2.5), A(3), A(4.5), A("e"), A(6), A(7.5), A(8.5)}, 1, "1 2.500000 3 4.500000 e 6.000000 7 8.500000", "nothing"},
+        {"mixed",
+         {A(1), A(2.5), A(3), A(4.5), A("e"), A(6), A(7.5), A(8.5)},
+         1,
+         "1 2.500000 3 4.500000 e 6.000000 7 8.500000",
+         "nothing"},
         {"value", {A(17)}, 0, "", "nothing"},
         {"getvalue", {}, 0, "", "17"},
         {"numbers", {A(1), A(2)}, 0, "", "nothing"},
@@ -148,7 +194,9 @@ TEST_F(dispatch, atoms_are_converted_by_the_tags)
         SCOPED_TRACE(row.message);
         seen.clear();
         atom rv = A("before");
-        EXPECT_EQ(object_method_typed(x, S(row.message), static_cast<long>(row.atoms.size()), row.atoms.data(), &rv), row.answer);
+        EXPECT_EQ(
+            object_method_typed(x, S(row.message), static_cast<long>(row.atoms.size()), row.atoms.data(), &rv),
+            row.answer);
         EXPECT_EQ(seen, row.seen);
         EXPECT_EQ(text_of(rv), row.rv);
         if (rv.type == argtype_obj) {
@@ -159,7 +207,9 @@ TEST_F(dispatch, atoms_are_converted_by_the_tags)
             object_free(atom_getobj(&rv));
         }
         seen.clear();
-        EXPECT_EQ(object_method_typed(x, S(row.message), static_cast<long>(row.atoms.size()), row.atoms.data(), nullptr), row.answer);
+        EXPECT_EQ(
+            object_method_typed(x, S(row.message), static_cast<long>(row.atoms.size()), row.atoms.data(), nullptr),
+            row.answer);
         EXPECT_EQ(seen, row.seen); // the same without a place for the answer
         if (row.atoms.size() == 1 && row.atoms[0].type == argtype_obj)
             object_free(row.atoms[0].value.as_obj);
@@ -181,7 +231,11 @@ TEST_F(dispatch, an_answer_that_no_one_takes_is_freed)
 
 TEST_F(dispatch, what_does_not_fit_is_one_error_that_names_it)
 {
-    const struct { const char *message; std::vector<atom> atoms; const char *says; } rows[] = {
+    const struct {
+        const char *message;
+        std::vector<atom> atoms;
+        const char *says;
+    } rows[] = {
         {"long", {}, "test_receiver: long: argument 1: expected an integer, found nothing"},
         {"long", {A("a")}, "test_receiver: long: argument 1: expected an integer, found a symbol"},
         {"float", {A("a")}, "test_receiver: float: argument 1: expected a number, found a symbol"},
@@ -189,12 +243,16 @@ TEST_F(dispatch, what_does_not_fit_is_one_error_that_names_it)
         {"obj", {A(1.5)}, "test_receiver: obj: argument 1: expected an object, found a number"},
         {"defaults", {A(1), A("b")}, "test_receiver: defaults: argument 2: expected a number, found a symbol"},
         {"mixed", {A(1), A(2.5), A(3)}, "test_receiver: mixed: argument 4: expected a number, found nothing"},
-        {"nine", {A(1), A(1), A(1), A(1), A(1), A(1), A(1), A(1), A(1)}, "test_receiver: nine: takes more than 8 arguments"},
+        {"nine",
+         {A(1), A(1), A(1), A(1), A(1), A(1), A(1), A(1), A(1)},
+         "test_receiver: nine: takes more than 8 arguments"},
         {"decorator", {}, "test_receiver: decorator: is private"},
     };
     for (auto row : rows) {
         SCOPED_TRACE(row.message);
-        EXPECT_EQ(object_method_typed(x, S(row.message), static_cast<long>(row.atoms.size()), row.atoms.data(), nullptr), zan_err_generic);
+        EXPECT_EQ(
+            object_method_typed(x, S(row.message), static_cast<long>(row.atoms.size()), row.atoms.data(), nullptr),
+            zan_err_generic);
         EXPECT_NE(reports.one_error().find(row.says), std::string::npos) << row.says;
         EXPECT_EQ(seen, "");
     }
@@ -212,7 +270,10 @@ TEST_F(dispatch, a_patcher_reaches_what_is_public)
     EXPECT_EQ(typedmess(x, S("int"), 1, &three), 1); // taken by `float`
     EXPECT_EQ(seen, "3.000000");
     EXPECT_TRUE(reports.take().empty());
-    const struct { const char *message; const char *says; } refused[] = {
+    const struct {
+        const char *message;
+        const char *says;
+    } refused[] = {
         {"words", "doesn't understand \"words\""}, // private: the wrapper is for languages
         {"gimmy", "doesn't understand \"gimmy\": did you mean \"gimme\"?"},
         {"number", "did you mean \"numbers\"?"},
@@ -250,9 +311,11 @@ TEST_F(dispatch, attributes_answer_their_names_with_words)
 TEST_F(dispatch, unknown_messages_go_to_what_is_decorated)
 {
     zan_class *inner_class = class_new("test_inner", nullptr, nullptr, sizeof(receiver), nullptr, 0);
-    class_addmethod(inner_class, M(+[](receiver *r, zan_word w) -> zan_word { return r->value + w; }), "inner", argtype_cant, 0);
+    class_addmethod(inner_class, M(+[](receiver *r, zan_word w) -> zan_word { return r->value + w; }), "inner",
+                    argtype_cant, 0);
     class_addmethod(inner_class, M(r_gimmeback), "back", argtype_gimmeback, 0);
-    class_addattr(inner_class, attr_offset_new("depth", S("long"), 0, nullptr, nullptr, offsetof(receiver, value)));
+    class_addattr(inner_class,
+                  attr_offset_new("depth", S("long"), 0, nullptr, nullptr, offsetof(receiver, value)));
     receiver *middle = static_cast<receiver *>(object_alloc(receiver_class()));
     receiver *inner = static_cast<receiver *>(object_alloc(inner_class));
     x->next = middle;
@@ -318,13 +381,17 @@ TEST_F(dispatch, a_symbol_or_a_found_entry_serve_as_well)
 TEST_F(dispatch, deferring_tags_run_on_the_main_thread)
 {
     static std::thread::id ran;
-    for (const auto &[name, tag] : {std::pair{"d", argtype_defer}, {"u", argtype_usurp}, {"dl", argtype_defer_low}, {"ul", argtype_usurp_low}}) {
+    for (const auto &[name, tag] : {std::pair{"d", argtype_defer},
+                                    {"u", argtype_usurp},
+                                    {"dl", argtype_defer_low},
+                                    {"ul", argtype_usurp_low}}) {
         SCOPED_TRACE(name);
         object_addmethod(x, M(+[](void *, symbol *s, long argc, atom *argv) -> zan_word {
                              ran = std::this_thread::get_id();
                              note(s->name + (":" + text_of(argc, argv)));
                              return 9;
-                         }), name, tag, 0);
+                         }),
+                         name, tag, 0);
         atom three = A(3);
         ran = {};
         EXPECT_EQ(object_method_typed(x, S(name), 1, &three, nullptr), 9); // at once here

@@ -5,9 +5,13 @@
 #include <random>
 #include <thread>
 
-namespace {
+namespace
+{
 
-symbol *numbered(long n) { return S(("key" + std::to_string(n)).c_str()); }
+symbol *numbered(long n)
+{
+    return S(("key" + std::to_string(n)).c_str());
+}
 
 TEST(hashtab, a_miss_leaves_the_word_alone)
 {
@@ -31,7 +35,9 @@ TEST(hashtab, null_and_foreign_arguments_are_answered_with_a_code)
         EXPECT_NE(hashtab_store(t, S("a"), &dead), 0);
         EXPECT_NE(hashtab_lookup(t, S("a"), &value), 0);
         EXPECT_NE(hashtab_chuckkey(t, S("a")), 0);
-        EXPECT_NE(hashtab_funall(t, [](zan_hashtab_entry *, void *) {}, nullptr), 0);
+        EXPECT_NE(hashtab_funall(
+                      t, [](zan_hashtab_entry *, void *) {}, nullptr),
+                  0);
         EXPECT_EQ(hashtab_getsize(t), 0);
         long count = 5;
         symbol **keys = reinterpret_cast<symbol **>(&dead);
@@ -115,8 +121,11 @@ TEST(hashtab, a_run_survives_storing_and_chucking)
 
 TEST(hashtab, frees_its_values_unless_readonly_or_chucked)
 {
-    const struct { const char *name; bool readonly, chuck; long left; } rows[] = {
-        {"freed", false, false, 0}, {"readonly", true, false, 3}, {"chucked", false, true, 3}};
+    const struct {
+        const char *name;
+        bool readonly, chuck;
+        long left;
+    } rows[] = {{"freed", false, false, 0}, {"readonly", true, false, 3}, {"chucked", false, true, 3}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
         void *t = hashtab_new(0), *values[3];

@@ -4,10 +4,19 @@
 #include <initializer_list>
 #include <scratch.h>
 
-inline symbol *S(const char *text) { return gensym(text); }
+inline symbol *S(const char *text)
+{
+    return gensym(text);
+}
 
-template <class T> zan_word W(T *p) { return reinterpret_cast<zan_word>(p); }
-inline zan_word W(long value) { return value; }
+template <class T> zan_word W(T *p)
+{
+    return reinterpret_cast<zan_word>(p);
+}
+inline zan_word W(long value)
+{
+    return value;
+}
 
 template <class... Words> zan_word send(void *x, const char *message, Words... words)
 {
@@ -15,7 +24,10 @@ template <class... Words> zan_word send(void *x, const char *message, Words... w
     return object_method_imp(x, gensym(message), w[0], w[1], w[2], w[3], w[4], w[5], w[6], w[7]);
 }
 
-template <class F> zan_method M(F *fn) { return reinterpret_cast<zan_method>(fn); }
+template <class F> zan_method M(F *fn)
+{
+    return reinterpret_cast<zan_method>(fn);
+}
 
 inline atom A(long value)
 {
@@ -23,7 +35,10 @@ inline atom A(long value)
     atom_setlong(&a, value);
     return a;
 }
-inline atom A(int value) { return A(static_cast<long>(value)); }
+inline atom A(int value)
+{
+    return A(static_cast<long>(value));
+}
 inline atom A(double value)
 {
     atom a{};

@@ -3,7 +3,8 @@
 #include "kernel_fixture.h"
 #include <cstring>
 
-namespace {
+namespace
+{
 
 struct thing {
     object header;
@@ -15,13 +16,20 @@ struct thing {
 long freed;
 
 void *thing_new(zan_word a, zan_word b);
-void thing_free(thing *) { ++freed; }
-long thing_sum(thing *x) { return x->a + x->b; }
+void thing_free(thing *)
+{
+    ++freed;
+}
+long thing_sum(thing *x)
+{
+    return x->a + x->b;
+}
 
 zan_class *thing_class()
 {
     static zan_class *c = [] {
-        zan_class *made = class_new("test_thing", M(thing_new), M(thing_free), sizeof(thing), nullptr, argtype_cant, 0);
+        zan_class *made =
+            class_new("test_thing", M(thing_new), M(thing_free), sizeof(thing), nullptr, argtype_cant, 0);
         class_addmethod(made, M(thing_sum), "sum", argtype_cant, 0);
         class_obexoffset_set(made, offsetof(thing, obex));
         class_register(S("test"), made);
@@ -249,7 +257,8 @@ TEST(objects, a_dead_object_answers_nothing)
 
 TEST(objects, a_free_function_that_frees_its_object_again_does_no_harm)
 {
-    zan_class *c = class_new("test_again", nullptr, M(+[](void *x) { object_free(x); }), sizeof(object), nullptr, 0);
+    zan_class *c =
+        class_new("test_again", nullptr, M(+[](void *x) { object_free(x); }), sizeof(object), nullptr, 0);
     EXPECT_EQ(object_free(object_alloc(c)), 0);
     EXPECT_EQ(zan_object_count(S("test_again")), 0);
     class_free(c);
@@ -284,28 +293,41 @@ TEST(objects, constructors_get_what_their_tags_say)
     atom list[] = {A(7), A(2.5), A("word")};
     report_catcher reports;
 
-    define("test_gimme", M(+[](symbol *s, long argc, atom *argv) { return made(std::string(s->name) + ": " + text_of(argc, argv)); }), argtype_gimme);
+    define("test_gimme", M(+[](symbol *s, long argc, atom *argv) {
+               return made(std::string(s->name) + ": " + text_of(argc, argv));
+           }),
+           argtype_gimme);
     object_free(object_new_typed(S("test"), S("test_gimme"), 3, list));
     EXPECT_EQ(seen, "test_gimme: 7 2.500000f word");
     object_free(object_new_imp(S("test"), S("test_gimme"), 2, W(list), 0, 0, 0, 0, 0, 0));
     EXPECT_EQ(seen, "test_gimme: 7 2.500000f");
     class_free(c);
 
-    define("test_typed", M(+[](long n, double d, symbol *s, long missing) { return made(std::to_string(n) + " " + std::to_string(d) + " " + s->name + " " + std::to_string(missing)); }),
+    define("test_typed", M(+[](long n, double d, symbol *s, long missing) {
+               return made(std::to_string(n) + " " + std::to_string(d) + " " + s->name + " " +
+                           std::to_string(missing));
+           }),
            argtype_long, argtype_float, argtype_sym, argtype_deflong);
     object_free(object_new_typed(S("test"), S("test_typed"), 3, list));
     EXPECT_EQ(seen, "7 2.500000 word 0");
     EXPECT_EQ(object_new_typed(S("test"), S("test_typed"), 2, list), nullptr);
-    EXPECT_NE(reports.one_error().find("test_typed: argument 3: expected a symbol, found nothing"), std::string::npos);
+    EXPECT_NE(reports.one_error().find("test_typed: argument 3: expected a symbol, found nothing"),
+              std::string::npos);
     class_free(c);
 
-    define("test_words", M(+[](zan_word a, zan_word b, zan_word d, zan_word e, zan_word f, zan_word g, zan_word h, zan_word i) { return made(std::to_string(a * 10000000 + b * 1000000 + d * 100000 + e * 10000 + f * 1000 + g * 100 + h * 10 + i)); }),
+    define("test_words",
+           M(+[](zan_word a, zan_word b, zan_word d, zan_word e, zan_word f, zan_word g, zan_word h, zan_word i) {
+               return made(std::to_string(a * 10000000 + b * 1000000 + d * 100000 + e * 10000 + f * 1000 +
+                                          g * 100 + h * 10 + i));
+           }),
            argtype_cant);
     object_free(object_new_imp(S("test"), S("test_words"), 1, 2, 3, 4, 5, 6, 7, 8));
     EXPECT_EQ(seen, "12345678");
     EXPECT_EQ(object_new_typed(S("test"), S("test_words"), 1, list), nullptr);
     EXPECT_NE(reports.one_error().find("test_words"), std::string::npos);
-    class_addtypedwrapper(c, M(+[](symbol *s, long argc, atom *argv) { return made("wrapped " + text_of(argc, argv)); }), "new", argtype_gimme, 0);
+    class_addtypedwrapper(
+        c, M(+[](symbol *s, long argc, atom *argv) { return made("wrapped " + text_of(argc, argv)); }), "new",
+        argtype_gimme, 0);
     object_free(object_new_typed(S("test"), S("test_words"), 1, list));
     EXPECT_EQ(seen, "wrapped 7");
     class_free(c);
@@ -316,8 +338,11 @@ TEST(objects, constructors_get_what_their_tags_say)
 
 TEST(objects, the_obex_owns_what_it_is_not_told_to_borrow)
 {
-    const struct { const char *key; long flags; bool owned; } rows[] = {
-        {"mine", 0, true}, {"borrowed", 1, false}, {"#B", 0, false}, {"zanwrapper", 0, false}};
+    const struct {
+        const char *key;
+        long flags;
+        bool owned;
+    } rows[] = {{"mine", 0, true}, {"borrowed", 1, false}, {"#B", 0, false}, {"zanwrapper", 0, false}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.key);
         thing *x = make_thing(), *inner = make_thing();
@@ -357,7 +382,7 @@ TEST(objects, a_clone_is_another_instance_with_the_same_bytes)
     EXPECT_STREQ(copy->text, "bytes");
     EXPECT_EQ(copy->header.magic, ZAN_OBJECT_MAGIC);
     void *value = nullptr;
-    EXPECT_NE(object_obex_lookup(copy, S("k"), &value), 0); // not its obex
+    EXPECT_NE(object_obex_lookup(copy, S("k"), &value), 0);          // not its obex
     EXPECT_EQ(object_attr_getsym(copy, S("label")), S("two words")); // but its own attributes
     EXPECT_NE(object_attr_get(copy, S("label")), object_attr_get(x, S("label")));
     object_free(x);

@@ -3,7 +3,8 @@
 #include <functional>
 #include <thread>
 
-namespace {
+namespace
+{
 
 struct party {
     object header;
@@ -23,8 +24,9 @@ zan_class *party_class(const char *name)
     return c;
 }
 
-class registry : public testing::Test {
-protected:
+class registry : public testing::Test
+{
+  protected:
     static inline zan_class *kind = nullptr, *other_kind = nullptr;
     symbol *space = S("test_space");
     std::vector<std::string> log;
@@ -182,7 +184,17 @@ TEST_F(registry, the_notice_carries_sender_and_data)
 // any place.
 TEST_F(registry, a_notification_survives_what_its_clients_do)
 {
-    enum act { detach_self, free_self, detach_others, free_others, free_sender, unregister_sender, attach_new, notify_again, acts };
+    enum act {
+        detach_self,
+        free_self,
+        detach_others,
+        free_others,
+        free_sender,
+        unregister_sender,
+        attach_new,
+        notify_again,
+        acts
+    };
     for (int what = 0; what < acts; ++what)
         for (size_t who : {0, 1, 3}) {
             SCOPED_TRACE("act " + std::to_string(what) + " at " + std::to_string(who));
@@ -208,7 +220,10 @@ TEST_F(registry, a_notification_survives_what_its_clients_do)
                 acted = true;
                 switch (what) {
                 case detach_self: object_detach(space, n, self); break;
-                case free_self: object_free(self); clients[who] = nullptr; break;
+                case free_self:
+                    object_free(self);
+                    clients[who] = nullptr;
+                    break;
                 case detach_others:
                     for (party *c : clients)
                         if (c != self)
@@ -221,17 +236,28 @@ TEST_F(registry, a_notification_survives_what_its_clients_do)
                             c = nullptr;
                         }
                     break;
-                case free_sender: object_free(x); x = nullptr; break;
+                case free_sender:
+                    object_free(x);
+                    x = nullptr;
+                    break;
                 case unregister_sender: object_unregister(x); break;
-                case attach_new: added = make(); object_attach(space, n, added); break;
+                case attach_new:
+                    added = make();
+                    object_attach(space, n, added);
+                    break;
                 case notify_again: object_notify(x, S("m"), nullptr); break;
                 }
             };
             object_notify(x, S("m"), nullptr);
             std::vector<size_t> expected;
             switch (what) {
-            case detach_self: case free_self: case unregister_sender: case attach_new: expected = {0, 1, 2, 3}; break;
-            case detach_others: case free_others: case free_sender:
+            case detach_self:
+            case free_self:
+            case unregister_sender:
+            case attach_new: expected = {0, 1, 2, 3}; break;
+            case detach_others:
+            case free_others:
+            case free_sender:
                 for (size_t i = 0; i <= who; ++i)
                     expected.push_back(i);
                 break;
@@ -265,7 +291,7 @@ TEST_F(registry, a_client_of_a_dying_object_finds_it_and_may_put_another_in_its_
             return;
         EXPECT_EQ(object_findregistered(space, name), sender); // whole, and still there
         EXPECT_EQ(static_cast<object *>(sender)->magic, ZAN_OBJECT_MAGIC);
-        EXPECT_NE(object_free(sender), 1);                     // freed once only
+        EXPECT_NE(object_free(sender), 1); // freed once only
         next = make("next");
         EXPECT_EQ(object_register(space, name, next), next);
     };

@@ -5,11 +5,13 @@
 #include <set>
 #include <thread>
 
-namespace {
+namespace
+{
 
 TEST(symbols, same_text_is_the_same_pointer)
 {
-    for (const char *text : {"", "a", "1234567", "12345678", "123456789", "a b", "\xc3\xa9t\xc3\xa9", "012345678901234567890123456789"}) {
+    for (const char *text : {"", "a", "1234567", "12345678", "123456789", "a b", "\xc3\xa9t\xc3\xa9",
+                             "012345678901234567890123456789"}) {
         symbol *s = gensym(text);
         EXPECT_STREQ(s->name, text);
         EXPECT_EQ(gensym(std::string(text).c_str()), s);
@@ -78,7 +80,12 @@ TEST(symbols, are_sorted_by_their_bytes)
 TEST(atoms, convert_numbers_into_each_other_and_nothing_else)
 {
     const double infinity = std::numeric_limits<double>::infinity();
-    const struct { atom a; zan_word as_long; double as_float; long as_char; } rows[] = {
+    const struct {
+        atom a;
+        zan_word as_long;
+        double as_float;
+        long as_char;
+    } rows[] = {
         {A(0), 0, 0, 0},
         {A(-7), -7, -7, 0},
         {A(300), 300, 300, 255},
@@ -114,7 +121,10 @@ TEST(atoms, convert_numbers_into_each_other_and_nothing_else)
 TEST(atoms, an_argument_out_of_reach_leaves_the_destination_alone)
 {
     const atom list[] = {A(3), A(2.5), A("word")};
-    const struct { long index, argc; bool stored; } rows[] = {{0, 3, true}, {1, 3, true}, {3, 3, false}, {-1, 3, false}, {0, 0, false}, {1, 1, false}};
+    const struct {
+        long index, argc;
+        bool stored;
+    } rows[] = {{0, 3, true}, {1, 3, true}, {3, 3, false}, {-1, 3, false}, {0, 0, false}, {1, 1, false}};
     for (const auto &row : rows) {
         zan_word as_long = 77;
         float as_float = 77;
