@@ -122,10 +122,9 @@ void convert(const convert_options &o)
     matrix to(wanted);
     vok_matrix_conv_info conv = conversion(picture && wanted.planecount == 3, o.interp);
     send(to.get(), "frommatrix", from.cells.get(), &conv);
-    // Interpolation weighs in steps of 1/256, which takes a little of full alpha: an
-    // opaque picture stays opaque.
-    if (picture && o.interp && wanted.planecount == 4 && wanted.type == gensym("char") &&
-        ranges_of(from.cells)[0].low == 255)
+    // Interpolation weighs in steps of 1/256, which takes a little of full alpha: what
+    // is opaque stays opaque.
+    if (o.interp && wanted.planecount == 4 && wanted.type == gensym("char") && ranges_of(from.cells)[0].low == 255)
         make_opaque(to);
     save(to, o.out);
 }
