@@ -51,12 +51,12 @@ element element_of(const symbol *type)
 template <class T> T load(const void *p)
 {
     T value;
-    std::memcpy(&value, p, sizeof value);
+    std::memcpy(&value, p, sizeof value); // NOLINT(bugprone-sizeof-expression): T may be a pointer
     return value;
 }
 template <class T> void store(void *p, T value)
 {
-    std::memcpy(p, &value, sizeof value);
+    std::memcpy(p, &value, sizeof value); // NOLINT(bugprone-sizeof-expression): T may be a pointer
 }
 
 void read_element(element el, const void *p, atom *a)

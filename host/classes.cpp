@@ -4,6 +4,7 @@
 // objects made earlier see what is added later.
 #include "kernel.h"
 #include <cstdarg>
+#include <cstdio>
 #include <new>
 #include <sys/mman.h>
 
@@ -450,8 +451,7 @@ long class_addattr(zan_class *c, void *attr)
     char *text = needed <= sizeof stack ? stack : static_cast<char *>(std::malloc(needed));
     if (!text)
         return zan_err_out_of_mem;
-    std::memcpy(text, "get", 3);
-    std::memcpy(text + 3, name->name, needed - 3);
+    std::snprintf(text, needed, "get%s", name->name);
     symbol *getname = gensym(text);
     if (text != stack)
         std::free(text);

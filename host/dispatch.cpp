@@ -164,7 +164,7 @@ bool call_converted(void *who, const char *what, zan_method fn, const signed cha
     for (long i = 0; i < leads; ++i)
         values[i].word = lead[i];
     for (long i = 0; i < 15 && types[i]; ++i, ++n) {
-        const int tag = types[i];
+        const auto tag = static_cast<unsigned char>(types[i]);
         if (i == most_arguments) {
             object_error(who, "%s: %s: takes more than %ld arguments: it can't be called", class_name, what,
                          most_arguments);
@@ -209,6 +209,8 @@ bool call_converted(void *who, const char *what, zan_method fn, const signed cha
         answer = as<word8_method>(fn)(reinterpret_cast<void *>(values[0].word), values[1].word, values[2].word,
                                       values[3].word, values[4].word, values[5].word, values[6].word,
                                       values[7].word, values[8].word);
+    } else if (n == 2 && leads == 1) { // the message of a number: common enough to go straight
+        answer = as<zan_word (*)(void *, double)>(fn)(reinterpret_cast<void *>(values[0].word), values[1].number);
     } else {
         ffi_type *kinds[1 + most_arguments];
         void *places[1 + most_arguments];
@@ -268,7 +270,7 @@ zan_word object_method_typedfun(void *x, zan_messlist *entry, symbol *selector, 
         argc = 0;
     if (!selector)
         selector = entry->name;
-    const int tag = entry->types[0];
+    const auto tag = static_cast<unsigned char>(entry->types[0]);
     switch (tag) {
     case argtype_gimme: return as<zan_word (*)(void *, symbol *, long, atom *)>(fn)(o, selector, argc, argv);
     case argtype_gimmeback: {

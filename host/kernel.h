@@ -25,7 +25,7 @@ template <class T> class pod_array
     {
         if (size_ == capacity_) {
             const size_t wanted = capacity_ ? capacity_ * 2 : 4;
-            T *grown = static_cast<T *>(std::realloc(static_cast<void *>(data_), wanted * sizeof(T)));
+            T *grown = static_cast<T *>(std::realloc(static_cast<void *>(data_), wanted * stride));
             if (!grown)
                 return false;
             data_ = grown;
@@ -36,7 +36,7 @@ template <class T> class pod_array
     }
     void erase(size_t index)
     {
-        std::memmove(static_cast<void *>(data_ + index), data_ + index + 1, (size_ - index - 1) * sizeof(T));
+        std::memmove(static_cast<void *>(data_ + index), data_ + index + 1, (size_ - index - 1) * stride);
         --size_;
     }
     void release()

@@ -4,6 +4,7 @@
 // and running notifications are under one lock, which is never held while a client
 // is called.
 #include "symbols.h"
+#include <algorithm>
 #include <new>
 #include <zan/host.h>
 
@@ -335,9 +336,10 @@ long object_notify(void *x, symbol *message, void *data)
             const std::lock_guard hold(registry_lock);
             if (!self.alive)
                 break;
-            for (client &c : e->clients)
-                if (c.id == ids[i])
-                    who = c.who;
+            // Who leaves moves the later ones forward, never back.
+            for (size_t k = std::min(i + 1, e->clients.size()); k > 0 && !who; --k)
+                if (e->clients[k - 1].id == ids[i])
+                    who = e->clients[k - 1].who;
         }
         if (who)
             object_method_imp(who, ks().notify, reinterpret_cast<zan_word>(name),
