@@ -15,6 +15,8 @@ namespace zan
 // A growing array of plain values that reports a lack of memory instead of throwing.
 template <class T> class pod_array
 {
+    static constexpr size_t stride = sizeof(T); // NOLINT(bugprone-sizeof-expression): T may be a pointer
+
   public:
     pod_array() = default;
     pod_array(const pod_array &) = delete;
