@@ -8,7 +8,8 @@
 
 #include "kernel/class_table.h"
 
-namespace vok {
+namespace vok
+{
 
 struct element_type {
     symbol *const *type;

@@ -9,9 +9,11 @@
 #include "kernel/class_table.h"
 #include "kernel/message.h"
 
-namespace vok {
+namespace vok
+{
 
-namespace {
+namespace
+{
 
 zan_method resolve(function f)
 {
@@ -60,8 +62,10 @@ void add_attributes(zan_class *c, std::span<const attribute> attributes)
             symbol *type;
             const char *text;
         } facts[] = {
-            {"label", _vok_sym_symbol, row.label},       {"style", _vok_sym_symbol, row.style},
-            {"enumvals", _vok_sym_atom, row.enumvals},   {"category", _vok_sym_symbol, row.category},
+            {"label", _vok_sym_symbol, row.label},
+            {"style", _vok_sym_symbol, row.style},
+            {"enumvals", _vok_sym_atom, row.enumvals},
+            {"category", _vok_sym_symbol, row.category},
             {"basic", _vok_sym_long, row.basic ? "1" : nullptr},
             {"invisible", _vok_sym_long, row.invisible ? "1" : nullptr},
         };
@@ -87,7 +91,8 @@ void mark_method(zan_class *c, const char *name, const char *what)
         object_addattr_parse(method_object, what, _vok_sym_long, 0, "1");
 }
 
-zan_class *add_class(const class_row &row, std::span<const message> messages, std::span<const attribute> attributes)
+zan_class *add_class(const class_row &row, std::span<const message> messages,
+                     std::span<const attribute> attributes)
 {
     zan_class *c = vok_class_new(row.name, resolve(row.new_fn), resolve(row.free_fn), row.size, argtype_cant, 0);
     if (!c) {

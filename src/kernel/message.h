@@ -5,7 +5,8 @@
 
 #include <zan/objects.h>
 
-namespace vok {
+namespace vok
+{
 
 template <typename T> zan_word word(T value)
 {

@@ -24,7 +24,8 @@ vok_mess _vok_mess_nonmethod;
 vok_mess _vok_mess_freemethod;
 zan_class *_vok_class_class;
 
-namespace {
+namespace
+{
 
 vok_err start_numerics(void)
 {
@@ -43,8 +44,8 @@ vok_err fill_message_records(void)
 
 vok_err make_class_of_classes(void)
 {
-    _vok_class_class = vok_class_new("vok_class", reinterpret_cast<zan_method>(vok_class_new), vok::method(vok_class_free),
-                                     sizeof(object), argtype_cant, 0);
+    _vok_class_class = vok_class_new("vok_class", reinterpret_cast<zan_method>(vok_class_new),
+                                     vok::method(vok_class_free), sizeof(object), argtype_cant, 0);
     if (!_vok_class_class)
         object_post(nullptr, "couldn't allocate memory for class vok_class");
     return VOK_ERR_NONE;

@@ -13,7 +13,8 @@
 #include "kernel/atoms.h"
 #include "kernel/message.h"
 
-namespace {
+namespace
+{
 
 constexpr long most_values = 256; // of an array that goes by message
 
@@ -112,49 +113,47 @@ vok_err touched(void *x, symbol *name, vok_err result)
 
 } // namespace
 
-#define VALUE_CALLS(tail, T)                                                                  \
-    T vok_attr_get##tail##_old(void *x, symbol *name)                                         \
-    {                                                                                         \
-        return get_old<as_##tail, T>(x, name);                                                \
-    }                                                                                         \
-    T vok_attr_get##tail(void *x, symbol *name)                                               \
-    {                                                                                         \
-        return has_attribute(x, name) ? object_attr_get##tail(x, name)                        \
-                                      : vok_attr_get##tail##_old(x, name);                    \
-    }                                                                                         \
-    vok_err vok_attr_set##tail##_old(void *x, symbol *name, T value)                          \
-    {                                                                                         \
-        return set_old<as_##tail, T>(x, name, value);                                         \
-    }                                                                                         \
-    vok_err vok_attr_set##tail(void *x, symbol *name, T value)                                \
-    {                                                                                         \
-        return touched(x, name,                                                               \
-                       has_attribute(x, name)                                                 \
-                           ? vok_err_from_zan_err(object_attr_set##tail(x, name, value))      \
-                           : vok_attr_set##tail##_old(x, name, value));                       \
+#define VALUE_CALLS(tail, T)                                                                                      \
+    T vok_attr_get##tail##_old(void *x, symbol *name)                                                             \
+    {                                                                                                             \
+        return get_old<as_##tail, T>(x, name);                                                                    \
+    }                                                                                                             \
+    T vok_attr_get##tail(void *x, symbol *name)                                                                   \
+    {                                                                                                             \
+        return has_attribute(x, name) ? object_attr_get##tail(x, name) : vok_attr_get##tail##_old(x, name);       \
+    }                                                                                                             \
+    vok_err vok_attr_set##tail##_old(void *x, symbol *name, T value)                                              \
+    {                                                                                                             \
+        return set_old<as_##tail, T>(x, name, value);                                                             \
+    }                                                                                                             \
+    vok_err vok_attr_set##tail(void *x, symbol *name, T value)                                                    \
+    {                                                                                                             \
+        return touched(x, name,                                                                                   \
+                       has_attribute(x, name) ? vok_err_from_zan_err(object_attr_set##tail(x, name, value))       \
+                                              : vok_attr_set##tail##_old(x, name, value));                        \
     }
 VOK_ATTR_VALUE_TYPES(VALUE_CALLS)
 
-#define ARRAY_CALLS(tail, T)                                                                          \
-    long vok_attr_get##tail##_array_old(void *x, symbol *name, long max, T *values)                   \
-    {                                                                                                 \
-        return get_array_old<as_##tail, T>(x, name, max, values);                                     \
-    }                                                                                                 \
-    long vok_attr_get##tail##_array(void *x, symbol *name, long max, T *values)                       \
-    {                                                                                                 \
-        return has_attribute(x, name) ? object_attr_get##tail##_array(x, name, max, values)           \
-                                      : vok_attr_get##tail##_array_old(x, name, max, values);         \
-    }                                                                                                 \
-    vok_err vok_attr_set##tail##_array_old(void *x, symbol *name, long count, T const *values)        \
-    {                                                                                                 \
-        return set_array_old<as_##tail, T>(x, name, count, values);                                   \
-    }                                                                                                 \
-    vok_err vok_attr_set##tail##_array(void *x, symbol *name, long count, T const *values)            \
-    {                                                                                                 \
-        return touched(x, name,                                                                       \
-                       has_attribute(x, name)                                                         \
-                           ? vok_err_from_zan_err(object_attr_set##tail##_array(x, name, count, values)) \
-                           : vok_attr_set##tail##_array_old(x, name, count, values));                 \
+#define ARRAY_CALLS(tail, T)                                                                                      \
+    long vok_attr_get##tail##_array_old(void *x, symbol *name, long max, T *values)                               \
+    {                                                                                                             \
+        return get_array_old<as_##tail, T>(x, name, max, values);                                                 \
+    }                                                                                                             \
+    long vok_attr_get##tail##_array(void *x, symbol *name, long max, T *values)                                   \
+    {                                                                                                             \
+        return has_attribute(x, name) ? object_attr_get##tail##_array(x, name, max, values)                       \
+                                      : vok_attr_get##tail##_array_old(x, name, max, values);                     \
+    }                                                                                                             \
+    vok_err vok_attr_set##tail##_array_old(void *x, symbol *name, long count, T const *values)                    \
+    {                                                                                                             \
+        return set_array_old<as_##tail, T>(x, name, count, values);                                               \
+    }                                                                                                             \
+    vok_err vok_attr_set##tail##_array(void *x, symbol *name, long count, T const *values)                        \
+    {                                                                                                             \
+        return touched(x, name,                                                                                   \
+                       has_attribute(x, name)                                                                     \
+                           ? vok_err_from_zan_err(object_attr_set##tail##_array(x, name, count, values))          \
+                           : vok_attr_set##tail##_array_old(x, name, count, values));                             \
     }
 VOK_ATTR_ARRAY_TYPES(ARRAY_CALLS)
 
@@ -218,23 +217,24 @@ vok_err vok_attr_cleanall(void *x)
 
 // ---- atoms ----
 
-#define FORWARD(R, tail, parameters, arguments) \
-    R vok_##tail parameters                     \
-    {                                           \
-        return tail arguments;                  \
+#define FORWARD(R, tail, parameters, arguments)                                                                   \
+    R vok_##tail parameters                                                                                       \
+    {                                                                                                             \
+        return tail arguments;                                                                                    \
     }
 FORWARD(zan_word, atom_getlong, (const atom *a), (a))
 FORWARD(double, atom_getfloat, (const atom *a), (a))
 FORWARD(void *, atom_getobj, (const atom *a), (a))
 FORWARD(long, atom_getcharfix, (const atom *a), (a))
-FORWARD(long, atom_setlong, (atom *a, zan_word value), (a, value))
-FORWARD(long, atom_setfloat, (atom *a, double value), (a, value))
-FORWARD(long, atom_setsym, (atom *a, const symbol *value), (a, value))
-FORWARD(long, atom_setobj, (atom *a, void *value), (a, value))
-FORWARD(long, atom_arg_getlong, (zan_word *dst, long index, long argc, const atom *argv), (dst, index, argc, argv))
+FORWARD(long, atom_setlong, (atom * a, zan_word value), (a, value))
+FORWARD(long, atom_setfloat, (atom * a, double value), (a, value))
+FORWARD(long, atom_setsym, (atom * a, const symbol *value), (a, value))
+FORWARD(long, atom_setobj, (atom * a, void *value), (a, value))
+FORWARD(long, atom_arg_getlong, (zan_word * dst, long index, long argc, const atom *argv),
+        (dst, index, argc, argv))
 FORWARD(long, atom_arg_getfloat, (float *dst, long index, long argc, const atom *argv), (dst, index, argc, argv))
 FORWARD(long, atom_arg_getdouble, (double *dst, long index, long argc, const atom *argv), (dst, index, argc, argv))
-FORWARD(long, atom_arg_getsym, (symbol **dst, long index, long argc, const atom *argv), (dst, index, argc, argv))
+FORWARD(long, atom_arg_getsym, (symbol * *dst, long index, long argc, const atom *argv), (dst, index, argc, argv))
 
 symbol *vok_atom_getsym(const atom *a)
 {

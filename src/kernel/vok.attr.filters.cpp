@@ -10,9 +10,11 @@
 #include "kernel/attribute.h"
 #include "kernel/message.h"
 
-namespace vok {
+namespace vok
+{
 
-namespace {
+namespace
+{
 
 // ---- clip ----
 
@@ -190,12 +192,14 @@ vok_err vok_attr_addfilterget_clip(void *attr, double min, double max, long usem
     return vok::add_clip(attr, "filterget", nullptr, min, max, usemin, usemax);
 }
 
-vok_err vok_attr_addfilterset_clip_scale(void *attr, double scale, double min, double max, long usemin, long usemax)
+vok_err vok_attr_addfilterset_clip_scale(void *attr, double scale, double min, double max, long usemin,
+                                         long usemax)
 {
     return vok::add_clip(attr, "filterset", &scale, min, max, usemin, usemax);
 }
 
-vok_err vok_attr_addfilterget_clip_scale(void *attr, double scale, double min, double max, long usemin, long usemax)
+vok_err vok_attr_addfilterget_clip_scale(void *attr, double scale, double min, double max, long usemin,
+                                         long usemax)
 {
     return vok::add_clip(attr, "filterget", &scale, min, max, usemin, usemax);
 }

@@ -17,7 +17,8 @@
 // The bridge's: the library object behind a box.
 extern "C" __attribute__((weak)) void *zan_vok_obex_vokob_get(void *box);
 
-namespace vok {
+namespace vok
+{
 
 vok_err reserve_atoms(long n, long *argc, atom **argv)
 {
@@ -37,7 +38,8 @@ vok_err reserve_atoms(long n, long *argc, atom **argv)
     return VOK_ERR_NONE;
 }
 
-namespace {
+namespace
+{
 
 template <typename T> void read_long(const char *p, atom *a)
 {
@@ -155,7 +157,8 @@ void *clone_attribute(void *attr, long size)
 
 // ---- the messages of every attribute ----
 
-namespace {
+namespace
+{
 
 symbol *get_name(vok_attribute *x)
 {
@@ -294,7 +297,8 @@ vok_err get_format(vok_attribute *attr, void *x, long *argc, atom **argv)
 
 bool shows_as_text(symbol *type)
 {
-    for (symbol *t : {_vok_sym_long, _vok_sym_char, _vok_sym_symbol, _vok_sym_float32, _vok_sym_float64, _vok_sym_atom})
+    for (symbol *t :
+         {_vok_sym_long, _vok_sym_char, _vok_sym_symbol, _vok_sym_float32, _vok_sym_float64, _vok_sym_atom})
         if (t == type)
             return true;
     return false;

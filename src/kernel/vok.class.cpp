@@ -16,8 +16,8 @@ zan_class *vok_class_new(const char *name, zan_method new_fn, zan_method free_fn
     va_start(list, size);
     vok::take_types(list, t, 9);
     va_end(list);
-    zan_class *c = class_new(name, new_fn, free_fn, size, nullptr, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7],
-                             t[8], 0L);
+    zan_class *c =
+        class_new(name, new_fn, free_fn, size, nullptr, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7], t[8], 0L);
     if (!c)
         return nullptr;
     class_addmethod(c, vok::method(vok_method_true), "class_vokra", argtype_cant, 0);
@@ -53,8 +53,7 @@ vok_err vok_class_addmethod(zan_class *c, zan_method fn, const char *name, ...)
     va_start(list, name);
     vok::take_types(list, t, 8);
     va_end(list);
-    return vok_err_from_zan_err(
-        class_addmethod(c, fn, name, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7], 0L));
+    return vok_err_from_zan_err(class_addmethod(c, fn, name, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7], 0L));
 }
 
 vok_err vok_class_addtypedwrapper(zan_class *c, zan_method fn, const char *name, ...)
@@ -114,7 +113,8 @@ long vok_class_symcompare(zan_class *c, symbol *name)
     return name && class_nameget(c) == name;
 }
 
-namespace {
+namespace
+{
 
 symbol *argsafe_key(const char *argname)
 {

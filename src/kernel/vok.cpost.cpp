@@ -13,7 +13,8 @@
 #include "kernel/message.h"
 #include "kernel/words.h"
 
-namespace {
+namespace
+{
 
 using printer = void (*)(void *x, const char *format, ...);
 

@@ -11,7 +11,8 @@
 #include "kernel/class_table.h"
 #include "kernel/message.h"
 
-namespace {
+namespace
+{
 
 // One grafting under way. The target's tables may come into being while it goes on.
 struct graft {
@@ -106,9 +107,10 @@ void graft_method(zan_hashtab_entry *entry, void *data)
                 object_attrhash_apply(added, attributes);
         }
     } else {
-        object_post(nullptr,
-                    "vok_class_interface_methodhash_cb: unsupported method type for %s. trying to add from %s to %s",
-                    name->name, class_nameget(g.interfaceclass)->name, class_nameget(g.target)->name);
+        object_post(
+            nullptr,
+            "vok_class_interface_methodhash_cb: unsupported method type for %s. trying to add from %s to %s",
+            name->name, class_nameget(g.interfaceclass)->name, class_nameget(g.target)->name);
     }
 
     void *methods = graft::methods_of(g.target);
@@ -138,13 +140,15 @@ void graft_attribute(zan_hashtab_entry *entry, void *data)
     const graft &g = *static_cast<graft *>(data);
     if (find(graft::attributes_of(g.target), entry->key)) {
         if (g.flags & 1)
-            object_post(nullptr,
-                        "vok_class_interface_attrhash_cb: IGNORING OVERRIDDEN ATTRIBUTE %s. trying to add from %s to %s",
-                        entry->key->name, class_nameget(g.interfaceclass)->name, class_nameget(g.target)->name);
+            object_post(
+                nullptr,
+                "vok_class_interface_attrhash_cb: IGNORING OVERRIDDEN ATTRIBUTE %s. trying to add from %s to %s",
+                entry->key->name, class_nameget(g.interfaceclass)->name, class_nameget(g.target)->name);
         return;
     }
     void *clone = object_clone(entry->value);
-    auto *info = static_cast<vok_class_interface_attrinfo *>(sysmem_newptrclear(sizeof(vok_class_interface_attrinfo)));
+    auto *info =
+        static_cast<vok_class_interface_attrinfo *>(sysmem_newptrclear(sizeof(vok_class_interface_attrinfo)));
     if (!clone || !info) {
         object_free(clone);
         sysmem_freeptr(info);

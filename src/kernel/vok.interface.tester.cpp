@@ -11,7 +11,8 @@
 #include "kernel/class_table.h"
 #include "kernel/message.h"
 
-namespace {
+namespace
+{
 
 struct tester {
     object header;
@@ -62,8 +63,8 @@ vok_err vok_interface_tester_init(void)
 {
     if (tester_class)
         return VOK_ERR_NONE;
-    tester_class = vok::add_class({"vok_interface_tester", vok::fn<tester_new>, vok::fn<tester_free>, sizeof(tester)},
-                                  messages);
+    tester_class = vok::add_class(
+        {"vok_interface_tester", vok::fn<tester_new>, vok::fn<tester_free>, sizeof(tester)}, messages);
     zan_class *matrix = vok_class_findbyname(_vok_sym_vok_matrix);
     if (!tester_class)
         return VOK_ERR_OMEM;

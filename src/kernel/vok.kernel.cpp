@@ -19,7 +19,8 @@ extern "C" __attribute__((weak)) vok_err vok_java_init(void);
 extern "C" __attribute__((weak)) void zan_vok_mop_vok_matrix_showprobe(void);
 extern "C" __attribute__((weak)) vok_err zan_vok_mop_vok_matrix_endprobe(void *x);
 
-namespace {
+namespace
+{
 
 zan_class *kernel_class;
 
@@ -190,8 +191,8 @@ constexpr vok::message messages[] = {
 
 // showglstatus names no method, and marks nothing.
 constexpr const char *undocumented[] = {
-    "about",         "altivec",  "glerrorcheck", "glattribpush", "postversion",   "nosplash",     "paralleldebug",
-    "javainit",      "memdebug", "glreadback",   "getglreadback", "sendproperty", "endprobe",     "showglstatus",
+    "about",    "altivec",  "glerrorcheck", "glattribpush",  "postversion",  "nosplash", "paralleldebug",
+    "javainit", "memdebug", "glreadback",   "getglreadback", "sendproperty", "endprobe", "showglstatus",
 };
 
 } // namespace

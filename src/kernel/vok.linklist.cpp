@@ -19,10 +19,10 @@ void vok_linklist_free(void *list)
     linklist_clear(list);
 }
 
-#define FORWARD(R, tail, parameters, arguments) \
-    R vok_##tail parameters                     \
-    {                                           \
-        return tail arguments;                  \
+#define FORWARD(R, tail, parameters, arguments)                                                                   \
+    R vok_##tail parameters                                                                                       \
+    {                                                                                                             \
+        return tail arguments;                                                                                    \
     }
 FORWARD(void *, linklist_new, (void), ())
 FORWARD(long, linklist_getsize, (void *list), (list))

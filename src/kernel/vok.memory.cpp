@@ -10,7 +10,8 @@
 
 long _vok_memreg;
 
-namespace {
+namespace
+{
 
 enum pool : long { pool_bytes = 0, pool_ptr = 1 };
 
@@ -53,7 +54,8 @@ void vok_memory_register(void *ptr, long size, long which)
     }
     if (redundant && _vok_memreg >= 2) {
         complain("vok_memory_register ptr=%x size=%d pool=%d (REDUNDANT MEMORY)", ptr, size, which);
-        complain("could be memory leak of harmless mismatch of vok_getbytes(), with zan freebytes()", ptr, size, which);
+        complain("could be memory leak of harmless mismatch of vok_getbytes(), with zan freebytes()", ptr, size,
+                 which);
     }
 }
 

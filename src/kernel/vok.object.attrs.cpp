@@ -12,7 +12,8 @@
 #include "kernel/atoms.h"
 #include "kernel/message.h"
 
-namespace {
+namespace
+{
 
 // An object that goes when its owner does.
 struct owned_object {

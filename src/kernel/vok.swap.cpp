@@ -6,7 +6,8 @@
 
 #include <vokra/memory.h>
 
-namespace {
+namespace
+{
 
 template <typename U> U reversed(U v)
 {
@@ -43,14 +44,14 @@ double swapf64(double value)
     return std::bit_cast<double>(reversed(std::bit_cast<uint64_t>(value)));
 }
 
-#define SWAPS(bits)                                                \
-    void swap_pointer_##bits(void *p)                              \
-    {                                                              \
-        reverse_into<uint##bits##_t>(p, p);                        \
-    }                                                              \
-    void swap_pointer_##bits##_copy(void *dst, const void *src)    \
-    {                                                              \
-        reverse_into<uint##bits##_t>(dst, src);                    \
+#define SWAPS(bits)                                                                                               \
+    void swap_pointer_##bits(void *p)                                                                             \
+    {                                                                                                             \
+        reverse_into<uint##bits##_t>(p, p);                                                                       \
+    }                                                                                                             \
+    void swap_pointer_##bits##_copy(void *dst, const void *src)                                                   \
+    {                                                                                                             \
+        reverse_into<uint##bits##_t>(dst, src);                                                                   \
     }
 SWAPS(16)
 SWAPS(32)

@@ -12,7 +12,8 @@
 #include "kernel/class_table.h"
 #include "kernel/message.h"
 
-namespace {
+namespace
+{
 
 using node = vok_tree_node;
 

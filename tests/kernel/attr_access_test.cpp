@@ -12,7 +12,8 @@
 
 #include "quick_class.h"
 
-namespace {
+namespace
+{
 
 constexpr long room = 300;
 
@@ -103,8 +104,9 @@ ancient *new_ancient()
     return x;
 }
 
-class Access : public testing::TestWithParam<const char *> {
-protected:
+class Access : public testing::TestWithParam<const char *>
+{
+  protected:
     void SetUp() override { initialize(); }
     static void *make()
     {
@@ -146,7 +148,8 @@ template <typename T, typename Set, typename Get> void round_trip(void *x, Set s
             std::vector<T> got(static_cast<size_t>(n + 3), T(77));
             ASSERT_EQ(get(x, many, max, got.data()), std::min(max, n)) << n << " " << max;
             for (long i = 0; i < n + 3; ++i)
-                EXPECT_EQ(got[static_cast<size_t>(i)], i < std::min(max, n) ? given[static_cast<size_t>(i)] : T(77));
+                EXPECT_EQ(got[static_cast<size_t>(i)],
+                          i < std::min(max, n) ? given[static_cast<size_t>(i)] : T(77));
         }
     }
 }
@@ -181,8 +184,9 @@ TEST_P(Access, NothingToAsk)
 
 INSTANTIATE_TEST_SUITE_P(BothRoads, Access, testing::Values("vok_modern", "vok_ancient"));
 
-class AccessOld : public testing::Test {
-protected:
+class AccessOld : public testing::Test
+{
+  protected:
     void SetUp() override { initialize(); }
 };
 
@@ -200,7 +204,8 @@ TEST_F(AccessOld, TheTwinsGoByMessageAtOnce)
     EXPECT_EQ(got[1], words[1]);
     const std::vector<double> far(257, 1.0);
     x->calls = 0;
-    EXPECT_NE(vok_attr_setdouble_array_old(x, gensym("many"), 257, far.data()), 0) << "more than there is room for";
+    EXPECT_NE(vok_attr_setdouble_array_old(x, gensym("many"), 257, far.data()), 0)
+        << "more than there is room for";
     EXPECT_EQ(x->calls, 0);
     vok_object_free(x);
 }

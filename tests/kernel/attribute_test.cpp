@@ -13,7 +13,8 @@
 #include "quick_class.h"
 #include "scratch.h"
 
-namespace {
+namespace
+{
 
 struct holder {
     object header;
@@ -62,13 +63,15 @@ zan_class *make_holder_class()
     k.array("fixed", "float64", offsetof(holder, fixed), 4, 0);
     k.array("words", "symbol", offsetof(holder, words), 3, 0);
     vok_attr_addfilter_clip(k.value("clipped", "long", offsetof(holder, clipped)), 2, 5, 1, 1);
-    vok_attr_addfilter_clip(k.array("recorded", "long", offsetof(holder, many), 300, 0, erase(record_set)), 0, 0, 1, 0);
+    vok_attr_addfilter_clip(k.array("recorded", "long", offsetof(holder, many), 300, 0, erase(record_set)), 0, 0,
+                            1, 0);
     k.value("secret", "long", offsetof(holder, l), vok_attrflag_get_opaque_user | vok_attrflag_set_opaque_user);
     return k.c;
 }
 
-class Attribute : public testing::Test {
-protected:
+class Attribute : public testing::Test
+{
+  protected:
     void SetUp() override
     {
         initialize();
@@ -133,13 +136,25 @@ TEST_F(Attribute, EveryTypeConverts)
         atom given;
         atom stored;
     } rows[] = {
-        {"c", L(200), L(200)},   {"c", L(300), L(44)},       {"c", L(-1), L(255)},     {"c", F(7.9), L(7)},
-        {"l", L(1L << 40), L(1L << 40)}, {"l", F(-2.7), L(-2)}, {"l", S("x"), L(0)},
-        {"f", F(0.1), F(static_cast<double>(0.1f))}, {"f", L(3), F(3)},
-        {"d", F(0.1), F(0.1)},   {"d", L(-9), F(-9)},
-        {"s", S("word"), S("word")}, {"s", L(1), S("")},
-        {"o", O(this), O(this)}, {"o", L(5), O(nullptr)},   {"p", O(this), O(this)},
-        {"a", S("any"), S("any")}, {"a", L(4), L(4)},       {"a", F(2.5), F(2.5)},
+        {"c", L(200), L(200)},
+        {"c", L(300), L(44)},
+        {"c", L(-1), L(255)},
+        {"c", F(7.9), L(7)},
+        {"l", L(1L << 40), L(1L << 40)},
+        {"l", F(-2.7), L(-2)},
+        {"l", S("x"), L(0)},
+        {"f", F(0.1), F(static_cast<double>(0.1f))},
+        {"f", L(3), F(3)},
+        {"d", F(0.1), F(0.1)},
+        {"d", L(-9), F(-9)},
+        {"s", S("word"), S("word")},
+        {"s", L(1), S("")},
+        {"o", O(this), O(this)},
+        {"o", L(5), O(nullptr)},
+        {"p", O(this), O(this)},
+        {"a", S("any"), S("any")},
+        {"a", L(4), L(4)},
+        {"a", F(2.5), F(2.5)},
     };
     for (const auto &row : rows) {
         set(row.name, {row.given, L(99)}); // one value is taken, the rest is not
@@ -245,12 +260,13 @@ TEST_F(Attribute, TheTagsOfGetAndSet)
         EXPECT_EQ(vok_object_method(a, gensym("getmethodtype"), _vok_sym_clear), argtype_gimme);
         vok_object_free(a);
     }
-    void *closed = vok_attribute_new("t", _vok_sym_long, vok_attrflag_get_opaque | vok_attrflag_set_opaque_user, nullptr,
-                                     nullptr);
+    void *closed = vok_attribute_new("t", _vok_sym_long, vok_attrflag_get_opaque | vok_attrflag_set_opaque_user,
+                                     nullptr, nullptr);
     const struct {
         const char *question;
         long answer;
-    } questions[] = {{"canget", 0}, {"canset", 1}, {"usercanget", 1}, {"usercanset", 0}, {"class_vok_attribute", 1}};
+    } questions[] = {
+        {"canget", 0}, {"canset", 1}, {"usercanget", 1}, {"usercanset", 0}, {"class_vok_attribute", 1}};
     for (const auto &q : questions)
         EXPECT_EQ(vok_object_method(closed, gensym(q.question), 0L), q.answer) << q.question;
     EXPECT_EQ(vok_object_method(closed, _vok_sym_getname), reinterpret_cast<zan_word>(gensym("t")));
@@ -263,9 +279,8 @@ TEST_F(Attribute, ClippedValues)
     const struct {
         atom given;
         long stored;
-    } rows[] = {{L(1), 2},  {L(2), 2}, {L(3), 3}, {L(5), 5}, {L(6), 5},      {F(4.99), 4},
-                {F(1e300), 5}, {F(-1e300), 2}, {F(NAN), 0},
-                {L(LONG_MIN), 2}};
+    } rows[] = {{L(1), 2},    {L(2), 2},     {L(3), 3},      {L(5), 5},   {L(6), 5},
+                {F(4.99), 4}, {F(1e300), 5}, {F(-1e300), 2}, {F(NAN), 0}, {L(LONG_MIN), 2}};
     for (const auto &row : rows) {
         std::vector<atom> given = {row.given};
         set("clipped", given);
@@ -283,13 +298,13 @@ TEST_F(Attribute, ClipFilterOrders)
         atom in, out;
     } rows[] = {
         {"float64", 1, 0, 1, 0, 1, 1, F(0.5), F(0.5)},
-        {"float64", 1, 5, 2, 0, 1, 1, F(3), F(2)},       // min above max: max it is
-        {"float64", 2, 0, 5, 1, 1, 1, F(3), F(5)},       // scaled, then limited
+        {"float64", 1, 5, 2, 0, 1, 1, F(3), F(2)}, // min above max: max it is
+        {"float64", 2, 0, 5, 1, 1, 1, F(3), F(5)}, // scaled, then limited
         {"float32", 2, 0, 5, 1, 0, 0, L(3), F(6)},
-        {"long", 1, 0, 1, 0, 0, 0, F(-2.9), L(-2)},      // only converted, toward zero
+        {"long", 1, 0, 1, 0, 0, 0, F(-2.9), L(-2)}, // only converted, toward zero
         {"char", 1, 0, 1, 0, 0, 0, F(300.5), L(300)},
         {"float32", 1, 0, 1, 0, 0, 0, L(7), F(7)},
-        {"symbol", 1, 0, 1, 0, 1, 1, L(7), L(7)},        // other types are left alone
+        {"symbol", 1, 0, 1, 0, 1, 1, L(7), L(7)}, // other types are left alone
         {"long", 1, 0, 1, 0, 0, 0, F(1e30), L(INT64_MAX)},
     };
     for (const auto &row : rows) {
@@ -441,7 +456,8 @@ TEST_F(Attribute, ClonesHaveFiltersOfTheirOwn)
 {
     void *a = attr("clipped");
     void *b = object_clone(a);
-    EXPECT_NE(vok_object_method(a, gensym("get_filterset"), 0L), vok_object_method(b, gensym("get_filterset"), 0L));
+    EXPECT_NE(vok_object_method(a, gensym("get_filterset"), 0L),
+              vok_object_method(b, gensym("get_filterset"), 0L));
     atom v = L(50);
     vok_object_method(b, _vok_sym_set, x, 1L, &v);
     EXPECT_EQ(x->clipped, 5);
@@ -514,14 +530,19 @@ TEST_F(Attribute, TextsAreShortened)
         long maxelements, maxchars;
         const char *text;
     } rows[] = {
-        {"many", 0, 0, "1 2 3"},      {"many", 3, 5, "1 2 3"},      {"many", 2, 0, "1 2 ..."},
-        {"many", 0, 3, "1 2 ..."},    {"words", 2, 0, "one t\xc3\xa4n tenthousand"}, // symbols show whole
-        {"words", 0, 6, "one t\xc3\xa4 ..."}, {"s", 1, 4, "gram ..."},
+        {"many", 0, 0, "1 2 3"},
+        {"many", 3, 5, "1 2 3"},
+        {"many", 2, 0, "1 2 ..."},
+        {"many", 0, 3, "1 2 ..."},
+        {"words", 2, 0, "one t\xc3\xa4n tenthousand"}, // symbols show whole
+        {"words", 0, 6, "one t\xc3\xa4 ..."},
+        {"s", 1, 4, "gram ..."},
     };
     for (const auto &row : rows) {
         long size = 0;
         char *text = nullptr;
-        EXPECT_EQ(vok_object_method(attr(row.name), gensym("gettext"), x, &size, &text, row.maxelements, row.maxchars, 0L),
+        EXPECT_EQ(vok_object_method(attr(row.name), gensym("gettext"), x, &size, &text, row.maxelements,
+                                    row.maxchars, 0L),
                   0);
         ASSERT_TRUE(text) << row.name;
         EXPECT_STREQ(text, row.text);
@@ -547,7 +568,8 @@ TEST_F(Attribute, TablesDescribe)
     for (const auto &row : rows) {
         long argc = 0;
         atom *argv = nullptr;
-        ASSERT_EQ(object_attr_attr_getvalueof(matrix, _vok_sym_type, gensym(row.what), &argc, &argv), 0) << row.what;
+        ASSERT_EQ(object_attr_attr_getvalueof(matrix, _vok_sym_type, gensym(row.what), &argc, &argv), 0)
+            << row.what;
         ASSERT_EQ(argc, static_cast<long>(row.words.size())) << row.what;
         for (long i = 0; i < argc; ++i)
             EXPECT_EQ(atom_getsym(argv + i)->name, row.words[static_cast<size_t>(i)]);

@@ -7,13 +7,15 @@
 #include <vokra/vokra.h>
 #include <zan/host.h>
 
-namespace {
+namespace
+{
 
 zan_word seen[8];
 
 void *eight_new(zan_word a, zan_word b, zan_word c, zan_word d, zan_word e, zan_word f, zan_word g, zan_word h);
 
-zan_word sum8(void *, zan_word a, zan_word b, zan_word c, zan_word d, zan_word e, zan_word f, zan_word g, zan_word h)
+zan_word sum8(void *, zan_word a, zan_word b, zan_word c, zan_word d, zan_word e, zan_word f, zan_word g,
+              zan_word h)
 {
     return a + 2 * b + 3 * c + 4 * d + 5 * e + 6 * f + 7 * g + 8 * h;
 }
@@ -21,8 +23,8 @@ zan_word sum8(void *, zan_word a, zan_word b, zan_word c, zan_word d, zan_word e
 zan_class *eight_class()
 {
     static zan_class *const c = [] {
-        zan_class *made = vok_class_new("vok_eight", reinterpret_cast<zan_method>(eight_new), nullptr, sizeof(object),
-                                        argtype_cant, 0);
+        zan_class *made = vok_class_new("vok_eight", reinterpret_cast<zan_method>(eight_new), nullptr,
+                                        sizeof(object), argtype_cant, 0);
         vok_class_addmethod(made, reinterpret_cast<zan_method>(sum8), "sum8", argtype_cant, 0);
         vok_class_register(made);
         return made;
@@ -91,13 +93,15 @@ TEST(VokClass, TypeListsPassToTheirLimit)
 {
     initialize();
     constexpr int s = argtype_sym;
-    zan_class *c = vok_class_new("vok_typed", nullptr, nullptr, sizeof(object), s, s, s, s, s, s, s, s, s, s, s, 0);
+    zan_class *c =
+        vok_class_new("vok_typed", nullptr, nullptr, sizeof(object), s, s, s, s, s, s, s, s, s, s, s, 0);
     ASSERT_TRUE(c);
     vok_class_addmethod(c, reinterpret_cast<zan_method>(vok_method_true), "many", s, s, s, s, s, s, s, s, s, s, 0);
     zan_messlist *m = vok_class_mess(c, gensym("many"));
     EXPECT_EQ(m->types[7], s);
     EXPECT_EQ(m->types[8], 0) << "eight words at most";
-    vok_class_addmethod(c, reinterpret_cast<zan_method>(vok_method_true), "two", argtype_long, argtype_float, 0, s);
+    vok_class_addmethod(c, reinterpret_cast<zan_method>(vok_method_true), "two", argtype_long, argtype_float, 0,
+                        s);
     m = vok_class_mess(c, gensym("two"));
     EXPECT_EQ(m->types[0], argtype_long);
     EXPECT_EQ(m->types[1], argtype_float);

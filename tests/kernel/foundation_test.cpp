@@ -10,7 +10,8 @@
 
 #include "scratch.h"
 
-namespace {
+namespace
+{
 
 // Each in a process of its own, as the library starts once only.
 void exit_when(bool good)
@@ -49,13 +50,15 @@ TEST(Foundation, ShutdownLeavesTheLibraryInitialised)
         {
             initialize();
             vok_shutdown();
-            exit_when(_vok_initialized == 1 && _vok_object_init == 0 && initialize() == 0 && _vok_object_init == 0);
+            exit_when(_vok_initialized == 1 && _vok_object_init == 0 && initialize() == 0 &&
+                      _vok_object_init == 0);
         },
         testing::ExitedWithCode(0), "");
 }
 
-class FoundationUp : public testing::Test {
-protected:
+class FoundationUp : public testing::Test
+{
+  protected:
     void SetUp() override { initialize(); }
 };
 
@@ -70,10 +73,20 @@ TEST_F(FoundationUp, ASecondStartDoesNothing)
 
 TEST_F(FoundationUp, EveryClassOfTheStartIsThere)
 {
-    const char *const names[] = {"vok_class",           "vok_linklist",         "vok_attribute", "vok_attr_offset",
-                                 "vok_attr_offset_array", "vok_attr_filter_clip", "vok_attr_filter_proc",
-                                 "vok_matrix",          "vok_mop_io",           "vok_mop",       "vok_op",
-                                 "vok_op_fn",           "vok_tree",             "vok_tree_node"};
+    const char *const names[] = {"vok_class",
+                                 "vok_linklist",
+                                 "vok_attribute",
+                                 "vok_attr_offset",
+                                 "vok_attr_offset_array",
+                                 "vok_attr_filter_clip",
+                                 "vok_attr_filter_proc",
+                                 "vok_matrix",
+                                 "vok_mop_io",
+                                 "vok_mop",
+                                 "vok_op",
+                                 "vok_op_fn",
+                                 "vok_tree",
+                                 "vok_tree_node"};
     for (const char *name : names)
         EXPECT_TRUE(vok_class_findbyname(gensym(name))) << name;
     EXPECT_FALSE(vok_class_findbyname(gensym("vok_kernel")));
@@ -90,8 +103,13 @@ TEST_F(FoundationUp, CommonSymbols)
 {
     std::set<symbol *> all;
     int count = 0;
-#define CHECK(name) EXPECT_EQ(_vok_sym_##name, gensym(#name)); all.insert(_vok_sym_##name); ++count;
-#define CHECK_RENAMED(name, text) EXPECT_EQ(_vok_sym_##name, gensym(text)); ++count;
+#define CHECK(name)                                                                                               \
+    EXPECT_EQ(_vok_sym_##name, gensym(#name));                                                                    \
+    all.insert(_vok_sym_##name);                                                                                  \
+    ++count;
+#define CHECK_RENAMED(name, text)                                                                                 \
+    EXPECT_EQ(_vok_sym_##name, gensym(text));                                                                     \
+    ++count;
     VOK_COMMON_SYMBOLS(CHECK)
     EXPECT_EQ(all.size(), 251u); // no name twice
     VOK_COMMON_SYMBOLS_RENAMED(CHECK_RENAMED)
@@ -110,7 +128,9 @@ TEST_F(FoundationUp, CommonSymbols)
 TEST_F(FoundationUp, HostVocabulary)
 {
     std::set<symbol *> all;
-#define CHECK_WORD(name) EXPECT_EQ(ps_##name, gensym(#name)); all.insert(ps_##name);
+#define CHECK_WORD(name)                                                                                          \
+    EXPECT_EQ(ps_##name, gensym(#name));                                                                          \
+    all.insert(ps_##name);
     VOK_ZPATCHER_SYMBOLS(CHECK_WORD)
     EXPECT_EQ(all.size(), 201u);
 }
@@ -132,8 +152,14 @@ TEST_F(FoundationUp, HostErrorNumbers)
     const struct {
         long number;
         vok_err code;
-    } rows[] = {{0, 0},          {-1, VOK_ERR_EROR}, {-2, VOK_ERR_INVP}, {-3, VOK_ERR_DUPL}, {-4, VOK_ERR_OMEM},
-                {-5, VOK_ERR_EROR}, {1, VOK_ERR_EROR},  {VOK_ERR_INVP, VOK_ERR_EROR}};
+    } rows[] = {{0, 0},
+                {-1, VOK_ERR_EROR},
+                {-2, VOK_ERR_INVP},
+                {-3, VOK_ERR_DUPL},
+                {-4, VOK_ERR_OMEM},
+                {-5, VOK_ERR_EROR},
+                {1, VOK_ERR_EROR},
+                {VOK_ERR_INVP, VOK_ERR_EROR}};
     for (const auto &row : rows)
         EXPECT_EQ(vok_err_from_zan_err(row.number), row.code) << row.number;
 }

@@ -13,7 +13,8 @@
 #include "quick_class.h"
 #include "scratch.h"
 
-namespace {
+namespace
+{
 
 struct engine {
     object header;
@@ -47,7 +48,8 @@ zan_class *make_engine_class()
                         argtype_cant, 0);
     vok_class_addmethod(c, erase([](engine *) -> zan_word { return -1; }), "doors_of", argtype_cant, 0);
     vok_class_addmethod(c, erase([](engine *, long) {}), "typed", argtype_long, 0);
-    vok_class_addattr(c, vok_attr_offset_new("speed", _vok_sym_long, 0, nullptr, nullptr, offsetof(engine, speed)));
+    vok_class_addattr(c,
+                      vok_attr_offset_new("speed", _vok_sym_long, 0, nullptr, nullptr, offsetof(engine, speed)));
     vok_class_addattr(c, vok_attr_offset_new("gear", _vok_sym_long, 0, nullptr, nullptr, offsetof(engine, gear)));
     vok_class_register(c);
     return c;
@@ -61,8 +63,9 @@ zan_class *make_car_class(const char *name)
     return c;
 }
 
-class Interface : public testing::Test {
-protected:
+class Interface : public testing::Test
+{
+  protected:
     void SetUp() override
     {
         initialize();
@@ -124,11 +127,13 @@ TEST_F(Interface, WhatTheClassHasItselfWins)
     vok_attr_setlong(x, gensym("gear"), 3);
     EXPECT_EQ(x->doors, 3);
     EXPECT_EQ(x->motor->gear, 0);
-    const std::string lost = "vok_class_interface_attrhash_cb: IGNORING OVERRIDDEN ATTRIBUTE gear. trying to add from "
-                             "vok_engine to vok_car";
+    const std::string lost =
+        "vok_class_interface_attrhash_cb: IGNORING OVERRIDDEN ATTRIBUTE gear. trying to add from "
+        "vok_engine to vok_car";
     EXPECT_EQ(std::count(posts.begin(), posts.end(), lost), 1);
-    const std::string typed = "vok_class_interface_methodhash_cb: unsupported method type for typed. trying to add "
-                              "from vok_engine to vok_car";
+    const std::string typed =
+        "vok_class_interface_methodhash_cb: unsupported method type for typed. trying to add "
+        "from vok_engine to vok_car";
     EXPECT_EQ(std::count(posts.begin(), posts.end(), typed), 1);
 }
 

@@ -10,7 +10,8 @@
 
 #include "scratch.h"
 
-namespace {
+namespace
+{
 
 // Stands in for the application and notes what it is sent.
 struct listener {
@@ -26,8 +27,9 @@ zan_word note(listener *x, symbol *selector, long argc, atom *argv)
     return 0;
 }
 
-class KernelObject : public testing::Test {
-protected:
+class KernelObject : public testing::Test
+{
+  protected:
     void SetUp() override
     {
         initialize();
@@ -102,7 +104,8 @@ TEST_F(KernelObject, Settings)
 TEST_F(KernelObject, ANewThreadCountMakesANewTask)
 {
     const long before = _vok_parallelthreads;
-    parallel_task *task = parallel_task_new(nullptr, [](parallel_worker *) -> zan_word { return 0; }, 2);
+    parallel_task *task = parallel_task_new(
+        nullptr, [](parallel_worker *) -> zan_word { return 0; }, 2);
     _vok_parallel_task = task;
     const long workers = zan_object_count(gensym("parallel_worker"));
     tell("parallelthreads", {4});
@@ -120,11 +123,16 @@ TEST_F(KernelObject, PassedOnToTheApplication)
         std::vector<zan_word> values;
         const char *heard;
     } rows[] = {
-        {"menubar", {1}, "showmenubar"},     {"menubar", {0}, "hidemenubar"},
-        {"cursor", {2}, "showcursor"},       {"cursor", {0}, "hidecursor"},
-        {"pollthrottle", {0}, "setpollthrottle 1"}, {"pollthrottle", {30}, "setpollthrottle 30"},
-        {"queuethrottle", {-2}, "setqueuethrottle 1"}, {"queuethrottle", {4}, "setqueuethrottle 4"},
-        {"launch_browser", {7, 8}, "launchbrowser 7 8"}, {"html_ref", {9}, "html_ref 9"},
+        {"menubar", {1}, "showmenubar"},
+        {"menubar", {0}, "hidemenubar"},
+        {"cursor", {2}, "showcursor"},
+        {"cursor", {0}, "hidecursor"},
+        {"pollthrottle", {0}, "setpollthrottle 1"},
+        {"pollthrottle", {30}, "setpollthrottle 30"},
+        {"queuethrottle", {-2}, "setqueuethrottle 1"},
+        {"queuethrottle", {4}, "setqueuethrottle 4"},
+        {"launch_browser", {7, 8}, "launchbrowser 7 8"},
+        {"html_ref", {9}, "html_ref 9"},
     };
     for (const auto &row : rows) {
         tell(row.message, row.values);
@@ -156,10 +164,10 @@ TEST_F(KernelObject, Undocumented)
     const struct {
         const char *name;
         long undocumented;
-    } rows[] = {{"about", 1},      {"altivec", 1},      {"glerrorcheck", 1}, {"glattribpush", 1}, {"postversion", 1},
-                {"nosplash", 1},   {"paralleldebug", 1}, {"javainit", 1},    {"memdebug", 1},     {"glreadback", 1},
-                {"getglreadback", 1}, {"sendproperty", 1}, {"endprobe", 1},   {"parallel", 0},    {"glstatus", 0},
-                {"menubar", 0}};
+    } rows[] = {{"about", 1},       {"altivec", 1},    {"glerrorcheck", 1},  {"glattribpush", 1},
+                {"postversion", 1}, {"nosplash", 1},   {"paralleldebug", 1}, {"javainit", 1},
+                {"memdebug", 1},    {"glreadback", 1}, {"getglreadback", 1}, {"sendproperty", 1},
+                {"endprobe", 1},    {"parallel", 0},   {"glstatus", 0},      {"menubar", 0}};
     for (const auto &row : rows)
         EXPECT_EQ(object_refpage_method_is_undocumented(object_getmethod_object(kernel, gensym(row.name))) != 0,
                   row.undocumented != 0)

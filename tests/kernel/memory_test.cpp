@@ -10,10 +10,12 @@
 
 #include "scratch.h"
 
-namespace {
+namespace
+{
 
-class Register : public testing::TestWithParam<int> {
-protected:
+class Register : public testing::TestWithParam<int>
+{
+  protected:
     void SetUp() override
     {
         initialize();

@@ -7,7 +7,8 @@
 #include <vokra/vokra.h>
 #include <zan/host.h>
 
-namespace {
+namespace
+{
 
 struct heard {
     long kind;
@@ -16,8 +17,9 @@ struct heard {
 };
 
 // An object of class vok_noisy, with or without a box or a wrapper of class vok.noisy.
-class VokReport : public testing::Test {
-public:
+class VokReport : public testing::Test
+{
+  public:
     void SetUp() override
     {
         initialize();
@@ -115,13 +117,20 @@ TEST_F(VokReport, TheTableOfCodes)
         vok_err code;
         const char *text;
     } rows[] = {
-        {VOK_ERR_DUPL, "duplicate"},         {VOK_ERR_DUVL, "data unavailable for request"},
-        {VOK_ERR_EROR, "error type unspecified"}, {VOK_ERR_HUVL, "hardware unavailable for request"},
-        {VOK_ERR_INOB, "invalid object"},    {VOK_ERR_INVI, "invalid input"},
-        {VOK_ERR_INVO, "invalid output"},    {VOK_ERR_INVP, "invalid pointer"},
-        {VOK_ERR_MSDM, "mismatch dim"},      {VOK_ERR_MSPL, "mismatch plane"},
-        {VOK_ERR_MSTP, "mismatch type"},     {VOK_ERR_MXUN, "matrix unknown"},
-        {VOK_ERR_OBND, "out of bounds"},     {VOK_ERR_OBSY, "object busy"},
+        {VOK_ERR_DUPL, "duplicate"},
+        {VOK_ERR_DUVL, "data unavailable for request"},
+        {VOK_ERR_EROR, "error type unspecified"},
+        {VOK_ERR_HUVL, "hardware unavailable for request"},
+        {VOK_ERR_INOB, "invalid object"},
+        {VOK_ERR_INVI, "invalid input"},
+        {VOK_ERR_INVO, "invalid output"},
+        {VOK_ERR_INVP, "invalid pointer"},
+        {VOK_ERR_MSDM, "mismatch dim"},
+        {VOK_ERR_MSPL, "mismatch plane"},
+        {VOK_ERR_MSTP, "mismatch type"},
+        {VOK_ERR_MXUN, "matrix unknown"},
+        {VOK_ERR_OBND, "out of bounds"},
+        {VOK_ERR_OBSY, "object busy"},
         {VOK_ERR_OMEM, "out of memory"},
     };
     for (const auto &row : rows) {
@@ -154,7 +163,8 @@ TEST_F(VokReport, SymbolsAndCodesFromTheSchedulerWaitForTheMainThread)
         },
         this);
     EXPECT_TRUE(all.empty());
-    while (zan_service()) {}
+    while (zan_service()) {
+    }
     ASSERT_EQ(all.size(), 3u);
     EXPECT_EQ(all[0].text, "vok_noisy: mismatch type");
     EXPECT_EQ(all[1].text, "vok_noisy: well");

@@ -7,7 +7,8 @@
 #include <vokra/vokra.h>
 #include <zan/host.h>
 
-namespace {
+namespace
+{
 
 long things_alive;
 
@@ -42,8 +43,9 @@ long is_value(void *item, void *data)
     return static_cast<thing *>(item)->value == *static_cast<long *>(data);
 }
 
-class List : public testing::Test {
-protected:
+class List : public testing::Test
+{
+  protected:
     void SetUp() override
     {
         initialize();
@@ -110,8 +112,9 @@ TEST_F(List, ItemsAndOrder)
     vok_linklist_chuck(list);
 }
 
-class Tree : public List {
-protected:
+class Tree : public List
+{
+  protected:
     static vok_tree_node *node(long value, const char *classname = "vok_tree_node")
     {
         auto *n = static_cast<vok_tree_node *>(vok_object_new(gensym(classname), 0));
@@ -253,10 +256,10 @@ TEST_F(Tree, NodesCanBePartOfOtherClasses)
     };
     zan_class *c = vok_class_new("vok_branch", nullptr, nullptr, sizeof(branch), argtype_cant, 0);
     vok_tree_node_addinterface(c);
-    const char *const names[] = {"thing",       "getthing",     "getparent",         "getchild",   "getchildcount",
-                                 "getchildren", "insertchild",  "appendchild",       "deletechild", "replacechild",
-                                 "replacechuckchild", "chuckchild", "clear",         "chuck",      "methodall",
-                                 "methodchild"};
+    const char *const names[] = {"thing",         "getthing",     "getparent",         "getchild",
+                                 "getchildcount", "getchildren",  "insertchild",       "appendchild",
+                                 "deletechild",   "replacechild", "replacechuckchild", "chuckchild",
+                                 "clear",         "chuck",        "methodall",         "methodchild"};
     for (const char *name : names) {
         zan_messlist *m = vok_class_mess(c, gensym(name));
         ASSERT_TRUE(m) << name;
