@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <vokra/kernel.h>
 #include <vokra/matrix_copy.h>
 
 #include "matrix/copy_model.h"
@@ -34,7 +35,7 @@ struct block {
 
 class generator {
 public:
-    explicit generator(unsigned seed) : random_(seed) {}
+    explicit generator(unsigned seed) : random_(seed) { initialize(); }
 
     long pick(long low, long high) { return low + static_cast<long>(random_() % static_cast<unsigned long>(high - low + 1)); }
     bool chance(int percent) { return pick(1, 100) <= percent; }
@@ -127,6 +128,7 @@ private:
 // A packed matrix of these dimensions.
 vok_matrix_info packed(const char *type, long planes, std::initializer_list<long> dims)
 {
+    initialize(); // the library knows types by its common symbols
     vok_matrix_info info = {};
     info.type = gensym(type);
     info.planecount = planes;
