@@ -1,5 +1,5 @@
-// The object layer and the pool: what a message, a name, a cord and a batch cost. Each
-// row names the most it may cost in the counter "wanted".
+// Cords, the pool and small calculations: what a message through a cord, a batch and an
+// operator on a few cells cost. The label of a row says what is wanted.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -8,47 +8,12 @@
 #include <vokra/vokra.h>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 void wanted(benchmark::State &state, const char *limit)
 {
     state.SetLabel(std::string("wanted ") + limit);
 }
-
-void gensym_known(benchmark::State &state)
-{
-    const char *names[] = {"vok_matrix", "getinfo", "planecount", "a rather longer name of a matrix"};
-    for (const char *name : names)
-        gensym(name);
-    size_t i = 0;
-    for (auto _ : state)
-        benchmark::DoNotOptimize(gensym(names[i++ & 3]));
-    wanted(state, "under 40 ns");
-}
-BENCHMARK(gensym_known);
-
-void message_by_name(benchmark::State &state)
-{
-    void *m = vok_object_new(gensym("vok_matrix"), nullptr);
-    symbol *selector = gensym("is_valid");
-    for (auto _ : state)
-        benchmark::DoNotOptimize(object_method_imp(m, selector, 0, 0, 0, 0, 0, 0, 0, 0));
-    vok_object_free(m);
-    wanted(state, "under 20 ns");
-}
-BENCHMARK(message_by_name);
-
-void object_by_name(benchmark::State &state)
-{
-    void *m = vok_object_new(gensym("vok_matrix"), nullptr);
-    symbol *name = vok_symbol_unique();
-    vok_object_register(m, name);
-    for (auto _ : state)
-        benchmark::DoNotOptimize(vok_object_findregistered(name));
-    vok_object_free(m);
-}
-BENCHMARK(object_by_name);
 
 struct sink {
     object header;
