@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -305,8 +304,9 @@ void save_picture(const std::string &shown, const std::string &part, const matri
     const quiet_reports quiet;
     std::unique_ptr<zan_surface, void (*)(zan_surface *)> surface(surface_of(*m), zgraphics_surface_destroy);
     const std::string full = fs::absolute(part).string();
+    zgraphics_image_surface_set_dpi(surface.get(), dpi);
     const long result = format == file_format::png
-                            ? zgraphics_image_surface_writepng(surface.get(), full.c_str(), 0, std::lround(dpi))
+                            ? zgraphics_image_surface_writepng(surface.get(), full.c_str(), 0, 0)
                             : zgraphics_image_surface_writejpeg(surface.get(), full.c_str(), 0);
     if (result != zan_err_none)
         trouble(shown, without_name(quiet.last("can't be written"), full));
