@@ -11,8 +11,10 @@
 #include "matrix.h"
 #include "verbs.h"
 
-namespace program {
-namespace {
+namespace program
+{
+namespace
+{
 
 std::vector<std::string> class_names()
 {

@@ -10,8 +10,10 @@
 #include "files.h"
 #include "verbs.h"
 
-namespace program {
-namespace {
+namespace program
+{
+namespace
+{
 
 struct convert_options {
     std::string in, out, type;
@@ -124,7 +126,7 @@ void convert(const convert_options &o)
     // is opaque stays opaque.
     if (o.interp && wanted.planecount == 4 && wanted.type == gensym("char") && ranges_of(from.cells)[0].low == 255)
         make_opaque(to);
-    save(to, o.out, from.dpi);
+    save(to, o.out);
 }
 
 void tell_info(const std::string &name, bool as_json)

@@ -8,8 +8,8 @@
 #ifndef VOKRA_MATRIX_H
 #define VOKRA_MATRIX_H
 
-#include <zan/memory.h>
 #include <vokra/matrix_info.h>
+#include <zan/memory.h>
 
 VOKRA_BEGIN_C
 

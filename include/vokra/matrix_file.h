@@ -7,23 +7,23 @@
 #ifndef VOKRA_MATRIX_FILE_H
 #define VOKRA_MATRIX_FILE_H
 
-#include <zan/files.h>
 #include <vokra/matrix_info.h>
+#include <zan/files.h>
 
 VOKRA_BEGIN_C
 
 enum {
-    VOK_BIN_FORM = 0x464F524D,         /* "FORM" */
-    VOK_BIN_FORMTYPE = 0x564F4B21,     /* "VOK!", also the host's file type */
-    VOK_BIN_FVER = 0x46564552,         /* "FVER" */
-    VOK_BIN_MTRX = 0x4D545258,         /* "MTRX" */
-    VOK_BIN_CHAR = 0x43484152,         /* "CHAR" */
-    VOK_BIN_LONG = 0x4C4F4E47,         /* "LONG" */
-    VOK_BIN_FL32 = 0x464C3332,         /* "FL32" */
-    VOK_BIN_FL64 = 0x464C3634,         /* "FL64" */
-    VOK_BIN_VERSION = 0x3C93DC80,      /* the version that is written; any is read */
-    VOK_BIN_HEADER_SIZE = 24,          /* the matrix chunk starts here */
-    VOK_BIN_CHUNK_SIZE = 24            /* of the matrix chunk ahead of its dims */
+    VOK_BIN_FORM = 0x464F524D,     /* "FORM" */
+    VOK_BIN_FORMTYPE = 0x564F4B21, /* "VOK!", also the host's file type */
+    VOK_BIN_FVER = 0x46564552,     /* "FVER" */
+    VOK_BIN_MTRX = 0x4D545258,     /* "MTRX" */
+    VOK_BIN_CHAR = 0x43484152,     /* "CHAR" */
+    VOK_BIN_LONG = 0x4C4F4E47,     /* "LONG" */
+    VOK_BIN_FL32 = 0x464C3332,     /* "FL32" */
+    VOK_BIN_FL64 = 0x464C3634,     /* "FL64" */
+    VOK_BIN_VERSION = 0x3C93DC80,  /* the version that is written; any is read */
+    VOK_BIN_HEADER_SIZE = 24,      /* the matrix chunk starts here */
+    VOK_BIN_CHUNK_SIZE = 24        /* of the matrix chunk ahead of its dims */
 };
 
 /* Goes to the start and writes the 24 bytes ahead of the matrix chunk. A file is
@@ -57,18 +57,18 @@ VOKRA_EXPORT vok_err vok_bin_read_matrix_ndim(zan_file_handle file, long dimcoun
                                               const vok_matrix_info *info, unsigned char *data);
 
 /* dim[1] rows of dim[0] cells, one file call a row. */
-VOKRA_EXPORT vok_err vok_bin_write_matrix_char(zan_file_handle file, const int32_t *dim, const vok_matrix_info *info,
-                                               unsigned char *data);
-VOKRA_EXPORT vok_err vok_bin_write_matrix_long(zan_file_handle file, const int32_t *dim, const vok_matrix_info *info,
-                                               unsigned char *data);
+VOKRA_EXPORT vok_err vok_bin_write_matrix_char(zan_file_handle file, const int32_t *dim,
+                                               const vok_matrix_info *info, unsigned char *data);
+VOKRA_EXPORT vok_err vok_bin_write_matrix_long(zan_file_handle file, const int32_t *dim,
+                                               const vok_matrix_info *info, unsigned char *data);
 VOKRA_EXPORT vok_err vok_bin_write_matrix_float32(zan_file_handle file, const int32_t *dim,
                                                   const vok_matrix_info *info, unsigned char *data);
 VOKRA_EXPORT vok_err vok_bin_write_matrix_float64(zan_file_handle file, const int32_t *dim,
                                                   const vok_matrix_info *info, unsigned char *data);
-VOKRA_EXPORT vok_err vok_bin_read_matrix_char(zan_file_handle file, const int32_t *dim, const vok_matrix_info *info,
-                                              unsigned char *data);
-VOKRA_EXPORT vok_err vok_bin_read_matrix_long(zan_file_handle file, const int32_t *dim, const vok_matrix_info *info,
-                                              unsigned char *data);
+VOKRA_EXPORT vok_err vok_bin_read_matrix_char(zan_file_handle file, const int32_t *dim,
+                                              const vok_matrix_info *info, unsigned char *data);
+VOKRA_EXPORT vok_err vok_bin_read_matrix_long(zan_file_handle file, const int32_t *dim,
+                                              const vok_matrix_info *info, unsigned char *data);
 VOKRA_EXPORT vok_err vok_bin_read_matrix_float32(zan_file_handle file, const int32_t *dim,
                                                  const vok_matrix_info *info, unsigned char *data);
 VOKRA_EXPORT vok_err vok_bin_read_matrix_float64(zan_file_handle file, const int32_t *dim,

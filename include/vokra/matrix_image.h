@@ -4,8 +4,8 @@
 #ifndef VOKRA_MATRIX_IMAGE_H
 #define VOKRA_MATRIX_IMAGE_H
 
-#include <zan/surfaces.h>
 #include <vokra/matrix.h>
+#include <zan/surfaces.h>
 
 VOKRA_BEGIN_C
 
@@ -47,17 +47,17 @@ VOKRA_EXPORT long vok_matrix_copyfromcollective(const char *name, short path, sh
 /* ---- bitmaps: a description of pixels in up to three planes ---- */
 
 typedef struct vok_bitmap {
-    long width;                /* pixels */
-    long height;               /* rows */
-    long pitch;                /* bytes from a row to the next */
-    long reserved;             /* 0 */
-    unsigned char lockcount;   /* locks that are held */
-    unsigned char owned;       /* base is freed with the bitmap */
-    unsigned char planecount;  /* planes in use; 4 until data is given */
-    unsigned char *data;       /* the first pixel */
-    unsigned char *base;       /* what was allocated, or null */
-    unsigned char *plane[3];   /* first byte of each plane */
-    long planestride[3];       /* bytes from a row to the next in each plane */
+    long width;               /* pixels */
+    long height;              /* rows */
+    long pitch;               /* bytes from a row to the next */
+    long reserved;            /* 0 */
+    unsigned char lockcount;  /* locks that are held */
+    unsigned char owned;      /* base is freed with the bitmap */
+    unsigned char planecount; /* planes in use; 4 until data is given */
+    unsigned char *data;      /* the first pixel */
+    unsigned char *base;      /* what was allocated, or null */
+    unsigned char *plane[3];  /* first byte of each plane */
+    long planestride[3];      /* bytes from a row to the next in each plane */
 } vok_bitmap;
 
 /* With `align` other than 0 the pitch is rounded up to a multiple of 32. No pixels

@@ -7,12 +7,14 @@
 
 #include "kernel/message.h"
 
-namespace vok {
+namespace vok
+{
 
 // Any object that answers as a matrix, reached by message. A null object, or one
 // that isn't a matrix, has null data and a dimcount of 0.
-class matrix_lock {
-public:
+class matrix_lock
+{
+  public:
     explicit matrix_lock(void *matrix) : matrix_(matrix)
     {
         info.size = 0;
@@ -40,21 +42,22 @@ public:
     vok_matrix_info info;
     unsigned char *data = nullptr;
 
-private:
+  private:
     void *matrix_;
     zan_word save_ = 0;
 };
 
 // The same for a matrix whose record is at hand: its own fields stay the info and
 // the data, which are up to date again after the end of the scope.
-class matrix_pin {
-public:
+class matrix_pin
+{
+  public:
     explicit matrix_pin(vok_matrix *x) : x_(x), save_(vok_matrix_lock(x, 1)) {}
     matrix_pin(const matrix_pin &) = delete;
     matrix_pin &operator=(const matrix_pin &) = delete;
     ~matrix_pin() { vok_matrix_lock(x_, save_); }
 
-private:
+  private:
     vok_matrix *x_;
     zan_word save_;
 };

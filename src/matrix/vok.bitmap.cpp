@@ -4,7 +4,8 @@
 
 #include <vokra/memory.h>
 
-namespace {
+namespace
+{
 
 void drop_pixels(vok_bitmap *b)
 {
@@ -43,7 +44,8 @@ vok_bitmap *vok_bitmap_new(long width, long height, long pitch, long align)
     b->height = height;
     b->pitch = pitch;
     if (align)
-        b->pitch = static_cast<long>((static_cast<unsigned long>(pitch) + row_alignment - 1) & ~(row_alignment - 1));
+        b->pitch =
+            static_cast<long>((static_cast<unsigned long>(pitch) + row_alignment - 1) & ~(row_alignment - 1));
     b->planecount = 4;
     return b;
 }

@@ -15,22 +15,24 @@
 
 #include "matrix/matrix_lock.h"
 
-namespace vok {
+namespace vok
+{
 
-namespace {
+namespace
+{
 
 constexpr long max_values = VOK_MATRIX_MAX_PLANECOUNT;
 
 // Elements are moved as bytes: a reference may lie at any address.
 template <typename T> void store(unsigned char *p, T value)
 {
-    std::memcpy(p, &value, sizeof value);
+    std::memcpy(p, &value, sizeof(T));
 }
 
 template <typename T> T load(const unsigned char *p)
 {
     T value;
-    std::memcpy(&value, p, sizeof value);
+    std::memcpy(&value, p, sizeof(T));
     return value;
 }
 
@@ -44,17 +46,13 @@ struct element_rule {
 };
 
 constexpr element_rule element_rules[] = {
-    {&_vok_sym_char,
-     [](unsigned char *p, const atom *a) { *p = static_cast<unsigned char>(atom_getcharfix(a)); },
+    {&_vok_sym_char, [](unsigned char *p, const atom *a) { *p = static_cast<unsigned char>(atom_getcharfix(a)); },
      [](const unsigned char *p, atom *a) { atom_setlong(a, *p); }, vok_op_vector_pass_char},
-    {&_vok_sym_long,
-     [](unsigned char *p, const atom *a) { store(p, static_cast<int32_t>(atom_getlong(a))); },
+    {&_vok_sym_long, [](unsigned char *p, const atom *a) { store(p, static_cast<int32_t>(atom_getlong(a))); },
      [](const unsigned char *p, atom *a) { atom_setlong(a, load<int32_t>(p)); }, vok_op_vector_pass_long},
-    {&_vok_sym_float32,
-     [](unsigned char *p, const atom *a) { store(p, static_cast<float>(atom_getfloat(a))); },
+    {&_vok_sym_float32, [](unsigned char *p, const atom *a) { store(p, static_cast<float>(atom_getfloat(a))); },
      [](const unsigned char *p, atom *a) { atom_setfloat(a, load<float>(p)); }, vok_op_vector_pass_float32},
-    {&_vok_sym_float64,
-     [](unsigned char *p, const atom *a) { store(p, atom_getfloat(a)); },
+    {&_vok_sym_float64, [](unsigned char *p, const atom *a) { store(p, atom_getfloat(a)); },
      [](const unsigned char *p, atom *a) { atom_setfloat(a, load<double>(p)); }, vok_op_vector_pass_float64},
     {&_vok_sym_symbol,
      [](unsigned char *p, const atom *a) {
@@ -66,8 +64,7 @@ constexpr element_rule element_rules[] = {
          atom_setsym(a, value ? value : _vok_sym_nothing);
      },
      nullptr},
-    {&_vok_sym_object,
-     [](unsigned char *p, const atom *a) { store(p, atom_getobj(a)); },
+    {&_vok_sym_object, [](unsigned char *p, const atom *a) { store(p, atom_getobj(a)); },
      [](const unsigned char *p, atom *a) { atom_setobj(a, load<void *>(p)); }, nullptr},
 };
 
@@ -97,8 +94,8 @@ bool cell_offset(const vok_matrix_info &info, const long *coord, long *offset)
 bool loose_plane_offset(const vok_matrix_info &info, long cell, long plane, long elementsize, long *offset)
 {
     long distance = 0;
-    return !__builtin_mul_overflow(plane, elementsize, &distance) && !__builtin_add_overflow(cell, distance, offset) &&
-           *offset >= 0 && *offset <= info.size - elementsize;
+    return !__builtin_mul_overflow(plane, elementsize, &distance) &&
+           !__builtin_add_overflow(cell, distance, offset) && *offset >= 0 && *offset <= info.size - elementsize;
 }
 
 // One past the last byte that a fill may write. A block of the matrix's own has
@@ -142,7 +139,8 @@ slice_shape shape_of(long dimcount, const long *dim)
 }
 
 // One run of `value` over a plane of a row of `cells` packed cells.
-void fill_run(const element_rule *rule, long cells, const unsigned char *value, unsigned char *first, long planecount)
+void fill_run(const element_rule *rule, long cells, const unsigned char *value, unsigned char *first,
+              long planecount)
 {
     vok_op_vector_arg in = {const_cast<unsigned char *>(value), 0};
     vok_op_vector_arg out = {first, cells < 2 ? 0 : planecount};
@@ -370,7 +368,8 @@ vok_err vok_matrix_getcell_typed(vok_matrix *x, symbol *s, long argc, atom *argv
     if (vok_matrix_getcell(x, s, argc, argv, &rac, &rav) || rac < 1)
         return VOK_ERR_EROR;
     if (rv) {
-        const atom *values = std::find_if(rav, rav + rac, [](const atom &a) { return atom_getsym(&a) == _vok_sym_val; });
+        const atom *values =
+            std::find_if(rav, rav + rac, [](const atom &a) { return atom_getsym(&a) == _vok_sym_val; });
         values = std::min(values + 1, static_cast<const atom *>(rav + rac));
         atom_setobj(rv, make(_vok_sym_nobox, _vok_sym_atomarray, rav + rac - values, values));
     }

@@ -20,9 +20,11 @@
 float _c2ftab[256];
 double _c2dtab[256];
 
-namespace vok {
+namespace vok
+{
 
-namespace {
+namespace
+{
 
 zan_class *matrix_class;
 matrix_symbol_table symbols;
@@ -222,16 +224,33 @@ constexpr long info_field(long offset)
 }
 
 constexpr attribute attributes[] = {
-    {.name = "type", .type = "symbol", .flags = low, .offset = info_field(offsetof(vok_matrix_info, type)),
-     .set = fn<vok_matrix_type>, .label = "Type", .style = "enum", .enumvals = "char long float32 float64"},
-    {.name = "dim", .type = "long", .flags = low, .offset = info_field(offsetof(vok_matrix_info, dim)),
-     .size = VOK_MATRIX_MAX_DIMCOUNT, .count = info_field(offsetof(vok_matrix_info, dimcount)),
-     .set = fn<vok_matrix_dimensions>, .label = "Dim"},
-    {.name = "planecount", .type = "long", .flags = low,
-     .offset = info_field(offsetof(vok_matrix_info, planecount)), .set = fn<vok_matrix_planecount>,
+    {.name = "type",
+     .type = "symbol",
+     .flags = low,
+     .offset = info_field(offsetof(vok_matrix_info, type)),
+     .set = fn<vok_matrix_type>,
+     .label = "Type",
+     .style = "enum",
+     .enumvals = "char long float32 float64"},
+    {.name = "dim",
+     .type = "long",
+     .flags = low,
+     .offset = info_field(offsetof(vok_matrix_info, dim)),
+     .size = VOK_MATRIX_MAX_DIMCOUNT,
+     .count = info_field(offsetof(vok_matrix_info, dimcount)),
+     .set = fn<vok_matrix_dimensions>,
+     .label = "Dim"},
+    {.name = "planecount",
+     .type = "long",
+     .flags = low,
+     .offset = info_field(offsetof(vok_matrix_info, planecount)),
+     .set = fn<vok_matrix_planecount>,
      .label = "Planecount"},
-    {.name = "dimstride", .type = "long", .flags = low_readonly,
-     .offset = info_field(offsetof(vok_matrix_info, dimstride)), .size = VOK_MATRIX_MAX_DIMCOUNT,
+    {.name = "dimstride",
+     .type = "long",
+     .flags = low_readonly,
+     .offset = info_field(offsetof(vok_matrix_info, dimstride)),
+     .size = VOK_MATRIX_MAX_DIMCOUNT,
      .count = info_field(offsetof(vok_matrix_info, dimcount))},
     {.name = "size", .type = "long", .flags = low_readonly, .offset = info_field(offsetof(vok_matrix_info, size))},
     {.name = "flags", .type = "long", .flags = hidden, .offset = info_field(offsetof(vok_matrix_info, flags))},
@@ -250,8 +269,7 @@ long matrix_elementsize(const symbol *type)
         return 1;
     if (type == _vok_sym_long || type == _vok_sym_float32)
         return 4;
-    if (type == _vok_sym_float64 || type == _vok_sym_symbol || type == _vok_sym_object ||
-        type == _vok_sym_pointer)
+    if (type == _vok_sym_float64 || type == _vok_sym_symbol || type == _vok_sym_object || type == _vok_sym_pointer)
         return 8;
     return 0;
 }

@@ -16,7 +16,8 @@
 
 using namespace vok;
 
-namespace {
+namespace
+{
 
 enum { seek_start = 1, seek_here = 3 }; // modes of sysfile_setpos
 
@@ -325,8 +326,9 @@ vok_err vok_bin_write_matrix(zan_file_handle file, void *matrix)
     narrow_dims(info, dim);
     for (long i = 0; i < info.dimcount; i++)
         size *= static_cast<uint32_t>(dim[i]);
-    const chunk_start start = swapped(chunk_start{VOK_BIN_MTRX, size + offset, offset, type->code,
-                                                  static_cast<int32_t>(info.planecount), static_cast<int32_t>(dimcount)});
+    const chunk_start start =
+        swapped(chunk_start{VOK_BIN_MTRX, size + offset, offset, type->code, static_cast<int32_t>(info.planecount),
+                            static_cast<int32_t>(dimcount)});
     if (const vok_err err = write_bytes(file, &start, sizeof start).err)
         return err;
     uint32_t dims[VOK_MATRIX_MAX_DIMCOUNT];
@@ -381,16 +383,16 @@ vok_err vok_bin_read_matrix_ndim(zan_file_handle file, long dimcount, int32_t *d
 }
 
 // The row functions of each type, by their exported names.
-#define VOK_BIN_ROWS(name, index)                                                                             \
-    vok_err vok_bin_write_matrix_##name(zan_file_handle file, const int32_t *dim, const vok_matrix_info *info, \
-                                        unsigned char *data)                                                  \
-    {                                                                                                         \
-        return file ? write_rows(file, dim, info, data, file_types[index]).err : vok_err{VOK_ERR_INVP};        \
-    }                                                                                                         \
-    vok_err vok_bin_read_matrix_##name(zan_file_handle file, const int32_t *dim, const vok_matrix_info *info,  \
-                                       unsigned char *data)                                                   \
-    {                                                                                                         \
-        return file ? read_rows(file, dim, info, data, file_types[index]).err : vok_err{VOK_ERR_INVP};         \
+#define VOK_BIN_ROWS(name, index)                                                                                 \
+    vok_err vok_bin_write_matrix_##name(zan_file_handle file, const int32_t *dim, const vok_matrix_info *info,    \
+                                        unsigned char *data)                                                      \
+    {                                                                                                             \
+        return file ? write_rows(file, dim, info, data, file_types[index]).err : vok_err{VOK_ERR_INVP};           \
+    }                                                                                                             \
+    vok_err vok_bin_read_matrix_##name(zan_file_handle file, const int32_t *dim, const vok_matrix_info *info,     \
+                                       unsigned char *data)                                                       \
+    {                                                                                                             \
+        return file ? read_rows(file, dim, info, data, file_types[index]).err : vok_err{VOK_ERR_INVP};            \
     }
 VOK_BIN_ROWS(char, 0)
 VOK_BIN_ROWS(long, 1)

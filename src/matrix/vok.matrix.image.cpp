@@ -24,7 +24,8 @@
 
 using namespace vok;
 
-namespace {
+namespace
+{
 
 constexpr long pixel_bytes = 4;
 
@@ -39,8 +40,9 @@ struct surface_destroyer {
 using owned_surface = std::unique_ptr<zan_surface, surface_destroyer>;
 
 // The pixels of a surface, held for reading.
-class surface_pixels {
-public:
+class surface_pixels
+{
+  public:
     explicit surface_pixels(zan_surface *s)
         : surface_(s), width(zgraphics_image_surface_get_width(s)), height(zgraphics_image_surface_get_height(s))
     {
@@ -56,10 +58,10 @@ public:
 
     const unsigned char *row(long y) const { return first + y * stride; }
 
-private:
+  private:
     zan_surface *surface_;
 
-public:
+  public:
     const long width, height;
     const unsigned char *first = nullptr; // stays null when they can't be had
     long stride = 0;
@@ -165,8 +167,8 @@ bool ends_in(std::string_view name, std::string_view ending)
 // What export knows of each format; the last row stands for "none of these".
 struct picture_format {
     const char *word;
-    uint32_t type;           // the host's file type
-    const char *endings[2];  // the first is added to a name that has neither
+    uint32_t type;          // the host's file type
+    const char *endings[2]; // the first is added to a name that has neither
 };
 
 constexpr picture_format formats[] = {
@@ -393,8 +395,8 @@ vok_err vok_zgraphics_matrix_writepng(vok_matrix *x, const char *filename)
     if (const vok_err err = vok_matrix_frommatrix(picture.get(), x, &conv))
         return err;
     const owned_surface surface(zgraphics_image_surface_create_for_data(
-        picture->data, three ? 1 : 0, picture->info.dim[0], picture->info.dim[1], picture->info.dimstride[1], nullptr,
-        nullptr));
+        picture->data, three ? 1 : 0, picture->info.dim[0], picture->info.dim[1], picture->info.dimstride[1],
+        nullptr, nullptr));
     if (!surface)
         return VOK_ERR_EROR;
     const file_place place(filename);

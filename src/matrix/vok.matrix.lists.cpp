@@ -6,7 +6,8 @@
 
 using namespace vok;
 
-namespace {
+namespace
+{
 
 template <typename Test> vok_err all_agree(long count, const vok_matrix_info *infos, const Test &test)
 {
@@ -71,7 +72,8 @@ vok_err vok_matrix_info_uniform_planecount(const vok_matrix_info *info, long cou
 {
     if (!info)
         return VOK_ERR_INVP;
-    return all_agree(count, infos, [info](const vok_matrix_info &other) { return other.planecount == info->planecount; });
+    return all_agree(count, infos,
+                     [info](const vok_matrix_info &other) { return other.planecount == info->planecount; });
 }
 
 vok_err vok_matrix_info_uniform_type(const vok_matrix_info *info, long count, const vok_matrix_info *infos)

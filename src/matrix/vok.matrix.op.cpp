@@ -19,7 +19,8 @@
 
 using namespace vok;
 
-namespace {
+namespace
+{
 
 struct object_freer {
     void operator()(void *x) const { vok_object_free(x); }
