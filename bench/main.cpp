@@ -3,10 +3,16 @@
 #include <vokra/kernel.h>
 #include <zan/host.h>
 
+namespace bench
+{
+void register_op_words();
+}
+
 int main(int argc, char **argv)
 {
     zan_start();
     initialize();
+    bench::register_op_words(); // one row a word of the registry
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
