@@ -183,7 +183,7 @@ constexpr vok::message messages[] = {
     {"glstatus", vok::fn<glstatus>, {argtype_gimme}},
     {"sendproperty", vok::fn<sendproperty>, {argtype_sym, argtype_sym}},
     {"endprobe", vok::fn<endprobe>},
-    // functions of the library that the host reaches by name
+    // functions that the host fetches by name and calls as they are
     {"exp_vok_object_getmethod", vok::fn<vok_object_getmethod>, {argtype_cant}},
     {"exp_vok_object_findregistered", vok::fn<vok_object_findregistered>, {argtype_cant}},
     {"exp_vok_mop_ioproc_tosym", vok::fn<vok_mop_ioproc_tosym>, {argtype_cant}},

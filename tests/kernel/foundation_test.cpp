@@ -56,6 +56,51 @@ TEST(Foundation, ShutdownLeavesTheLibraryInitialised)
         testing::ExitedWithCode(0), "");
 }
 
+long gl_starts;
+zan_word start_gl(zan_word argument)
+{
+    gl_starts += argument == 0 ? 1 : 100;
+    return 0;
+}
+
+TEST(Foundation, TheOpenGLModuleHandsItsStartOverInASymbol)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (const char *engine : {"", "glcore"})
+        EXPECT_EXIT(
+            {
+                preferences_setsym("gfxengine", gensym(engine));
+                gensym(*engine ? "gl3status_initgl" : "gl2status_initgl")->thing =
+                    reinterpret_cast<void *>(start_gl);
+                initialize();
+                exit_when(gl_starts == 1);
+            },
+            testing::ExitedWithCode(0), "")
+            << engine;
+}
+
+symbol *heard_message;
+zan_word hear(void *, symbol *, symbol *message, void *, void *)
+{
+    heard_message = message;
+    return 0;
+}
+
+TEST(Foundation, ShutdownTellsTheHolderOfTheSharedContext)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            zan_class *c = vok_class_new("context_holder", nullptr, nullptr, sizeof(object), argtype_cant, 0);
+            vok_class_addmethod(c, reinterpret_cast<zan_method>(hear), "notify", argtype_cant, 0);
+            vok_object_register(vok_object_alloc(c), gensym("##vzgctx##"));
+            vok_object_attach(gensym("##vzgctx##"), vok_object_alloc(c));
+            zan_stop(); // the host's quit task
+            exit_when(heard_message == gensym("shutdown") && _vok_object_init == 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
 class FoundationUp : public testing::Test
 {
   protected:

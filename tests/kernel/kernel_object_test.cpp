@@ -219,9 +219,19 @@ TEST_F(KernelObject, StatusWindowOfTheOpenGLModule)
     vok_object_free(status_window);
 }
 
+// They are fetched by name and called as they are, not sent.
 TEST_F(KernelObject, FunctionsForTheHost)
 {
-    EXPECT_EQ(vok_object_method(kernel, gensym("exp_vok_object_findregistered"), gensym("nobody")), 0);
+    const struct {
+        const char *name;
+        zan_method function;
+    } rows[] = {
+        {"exp_vok_object_getmethod", reinterpret_cast<zan_method>(vok_object_getmethod)},
+        {"exp_vok_object_findregistered", reinterpret_cast<zan_method>(vok_object_findregistered)},
+        {"exp_vok_mop_ioproc_tosym", reinterpret_cast<zan_method>(vok_mop_ioproc_tosym)},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(vok_object_getmethod(kernel, gensym(row.name)), row.function) << row.name;
 }
 
 } // namespace
