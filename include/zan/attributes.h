@@ -14,8 +14,8 @@ extern "C" {
  * the attribute (or at the offset in the object). Types: char, long, float32,
  * float64, symbol, object, pointer, atom, and atom_long as another word for long. */
 ZAN_EXPORT void *attribute_new(const char *name, symbol *type, long flags, zan_method get_fn, zan_method set_fn);
-ZAN_EXPORT void *attr_offset_new(const char *name, symbol *type, long flags, zan_method get_fn,
-                                 zan_method set_fn, long offset);
+ZAN_EXPORT void *attr_offset_new(const char *name, symbol *type, long flags, zan_method get_fn, zan_method set_fn,
+                                 long offset);
 ZAN_EXPORT void *attr_offset_array_new(const char *name, symbol *type, long size, long flags, zan_method get_fn,
                                        zan_method set_fn, long offsetcount, long offset);
 
@@ -37,7 +37,8 @@ ZAN_EXPORT long object_attr_getnames(void *x, long *count, symbol ***names);
 ZAN_EXPORT long object_attr_getvalueof(void *x, symbol *name, long *argc, atom **argv);
 ZAN_EXPORT long object_attr_setvalueof(void *x, symbol *name, long argc, atom *argv);
 /* The value of an attribute of an attribute. */
-ZAN_EXPORT long object_attr_attr_getvalueof(void *x, symbol *attrname, symbol *attrattrname, long *argc, atom **argv);
+ZAN_EXPORT long object_attr_attr_getvalueof(void *x, symbol *attrname, symbol *attrattrname, long *argc,
+                                            atom **argv);
 /* An object's value as a whole, by its message getvalueof (argc, argv pointers). */
 ZAN_EXPORT long object_getvalueof(void *x, long *argc, atom **argv);
 ZAN_EXPORT long object_attr_usercanget(void *x, symbol *name);

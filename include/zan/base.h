@@ -34,21 +34,21 @@ typedef struct symbol {
 
 /* The tags of atoms and of a method's argument list, one numbering for both. */
 enum {
-    argtype_nothing = 0,  /* ends a type list; an atom without a value */
-    argtype_long = 1,     /* an integer */
-    argtype_float = 2,    /* a number */
-    argtype_sym = 3,      /* a symbol */
-    argtype_obj = 4,      /* an object pointer */
-    argtype_deflong = 5,  /* type lists only: an integer, 0 when missing */
-    argtype_deffloat = 6, /* type lists only: a number, 0 when missing */
-    argtype_defsym = 7,   /* type lists only: a symbol, the empty one when missing */
-    argtype_gimme = 8,    /* the method takes (object, selector, argc, argv) */
-    argtype_cant = 9,     /* private: word arguments, never from a patcher */
-    argtype_semi = 10,    /* text: a semicolon */
-    argtype_comma = 11,   /* text: a comma */
-    argtype_dollar = 12,  /* text: $1, the value holds the number */
-    argtype_dollsym = 13, /* text: a symbol with a $ inside, the value holds it */
-    argtype_gimmeback = 14, /* (object, selector, argc, argv, rv), rv an atom */
+    argtype_nothing = 0,      /* ends a type list; an atom without a value */
+    argtype_long = 1,         /* an integer */
+    argtype_float = 2,        /* a number */
+    argtype_sym = 3,          /* a symbol */
+    argtype_obj = 4,          /* an object pointer */
+    argtype_deflong = 5,      /* type lists only: an integer, 0 when missing */
+    argtype_deffloat = 6,     /* type lists only: a number, 0 when missing */
+    argtype_defsym = 7,       /* type lists only: a symbol, the empty one when missing */
+    argtype_gimme = 8,        /* the method takes (object, selector, argc, argv) */
+    argtype_cant = 9,         /* private: word arguments, never from a patcher */
+    argtype_semi = 10,        /* text: a semicolon */
+    argtype_comma = 11,       /* text: a comma */
+    argtype_dollar = 12,      /* text: $1, the value holds the number */
+    argtype_dollsym = 13,     /* text: a symbol with a $ inside, the value holds it */
+    argtype_gimmeback = 14,   /* (object, selector, argc, argv, rv), rv an atom */
     argtype_defer = 0x41,     /* gimme, run through defer */
     argtype_usurp = 0x42,     /* gimme, calls merged */
     argtype_defer_low = 0x43, /* gimme, run through defer_low */

@@ -42,8 +42,8 @@ ZAN_EXPORT zan_word object_method_imp(void *x, symbol *selector, zan_word w1, za
  * Deferring tags run through the queue. Host error number or the method's. */
 ZAN_EXPORT zan_word object_method_typed(void *x, symbol *selector, long argc, atom *argv, atom *rv);
 /* The same on a method table entry that the caller has found. */
-ZAN_EXPORT zan_word object_method_typedfun(void *x, zan_messlist *entry, symbol *selector, long argc,
-                                           atom *argv, atom *rv);
+ZAN_EXPORT zan_word object_method_typedfun(void *x, zan_messlist *entry, symbol *selector, long argc, atom *argv,
+                                           atom *rv);
 /* One symbol as the only argument. */
 ZAN_EXPORT zan_word object_method_sym(void *x, symbol *selector, symbol *value, atom *rv);
 /* A message as a patcher sends it: public methods and attributes. An unknown one
