@@ -10,7 +10,7 @@ namespace vok::copy {
 
 // Which cells of a source row are collected, and what of each.
 struct collect_job {
-    const int32_t *offset;    // bytes from the row to each cell
+    const int32_t *offset;    // bytes from the row to each cell, rising or falling
     long n;                   // cells
     long bytes;               // of the chunk that is taken of each cell, when it is one
     long planes;              // else the planes ...
@@ -28,6 +28,7 @@ using scatter_function = void(void *dst, long cell, const void *src, long n, con
 struct kernels {
     convert_function *convert[cell_types][cell_types]; // by destination, then source type
     collect_function *chunk[33];                       // by bytes of the chunk, 0 any; null where there is none
+    collect_function *chunk_word;                      // of 4 bytes, offsets multiples of 4
     collect_function *planes[cell_types];              // by source type
     scatter_function *scatter[cell_types];             // by destination type
 

@@ -144,7 +144,10 @@ void slice_copy::choose_collecting()
         collecting_ = collecting::planes;
         chunk_ = 0;
     }
-    collect_ = collecting_ == collecting::planes ? kernels_->planes[p_.src_type]
+    // where fixed-point positions wrap, offsets no longer rise or fall throughout
+    const bool monotonic = p_.x.source > -0x8000;
+    collect_ = collecting_ == collecting::planes                            ? kernels_->planes[p_.src_type]
+               : job_.bytes == 4 && p_.src_cell % 4 == 0 && monotonic       ? kernels_->chunk_word
                : job_.bytes <= 32 && kernels_->chunk[job_.bytes] ? kernels_->chunk[job_.bytes]
                                                                  : kernels_->chunk[0];
 }

@@ -121,19 +121,20 @@ struct position {
     double f0 = 0, f1 = 0;
 };
 
-// All positions of one axis: the case is 'A' to 'E'.
+// All positions of one axis: the case is 'A' to 'E'. Fixed-point positions are 32 bits
+// and wrap, then the first neighbour too is kept inside.
 inline std::vector<position> positions(const axis &a, char which)
 {
     std::vector<position> all(static_cast<size_t>(a.d));
-    const int64_t step = static_cast<int64_t>(a.ratio * 65536.0);
+    const int64_t step = cut(a.ratio * 65536.0);
     double sum = 0;
     for (long i = 0; i < a.d; i++, sum += a.ratio) {
         position &p = all[static_cast<size_t>(i)];
-        const int64_t fixed = i * step;
+        const int64_t fixed = static_cast<int32_t>(static_cast<uint32_t>(i * step));
         if (which == 'A') {
             p.i0 = i;
         } else if (which == 'B') {
-            p.i0 = clamp_to(a, static_cast<long>((fixed + (a.sign < 0 ? 65470 : 65)) >> 16));
+            p.i0 = clamp_to(a, static_cast<int32_t>(static_cast<uint32_t>(fixed + (a.sign < 0 ? 65470 : 65))) >> 16);
         } else if (which == 'C') {
             p.i0 = clamp_to(a, static_cast<long>(sum));
         } else if (which == 'D') {
@@ -144,6 +145,7 @@ inline std::vector<position> positions(const axis &a, char which)
             p.w0 = (65536 - f) >> 8;
             p.w1 = f >> 8;
             p.i1 = clamp_to(a, p.i0 + a.sign);
+            p.i0 = clamp_to(a, p.i0);
         } else {
             p.i0 = static_cast<long>(sum);
             double f = sum - static_cast<double>(p.i0);
