@@ -15,10 +15,8 @@
 
 #include "npy.h"
 
-namespace program
-{
-namespace
-{
+namespace program {
+namespace {
 
 namespace fs = std::filesystem;
 
@@ -29,8 +27,7 @@ namespace fs = std::filesystem;
 
 // A file of its own beside `name` that is renamed to it when the work went well, and
 // removed otherwise.
-class whole_file
-{
+class whole_file {
   public:
     explicit whole_file(const std::string &name) : name_(name)
     {
@@ -59,8 +56,7 @@ class whole_file
 };
 
 // Copies standard input into a file that can be read again and again.
-class input_file
-{
+class input_file {
   public:
     explicit input_file(const std::string &name) : name_(name)
     {
@@ -139,24 +135,27 @@ file_format judge(const std::string &shown, const std::string &name)
     trouble(shown, std::string("this is not ") + readable_formats);
 }
 
-void load_picture(const std::string &shown, const std::string &name, matrix &m)
+// What the host says of a file, without the full name that it puts ahead.
+std::string without_name(const std::string &text, const std::string &full)
+{
+    return text.starts_with(full + ": ") ? text.substr(full.size() + 2) : text;
+}
+
+void load_picture(const std::string &shown, const std::string &name, loaded &to)
 {
     const quiet_reports quiet;
     const std::string full = fs::absolute(name).string();
     std::unique_ptr<zan_surface, void (*)(zan_surface *)> surface(
         zgraphics_image_surface_create_from_file(full.c_str(), 0), zgraphics_surface_destroy);
     if (!surface) {
-        std::string why = quiet.last("can't be read as a picture");
-        if (why.starts_with(full + ": "))
-            why.erase(0, full.size() + 2);
-        trouble(shown, why);
+        trouble(shown, without_name(quiet.last("can't be read as a picture"), full));
     }
-    if (send(m.get(), "from_image_surface", surface.get()) != VOK_ERR_NONE)
+    if (send(to.cells.get(), "from_image_surface", surface.get()) != VOK_ERR_NONE)
         trouble(shown, "the picture is too large");
+    to.dpi = zgraphics_image_surface_get_dpi(surface.get());
 }
 
-class host_file
-{
+class host_file {
   public:
     host_file(const std::string &name, bool create)
     {
@@ -285,7 +284,8 @@ zan_surface *surface_of(const matrix &m)
     return zgraphics_image_surface_create_for_data(pixels, 0, width, height, 4 * width, sysmem_freeptr, pixels);
 }
 
-void save_picture(const std::string &shown, const std::string &part, const matrix &given, file_format format)
+void save_picture(const std::string &shown, const std::string &part, const matrix &given, file_format format,
+                  double dpi)
 {
     const vok_matrix_info info = given.info();
     matrix as_char;
@@ -304,11 +304,12 @@ void save_picture(const std::string &shown, const std::string &part, const matri
     const quiet_reports quiet;
     std::unique_ptr<zan_surface, void (*)(zan_surface *)> surface(surface_of(*m), zgraphics_surface_destroy);
     const std::string full = fs::absolute(part).string();
+    zgraphics_image_surface_set_dpi(surface.get(), dpi);
     const long result = format == file_format::png
-                            ? zgraphics_image_surface_writepng(surface.get(), full.c_str(), 0, 72)
+                            ? zgraphics_image_surface_writepng(surface.get(), full.c_str(), 0, 0)
                             : zgraphics_image_surface_writejpeg(surface.get(), full.c_str(), 0);
     if (result != zan_err_none)
-        trouble(shown, quiet.last("can't be written"));
+        trouble(shown, without_name(quiet.last("can't be written"), full));
 }
 
 void copy_to_output(const std::string &part)
@@ -342,7 +343,7 @@ loaded load(const std::string &shown)
     result.format = judge(shown, input.name());
     switch (result.format) {
     case file_format::png:
-    case file_format::jpeg: load_picture(shown, input.name(), result.cells); break;
+    case file_format::jpeg: load_picture(shown, input.name(), result); break;
     case file_format::vkf: load_vkf(shown, input.name(), result.cells); break;
     case file_format::npy: load_npy(shown, input.name(), result.cells); break;
     }
@@ -370,14 +371,14 @@ file_format format_to_write(const std::string &name)
     throw failure(wrong_use, name + ": what to write is told by the ending: .png, .jpg, .vkf or .npy");
 }
 
-void save(const matrix &m, const std::string &name)
+void save(const matrix &m, const std::string &name, double dpi)
 {
     const file_format format = format_to_write(name);
     const bool to_output = name == "-";
     whole_file file(to_output ? (fs::temp_directory_path() / "vokra-output.vkf").string() : name);
     switch (format) {
     case file_format::png:
-    case file_format::jpeg: save_picture(name, file.part(), m, format); break;
+    case file_format::jpeg: save_picture(name, file.part(), m, format, dpi); break;
     case file_format::vkf: save_vkf(name, file.part(), m); break;
     case file_format::npy: save_npy(name, file.part(), m); break;
     }

@@ -5,14 +5,14 @@
 
 #include "matrix.h"
 
-namespace program
-{
+namespace program {
 
 enum class file_format { png, jpeg, vkf, npy };
 
 struct loaded {
     matrix cells;
     file_format format = file_format::vkf;
+    double dpi = 72; // of a picture, dots an inch
     // The four char planes are alpha, red, green and blue.
     bool is_picture() const;
 };
@@ -31,6 +31,6 @@ file_format format_to_write(const std::string &name);
 // Writes under a temporary name and renames when it is whole. Pictures take char
 // matrices of 1 (grey), 3 (red, green, blue) or 4 (alpha first) planes; others are
 // brought to char first.
-void save(const matrix &m, const std::string &name);
+void save(const matrix &m, const std::string &name, double dpi = 72);
 
 } // namespace program

@@ -1,5 +1,6 @@
 // The program `vokra`: one verb a task. Data goes to standard output, everything else
 // to standard error; the exit codes are those of program.h.
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 
@@ -9,12 +10,18 @@
 #include "program.h"
 #include "verbs.h"
 
-namespace
-{
+namespace {
 
 int run(CLI::App &app, int argc, char **argv)
 {
     try {
+        std::vector<std::string> verbs;
+        for (const CLI::App *verb : app.get_subcommands({}))
+            verbs.push_back(verb->get_name());
+        if (argc > 1 && argv[1][0] != '-' && std::find(verbs.begin(), verbs.end(), argv[1]) == verbs.end())
+            throw program::failure(program::wrong_use, std::string("there is no verb ") + argv[1] +
+                                                           program::did_you_mean(argv[1], verbs) +
+                                                           "; see vokra --help");
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
         if (e.get_exit_code() == 0)

@@ -1,11 +1,12 @@
 // Making, shaping and describing the program's matrices.
 #include "matrix.h"
 
-namespace program
-{
+namespace program {
 
-matrix::matrix(vok_matrix_info info) : x_(vok_object_new(gensym("vok_matrix"), &info))
+matrix::matrix(vok_matrix_info info)
 {
+    const quiet_reports quiet; // the failure below says it with the size
+    x_ = owned(vok_object_new(gensym("vok_matrix"), &info));
     if (!x_ || !data())
         throw failure(failed_running, "a matrix of " + shape_text(info) + " is too large");
 }

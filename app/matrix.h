@@ -8,8 +8,7 @@
 
 #include "program.h"
 
-namespace program
-{
+namespace program {
 
 // Sends a message with words.
 template <typename... Args> zan_word send(void *x, const char *selector, Args... args)
@@ -19,8 +18,7 @@ template <typename... Args> zan_word send(void *x, const char *selector, Args...
 }
 
 // A library object that is freed at the end of its scope.
-class owned
-{
+class owned {
   public:
     explicit owned(void *x = nullptr) : x_(x) {}
     owned(owned &&other) noexcept : x_(std::exchange(other.x_, nullptr)) {}
@@ -41,8 +39,7 @@ class owned
     void *x_;
 };
 
-class matrix
-{
+class matrix {
   public:
     matrix() : matrix(default_info()) {}
     // A matrix that can't be made fails; nothing is made silently smaller.

@@ -8,10 +8,8 @@
 #include <cstdint>
 #include <cstring>
 
-namespace npy
-{
-namespace
-{
+namespace npy {
+namespace {
 
 constexpr std::string_view magic{"\x93NUMPY", 6};
 constexpr size_t longest_header = 65536; // ours are 128; NumPy itself reads at most 10000
@@ -32,8 +30,7 @@ constexpr struct {
 
 // The little of Python that a header is made of. A word that isn't there leaves the
 // place as it was.
-class words
-{
+class words {
   public:
     explicit words(std::string_view text) : rest_(text) {}
 

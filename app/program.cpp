@@ -9,10 +9,8 @@
 
 #include <zan/host.h>
 
-namespace program
-{
-namespace
-{
+namespace program {
+namespace {
 
 std::atomic<long> errors{0};
 std::optional<std::vector<std::string>> held; // filled while reports are kept back

@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace program
-{
+namespace program {
 
 enum exit_code {
     done = 0,
@@ -29,8 +28,7 @@ void hear_reports();
 long error_count();
 
 // Keeps errors back during its life, so that a verb can say them in a line of its own.
-class quiet_reports
-{
+class quiet_reports {
   public:
     quiet_reports();
     ~quiet_reports();

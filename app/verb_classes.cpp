@@ -11,10 +11,8 @@
 #include "matrix.h"
 #include "verbs.h"
 
-namespace program
-{
-namespace
-{
+namespace program {
+namespace {
 
 std::vector<std::string> class_names()
 {

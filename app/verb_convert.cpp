@@ -10,10 +10,8 @@
 #include "files.h"
 #include "verbs.h"
 
-namespace program
-{
-namespace
-{
+namespace program {
+namespace {
 
 struct convert_options {
     std::string in, out, type;
@@ -126,7 +124,7 @@ void convert(const convert_options &o)
     // is opaque stays opaque.
     if (o.interp && wanted.planecount == 4 && wanted.type == gensym("char") && ranges_of(from.cells)[0].low == 255)
         make_opaque(to);
-    save(to, o.out);
+    save(to, o.out, from.dpi);
 }
 
 void tell_info(const std::string &name, bool as_json)

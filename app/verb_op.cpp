@@ -7,10 +7,8 @@
 #include "files.h"
 #include "verbs.h"
 
-namespace program
-{
-namespace
-{
+namespace program {
+namespace {
 
 struct op_options {
     std::string word, out;
@@ -110,7 +108,7 @@ void run_op(const op_options &o)
     send(inputs, "chuck");
     if (result != VOK_ERR_NONE)
         throw failure(failed_running, "op " + o.word + ": the calculation failed on " + matrix::shape_text(info));
-    save(out, o.out);
+    save(out, o.out, first.dpi);
 }
 
 } // namespace

@@ -2,8 +2,7 @@
 #pragma once
 #include <CLI/CLI.hpp>
 
-namespace program
-{
+namespace program {
 
 void add_convert(CLI::App &app);
 void add_info(CLI::App &app);

@@ -1,8 +1,9 @@
 // Blocks and handles: every allocation that crosses the host's boundary. A header of
 // 16 bytes ahead of a block keeps its size. Small blocks come from malloc, so that
-// the sanitizers watch their edges; blocks of 1 MiB and more are mapped by themselves,
-// on huge pages, and a few freed ones wait for the next request of their size.
-// Reached through include/zan/memory.h from any thread.
+// the sanitizers watch their edges; blocks of 1 MiB and more lie on huge pages
+// (large_blocks.cpp). Reached through include/zan/memory.h from any thread.
+#include "large_blocks.h"
+
 #include <zan/memory.h>
 #include <zan/objects.h>
 
@@ -10,34 +11,15 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
-#include <sys/mman.h>
-
-#if defined(__SANITIZE_ADDRESS__)
-#define ZAN_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define ZAN_ASAN 1
-#endif
-#endif
-#if defined(ZAN_ASAN)
-#include <sanitizer/asan_interface.h>
-#else
-#define ASAN_POISON_MEMORY_REGION(address, size) ((void)(address), (void)(size))
-#define ASAN_UNPOISON_MEMORY_REGION(address, size) ((void)(address), (void)(size))
-#endif
 
 namespace {
 
-constexpr long mib = 1L << 20;
-constexpr long large_from = mib;        // blocks from here on are mapped
-constexpr long huge_page = 2 * mib;     // x86-64 and arm64 with 4 KiB granules
-constexpr long small_page = 4096;       // what a mapping's length is rounded to
+constexpr long large_from = zan::mib; // blocks from here on lie on huge pages
 constexpr long cache_line = 64;
-constexpr long most_bytes = 1L << 46;   // more than any address space gives; keeps sums from overflowing
+constexpr long most_bytes = 1L << 46; // more than any address space gives; keeps sums from overflowing
 constexpr uint32_t small_mark = 0x5A6D656Du, large_mark = 0x5A4D454Du; // tell a block of ours from a stray pointer
 
-// Ahead of every block. `lead` counts the cache lines from the mapping's start to the block.
+// Ahead of every block. `lead` counts the cache lines from the stretch's start to the block.
 struct header {
     long size;     // as asked for
     uint32_t mark; // small_mark or large_mark
@@ -56,119 +38,23 @@ bool ours(void *block)
 // ---- large blocks ----
 
 // Blocks that start at the same place of their pages compete for the same sets of the
-// caches when a calculation reads several of them in step; each start moves on by three
+// caches when a calculation reads several of them in step; each start moves on by some
 // lines instead, within the 1 KiB that stands ahead of every large block.
 constexpr long lead_lines = 16;
 long next_lead()
 {
     static unsigned counter;
     const unsigned n = __atomic_fetch_add(&counter, 1, __ATOMIC_RELAXED);
-    return 1 + long(n * 3 % (lead_lines - 1));
+    return 1 + long(n * 7 % (lead_lines - 1)); // 7 and 15 share no factor: every place comes
 }
 
-// A last huge page that would be mostly empty costs more memory than it saves time: it
-// is used only when what it wastes is at most a sixteenth of the block.
-long mapped_length(long size)
-{
-    const long bytes = size + lead_lines * cache_line;
-    const long whole = (bytes + huge_page - 1) / huge_page * huge_page;
-    if (whole - bytes <= size / 16)
-        return whole;
-    return (bytes + small_page - 1) / small_page * small_page;
-}
-
-char *map(long length)
-{
-    const long spare = length >= huge_page ? huge_page : 0;
-    void *got = mmap(nullptr, size_t(length + spare), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (got == MAP_FAILED)
-        return nullptr;
-    char *start = static_cast<char *>(got);
-    if (spare) { // huge pages need an aligned start; what lies round it goes back
-        const long ahead = long(-reinterpret_cast<uintptr_t>(start) & uintptr_t(huge_page - 1));
-        if (ahead)
-            munmap(start, size_t(ahead));
-        start += ahead;
-        if (spare > ahead)
-            munmap(start + length, size_t(spare - ahead));
-        madvise(start, size_t(length), MADV_HUGEPAGE); // a wish: a kernel without them serves small pages
-    }
-    return start;
-}
-
-void unmap(char *start, long length)
-{
-    ASAN_UNPOISON_MEMORY_REGION(start, size_t(length));
-    munmap(start, size_t(length));
-}
-
-// Freed mappings kept for the next block of the same length: a patch asks for the same
-// few sizes over and over, and a page fault for every page is dearer than the work on
-// it. Bounded in number and bytes; the oldest goes first.
-class spare_mappings {
-public:
-    char *take(long length)
-    {
-        const std::lock_guard guard(mutex);
-        for (int i = count - 1; i >= 0; i--) {
-            if (kept[i].length != length)
-                continue;
-            char *start = kept[i].start;
-            remove(i);
-            ASAN_UNPOISON_MEMORY_REGION(start, size_t(length));
-            return start;
-        }
-        return nullptr;
-    }
-    void give(char *start, long length)
-    {
-        if (length > most)
-            return unmap(start, length);
-        mapping dropped[places];
-        int drops = 0;
-        {
-            const std::lock_guard guard(mutex);
-            while (count == places || bytes + length > most) {
-                dropped[drops++] = kept[0];
-                remove(0);
-            }
-            ASAN_POISON_MEMORY_REGION(start, size_t(length));
-            kept[count++] = {start, length};
-            bytes += length;
-        }
-        for (int i = 0; i < drops; i++)
-            unmap(dropped[i].start, dropped[i].length);
-    }
-
-private:
-    struct mapping {
-        char *start;
-        long length;
-    };
-    static constexpr int places = 8;
-    static constexpr long most = 64 * mib;
-
-    void remove(int i)
-    {
-        bytes -= kept[i].length;
-        std::copy(kept + i + 1, kept + count, kept + i);
-        count--;
-    }
-
-    std::mutex mutex;
-    mapping kept[places] = {};
-    int count = 0;
-    long bytes = 0;
-};
-constinit spare_mappings spares;
+long stretch_for(long size) { return zan::stretch_length(size + lead_lines * cache_line); }
 
 void *large_new(long size, bool clear)
 {
-    const long length = mapped_length(size);
-    char *start = spares.take(length);
-    const bool used = start != nullptr;
-    if (!start)
-        start = map(length);
+    const long length = stretch_for(size);
+    bool used;
+    char *start = zan::take_stretch(length, &used);
     if (!start)
         return nullptr;
     const long lead = next_lead();
@@ -184,7 +70,7 @@ void large_free(void *block)
 {
     const header h = *header_of(block);
     header_of(block)->mark = 0;
-    spares.give(static_cast<char *>(block) - long(h.lead) * cache_line, mapped_length(h.size));
+    zan::give_stretch(static_cast<char *>(block) - long(h.lead) * cache_line, stretch_for(h.size));
 }
 
 // ---- all blocks ----
@@ -218,8 +104,8 @@ void *block_resize(void *block, long size, bool clear)
     const long old = header_of(block)->size;
     const bool was_large = header_of(block)->mark == large_mark;
     char *moved;
-    if (was_large && size >= large_from && mapped_length(size) == mapped_length(old)) {
-        moved = static_cast<char *>(block); // the mapping is as long as it should be
+    if (was_large && size >= large_from && stretch_for(size) == stretch_for(old)) {
+        moved = static_cast<char *>(block); // the stretch is as long as it should be
         ASAN_UNPOISON_MEMORY_REGION(moved, size_t(size));
         if (size < old)
             ASAN_POISON_MEMORY_REGION(moved + size, size_t(old - size));

@@ -217,6 +217,12 @@ double zgraphics_image_surface_get_dpi(zan_surface *s)
     return s ? s->dpi : 72;
 }
 
+void zgraphics_image_surface_set_dpi(zan_surface *s, double dpi)
+{
+    if (s && dpi > 0)
+        s->dpi = dpi;
+}
+
 unsigned char *zgraphics_image_surface_lockpixels_readonly(zan_surface *s, long x, long y, long width, long height,
                                                            long *stride, long *bytes)
 {

@@ -24,8 +24,11 @@
 
 namespace {
 
-constexpr int64_t wait_spin_ns = 20000;  // how long a waiter turns before it sleeps
-constexpr int64_t longest_spin_ns = 80000; // the same where a sleep proved too short to be worth it
+constexpr int64_t wait_spin_ns = 20000;    // how long a waiter turns before it sleeps
+constexpr int64_t longer_spin_ns = 80000;  // tried where a sleep was too short to be worth it
+constexpr int64_t short_sleep_ns = 60000;  // such a sleep
+constexpr uint32_t least_calm = 16;        // waits without turning, after turning proved useless
+constexpr uint32_t most_calm = 256;
 constexpr int64_t lock_spin_ns = 4000;   // the same at a mutex: what it guards is short
 constexpr int turns_per_look = 8;        // pauses between two looks at the time
 
@@ -48,16 +51,28 @@ int64_t now_ns()
 static_assert(sizeof(std::atomic<uint32_t>) == 4 && std::atomic<uint32_t>::is_always_lock_free,
               "a futex is a plain 32-bit word");
 
+// Threads that want a processor: the main one and those started here, less those that
+// sleep at a mutex or condition. More of them than processors, and turning would only
+// keep from running whom it waits for. One that is woken counts at once, not only when
+// it gets its processor: the waker adds it.
+std::atomic<int> awake{1};
+
 // 0 when it slept and was woken, else an error number (EAGAIN: the value had changed).
 int futex_sleep(std::atomic<uint32_t> &word, uint32_t expected)
 {
-    const long r = syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, expected, nullptr, nullptr, 0);
-    return r == 0 ? 0 : errno;
+    awake.fetch_sub(1, std::memory_order_relaxed);
+    if (syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, expected, nullptr, nullptr, 0) == 0)
+        return 0;
+    const int error = errno;
+    awake.fetch_add(1, std::memory_order_relaxed);
+    return error;
 }
 
 void futex_wake(std::atomic<uint32_t> &word, int count)
 {
-    syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, count, nullptr, nullptr, 0);
+    const long woken = syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, count, nullptr, nullptr, 0);
+    if (woken > 0)
+        awake.fetch_add(int(woken), std::memory_order_relaxed);
 }
 
 long processors()
@@ -79,86 +94,135 @@ long processors()
     return online > 0 ? online : 1;
 }
 
-// Threads that turn at this moment. More of them than processors would only keep
-// from running whom they wait for, and a single processor has no room for any.
-std::atomic<int> spinners{0};
-
+// Turning on the spot for a while, as far as there are processors to spare.
 class spinner {
 public:
     explicit spinner(int64_t ns)
     {
-        static const int room = [] {
-            const long n = processors();
-            return n < 2 ? 0 : int(n);
-        }();
-        if (room && spinners.load(std::memory_order_relaxed) < room) {
-            spinners.fetch_add(1, std::memory_order_relaxed);
+        if (ns && has_room())
             end_ = now_ns() + ns;
-        }
     }
-    ~spinner()
-    {
-        if (end_)
-            spinners.fetch_sub(1, std::memory_order_relaxed);
-    }
-    spinner(const spinner &) = delete;
-    spinner &operator=(const spinner &) = delete;
-    // False when the time is up.
+    // False when the time is up or the processor is wanted by others.
     bool turn()
     {
         pause();
-        return end_ && (++turns_ % turns_per_look != 0 || now_ns() < end_);
+        return end_ && (++turns_ % turns_per_look != 0 || (now_ns() < end_ && has_room()));
     }
 
 private:
+    static bool has_room()
+    {
+        static const int room = [] {
+            const long n = processors();
+            return n < 2 ? 0 : int(n); // whom one processor's thread waits for can't be running
+        }();
+        return awake.load(std::memory_order_relaxed) <= room && room;
+    }
     int64_t end_ = 0; // 0: no turning at all
     int turns_ = 0;
+};
+
+// How long to turn before sleeping, learnt from how the last waits ended. A sleep costs
+// two wake-ups (some 30 microseconds each where an idle processor is given back to a
+// hypervisor), so that one who joins workers that had to be woken does better to turn
+// longer than 20 microseconds. But where the two share a processor, since others use
+// the rest, turning keeps from running whom it waits for: what then ends the wait is
+// the sleep, soon and every time, and it is best to sleep at once for a while.
+// The same holds of a mutex whose holder lost the processor. Those who wait at one
+// condition or mutex share this; its races only cost time.
+class patience {
+public:
+    constexpr patience(int64_t usual_ns, int64_t longer_ns)
+        : usual_ns_(usual_ns), longer_ns_(longer_ns), spin_ns_(usual_ns)
+    {
+    }
+    int64_t spin_ns()
+    {
+        if (uint32_t left = calm_left_.load(std::memory_order_relaxed)) {
+            calm_left_.store(left - 1, std::memory_order_relaxed);
+            return 0;
+        }
+        return spin_ns_.load(std::memory_order_relaxed);
+    }
+    void came_while_turning() { calm_.store(least_calm, std::memory_order_relaxed); }
+    void slept(int64_t ns)
+    {
+        const bool soon = ns < short_sleep_ns;
+        const bool was_longer = spin_ns_.load(std::memory_order_relaxed) == longer_ns_;
+        spin_ns_.store(soon && !was_longer ? longer_ns_ : usual_ns_, std::memory_order_relaxed);
+        if (soon && was_longer) {
+            const uint32_t calm = calm_.load(std::memory_order_relaxed);
+            calm_left_.store(calm, std::memory_order_relaxed);
+            calm_.store(calm < most_calm ? calm * 2 : most_calm, std::memory_order_relaxed);
+        }
+    }
+
+private:
+    const int64_t usual_ns_, longer_ns_;
+    std::atomic<int64_t> spin_ns_;
+    std::atomic<uint32_t> calm_{least_calm};
+    std::atomic<uint32_t> calm_left_{0};
 };
 
 } // namespace
 
 struct zan_mutex {
     std::atomic<uint32_t> word{0}; // 0 free, 1 held, 2 held and somebody may sleep
+    patience turning{lock_spin_ns, lock_spin_ns};
 
     void lock()
     {
-        uint32_t seen = 0;
-        if (word.compare_exchange_strong(seen, 1, std::memory_order_acquire, std::memory_order_relaxed))
-            return;
-        {
-            spinner spin(lock_spin_ns);
-            do {
-                seen = word.load(std::memory_order_relaxed);
-                if (seen == 0 &&
-                    word.compare_exchange_weak(seen, 1, std::memory_order_acquire, std::memory_order_relaxed))
-                    return;
-            } while (spin.turn());
-        }
-        while (word.exchange(2, std::memory_order_acquire) != 0)
-            futex_sleep(word, 2);
+        if (!try_lock())
+            lock_held();
     }
     void unlock()
     {
         if (word.exchange(0, std::memory_order_release) == 2)
             futex_wake(word, 1);
     }
+
+private:
+    bool try_lock()
+    {
+        uint32_t seen = 0;
+        return word.compare_exchange_strong(seen, 1, std::memory_order_acquire, std::memory_order_relaxed);
+    }
+    void lock_held()
+    {
+        if (const int64_t ns = turning.spin_ns()) {
+            spinner spin(ns);
+            while (spin.turn())
+                if (word.load(std::memory_order_relaxed) == 0 && try_lock()) {
+                    turning.came_while_turning();
+                    return;
+                }
+            const int64_t began = now_ns();
+            sleep_and_lock();
+            turning.slept(now_ns() - began);
+        } else {
+            sleep_and_lock();
+        }
+    }
+    void sleep_and_lock()
+    {
+        while (word.exchange(2, std::memory_order_acquire) != 0)
+            futex_sleep(word, 2);
+    }
 };
 
 struct zan_cond {
     std::atomic<uint32_t> sequence{0}; // one on with every signal
     std::atomic<uint32_t> sleepers{0};
-    std::atomic<int64_t> spin_ns{wait_spin_ns};
+    patience turning{wait_spin_ns, longer_spin_ns};
 
     void wait(zan_mutex &mutex)
     {
         // read with the mutex held: a signal from now on is seen
         const uint32_t seen = sequence.load(std::memory_order_acquire);
         mutex.unlock();
-        const int64_t began = now_ns();
-        if (!spin_until_not(seen)) {
-            sleep_until_not(seen);
-            learn(now_ns() - began);
-        }
+        const int64_t spin_ns = turning.spin_ns();
+        if (!spin_until_not(seen, spin_ns))
+            sleep_until_not(seen, spin_ns != 0);
         mutex.lock();
     }
     void wake(int count)
@@ -171,30 +235,29 @@ struct zan_cond {
     }
 
 private:
-    // A sleep costs two wake-ups' time (30 microseconds each where an idle processor is
-    // given back to a hypervisor). Who joins a batch waits about that long for workers
-    // that slept: there, turning a little longer saves the second one.
-    void learn(int64_t waited)
+    bool spin_until_not(uint32_t seen, int64_t ns)
     {
-        spin_ns.store(waited < longest_spin_ns ? longest_spin_ns : wait_spin_ns, std::memory_order_relaxed);
-    }
-    bool spin_until_not(uint32_t seen)
-    {
-        spinner spin(spin_ns.load(std::memory_order_relaxed));
+        spinner spin(ns);
         do {
-            if (sequence.load(std::memory_order_acquire) != seen)
+            if (sequence.load(std::memory_order_acquire) != seen) {
+                if (ns)
+                    turning.came_while_turning();
                 return true;
+            }
         } while (spin.turn());
         return false;
     }
-    void sleep_until_not(uint32_t seen)
+    void sleep_until_not(uint32_t seen, bool turned)
     {
+        const int64_t began = turned ? now_ns() : 0;
         sleepers.fetch_add(1, std::memory_order_seq_cst);
         while (sequence.load(std::memory_order_acquire) == seen)
             if (futex_sleep(sequence, seen) == 0 && sequence.load(std::memory_order_acquire) == seen)
                 // woken in place of one who waits for an earlier signal: pass it on
                 futex_wake(sequence, INT_MAX);
         sleepers.fetch_sub(1, std::memory_order_relaxed);
+        if (turned)
+            turning.slept(now_ns() - began);
     }
 };
 
@@ -213,7 +276,10 @@ void *thread_entry(void *p)
 {
     const start_card card = *static_cast<start_card *>(p);
     delete static_cast<start_card *>(p);
-    return card.fn(card.arg);
+    awake.fetch_add(1, std::memory_order_relaxed);
+    void *result = card.fn(card.arg);
+    awake.fetch_sub(1, std::memory_order_relaxed);
+    return result;
 }
 
 // A critical region: a mutex that its holder may enter again.

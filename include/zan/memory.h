@@ -7,8 +7,7 @@ extern "C" {
 #endif
 
 /* Blocks aligned to 16 bytes; null when memory is out or `size` is negative.
- * Blocks of 1 MiB and more lie on huge pages where the system has them, as far as
- * whole pages are filled or a sixteenth of the block's size fills the last one. */
+ * Blocks of 1 MiB and more lie on huge pages where the system has them. */
 ZAN_EXPORT void *sysmem_newptr(long size);
 ZAN_EXPORT void *sysmem_newptrclear(long size);
 ZAN_EXPORT void sysmem_freeptr(void *ptr);

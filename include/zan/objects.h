@@ -19,12 +19,13 @@ ZAN_EXPORT void *object_new_typed(symbol *name_space, symbol *classname, long ar
 /* A box by name, its module loaded when need be. */
 ZAN_EXPORT void *newinstance(symbol *name, long argc, atom *argv);
 
-/* Runs the class's free function, takes the object out of registry, clients and
- * queues, and releases its memory. Null is allowed. Host error number. */
+/* Gives back one reference. With the last one the clients are notified `free` while
+ * the object is whole and has its name, the class's free function runs, the object
+ * leaves registry, clients, queues and cords, and its memory goes. Null is allowed;
+ * an object that is gone or going is left alone. Host error number. */
 ZAN_EXPORT long object_free(void *x);
 ZAN_EXPORT void freeobject(void *x);
-/* A count above the one an object is born with; the release that meets none is
- * object_free. */
+/* One more reference above the one an object is born with; release is object_free. */
 ZAN_EXPORT long object_retain(void *x);
 ZAN_EXPORT long object_release(void *x);
 
@@ -38,7 +39,9 @@ ZAN_EXPORT symbol *object_classname(void *x);
 ZAN_EXPORT zan_word object_method_imp(void *x, symbol *selector, zan_word w1, zan_word w2, zan_word w3,
                                       zan_word w4, zan_word w5, zan_word w6, zan_word w7, zan_word w8);
 /* A call with atoms in and an atom out (rv, may be null): a typed wrapper first,
- * then a public method with atoms converted by its tags, then an attribute.
+ * then a public method with atoms converted by its tags, then an attribute. rv is
+ * filled by argtype_gimmeback and by an attribute that is got (several values as an
+ * atomarray, the caller's to free); after all else it is argtype_nothing.
  * Deferring tags run through the queue. Host error number or the method's. */
 ZAN_EXPORT zan_word object_method_typed(void *x, symbol *selector, long argc, atom *argv, atom *rv);
 /* The same on a method table entry that the caller has found. */
@@ -61,17 +64,22 @@ ZAN_EXPORT long object_addmethod(void *x, zan_method fn, const char *name, ...);
 /* Takes anything, does nothing, gives 0. */
 ZAN_EXPORT zan_word method_false(void);
 
-/* Registers under a name. The object now registered there: another one when the
- * name is taken by an object of the same class (x is freed then), null on error. */
+/* Registers under a name; an object has one name, so an earlier one is dropped. The
+ * object now registered there: x, or the one of the same class that has the name
+ * already, with one more reference for the caller, who frees it as x would have been
+ * (x is freed). Null, and nothing changed, when another class has the name. One that
+ * is being freed gives its name up. */
 ZAN_EXPORT void *object_register(symbol *name_space, symbol *name, void *x);
 ZAN_EXPORT long object_unregister(void *x);
 ZAN_EXPORT void *object_findregistered(symbol *name_space, symbol *name);
 ZAN_EXPORT long object_findregisteredbyptr(symbol **name_space, symbol **name, void *x);
 /* A client of a name receives notify(client, name, message, sender, data); the
- * name may be registered later. The sender, or null when it isn't there yet. */
+ * name may be registered later, and by another. A client attached twice is told once
+ * and detached by two calls. The sender, or null when it isn't there yet. */
 ZAN_EXPORT void *object_attach(symbol *name_space, symbol *name, void *client);
 ZAN_EXPORT long object_detach(symbol *name_space, symbol *name, void *client);
-/* Sends every client of x `notify`. Clients may come and go meanwhile. */
+/* Sends every client of x `notify`. Clients may come and go meanwhile (who came is
+ * not told), and x may be freed: the rest isn't told then. */
 ZAN_EXPORT long object_notify(void *x, symbol *message, void *data);
 
 /* Reports. `x` names the source, null for none. Any thread. Text is cut at 4095 bytes
@@ -83,12 +91,14 @@ ZAN_EXPORT void cpost(const char *format, ...);
 
 /* The obex: words under symbol keys, per object. lookup stores into *value and
  * gives 0, or leaves it and gives zan_err_generic. Flag 1 of storeflags marks a
- * plain pointer that is not freed with the object; without it a stored object is. */
+ * plain pointer that is not freed with the object; without it a stored object is.
+ * What a store replaces goes back to whoever stored it; null takes the key out. */
 ZAN_EXPORT long object_obex_lookup(void *x, symbol *key, void **value);
 ZAN_EXPORT long object_obex_store(void *x, symbol *key, void *value);
 ZAN_EXPORT long object_obex_storeflags(void *x, symbol *key, void *value, long flags);
 
-/* A copy of an object by its message object_clone, else by object_clone_generic:
+/* A copy of an object, its own attributes copied along, by its message object_clone,
+ * else by object_clone_generic:
  * a new instance with the same bytes behind the header. Null on failure. */
 ZAN_EXPORT void *object_clone(void *x);
 ZAN_EXPORT void *object_clone_generic(void *x);

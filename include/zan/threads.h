@@ -26,8 +26,10 @@ ZAN_EXPORT long systhread_cond_new(zan_cond_handle *cond, long flags);
 ZAN_EXPORT long systhread_cond_free(zan_cond_handle cond);
 /* Waits with the mutex (held by the caller) released; may wake without cause. A
  * waiter spins for some 20 microseconds before it sleeps, so that work handed over at
- * video rate starts at once; with one processor it sleeps at once. Signalling needs
- * no mutex, and no system call while nobody sleeps. */
+ * video rate starts at once; it sleeps at once where spinning would keep from running
+ * whom it waits for (one processor, more threads at work than processors, or no gain
+ * from the last spins). Signalling needs no mutex, and no system call while nobody
+ * sleeps. */
 ZAN_EXPORT long systhread_cond_wait(zan_cond_handle cond, zan_mutex_handle mutex);
 ZAN_EXPORT long systhread_cond_signal(zan_cond_handle cond);
 ZAN_EXPORT long systhread_cond_broadcast(zan_cond_handle cond);

@@ -406,7 +406,9 @@ TEST_F(dispatch, deferring_tags_run_on_the_main_thread)
     }
 }
 
-TEST_F(dispatch, methods_may_be_added_while_others_send)
+using ThreadsDispatch = dispatch;
+
+TEST_F(ThreadsDispatch, methods_may_be_added_while_others_send)
 {
     zan_class *c = class_new("test_racing", nullptr, nullptr, sizeof(object), nullptr, 0);
     void *y = object_alloc(c);

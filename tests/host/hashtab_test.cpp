@@ -154,7 +154,7 @@ TEST(hashtab, is_reached_by_messages_and_by_class_name)
     EXPECT_EQ(send(t, "chuck"), 0);
 }
 
-TEST(hashtab, is_read_while_another_thread_adds)
+TEST(ThreadsHashtab, is_read_while_another_adds)
 {
     void *t = hashtab_new(0);
     std::atomic<bool> done{false};

@@ -308,7 +308,9 @@ TEST_F(registry, a_client_of_a_dying_object_finds_it_and_may_put_another_in_its_
     object_free(next);
 }
 
-TEST_F(registry, names_are_found_while_another_thread_registers)
+using ThreadsRegistry = registry;
+
+TEST_F(ThreadsRegistry, names_are_found_while_another_registers)
 {
     party *x = make();
     x->heard = nullptr;
@@ -334,7 +336,7 @@ TEST_F(registry, names_are_found_while_another_thread_registers)
     object_free(x);
 }
 
-TEST_F(registry, many_threads_share_one_name)
+TEST_F(ThreadsRegistry, many_share_one_name)
 {
     symbol *n = symbol_unique();
     make();

@@ -23,7 +23,7 @@ TEST(symbols, same_text_is_the_same_pointer)
     EXPECT_EQ(longest, gensym(longest.c_str())->name);
 }
 
-TEST(symbols, many_threads_agree_while_the_table_grows)
+TEST(ThreadsSymbols, many_agree_while_the_table_grows)
 {
     constexpr long names = 20000, threads = 4;
     std::vector<std::vector<symbol *>> got(threads, std::vector<symbol *>(names));

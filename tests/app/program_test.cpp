@@ -1,0 +1,165 @@
+// The program as a person runs it: what goes in, what comes out, the one line that says
+// what is wrong, and the exit code.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "scratch.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct outcome {
+    int code;
+    std::string out, err;
+};
+
+class Program : public testing::Test {
+  protected:
+    // Runs `vokra ARGS` through the shell, in the scratch folder.
+    outcome run(const std::string &args, const std::string &before = "") const
+    {
+        const std::string err = folder / "stderr", out = folder / "stdout";
+        const std::string command = "cd '" + folder.name() + "' && " + before + " '" VOKRA_BIN_DIR "/vokra' " +
+                                    args + " >'" + out + "' 2>'" + err + "'";
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(out), read(err)};
+    }
+    static std::string read(const std::string &name)
+    {
+        std::ifstream in(name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+    scratch_folder folder;
+    const std::string picture = "'" VOKRA_SOURCE_DIR "/examples/pictures/harbour.png'";
+};
+
+TEST_F(Program, wrong_use_and_files_give_one_line_and_a_code)
+{
+    folder.make("empty.png", "");
+    folder.make("not.png", "GIF89a and more");
+    folder.make("text", "just words");
+    folder.make("half.vkf", "FORM....");
+    fs::create_directory(folder / "folder");
+    const struct {
+        std::string args;
+        int code;
+        std::string said;
+    } table[] = {
+        {"", 2, "subcommand"},
+        {"convret a b", 2, "convret"},
+        {"convert", 2, "in"},
+        {"convert nothere.png out.png", 3, "nothere.png: No such file"},
+        {"convert empty.png out.png", 3, "empty.png: is empty"},
+        {"convert not.png out.png", 3, "not.png: this is a GIF, not PNG, JPEG, vkf or npy"},
+        {"convert text out.png", 3, "text: this is not PNG, JPEG, vkf or npy"},
+        {"convert half.vkf out.png", 3, "half.vkf: "},
+        {"convert folder out.png", 3, "folder: is a folder"},
+        {"convert " + picture + " out.xyz", 2, "out.xyz: what to write is told by the ending"},
+        {"convert " + picture + " no/such/folder/out.png", 3, "out.png"},
+        {"convert " + picture + " out.png --type int", 2, "int"},
+        {"convert " + picture + " out.png --dim 0 10", 2, "0"},
+        {"convert " + picture + " out.vkf --dim 2000000 2000000", 5, "too large"},
+        {"convert " + picture + " out.png --planes 7", 5, "planes"},
+        {"op absdif " + picture + " 3 -o out.png", 2, "did you mean absdiff?"},
+        {"op + " + picture + " -o out.png", 2, "takes two inputs"},
+        {"op sqrt " + picture + " 4 -o out.png", 2, "takes one input"},
+        {"op + " + picture + " " + picture + " 4 -o out.png", 2, "one file, or one number a plane"},
+        {"help vok_opp", 4, "did you mean vok_op?"},
+        {"info text", 3, "text: this is not"},
+    };
+    for (const auto &row : table) {
+        const outcome o = run(row.args);
+        EXPECT_EQ(o.code, row.code) << row.args << "\n" << o.err;
+        EXPECT_NE(o.err.find(row.said), std::string::npos) << row.args << "\n" << o.err;
+        EXPECT_EQ(std::count(o.err.begin(), o.err.end(), '\n'), 1) << row.args << "\n" << o.err;
+        EXPECT_FALSE(fs::exists(folder / "out.png")) << row.args;
+    }
+    for (const auto &entry : fs::directory_iterator(folder.name()))
+        EXPECT_NE(entry.path().filename().string().front(), '.') << "left behind: " << entry.path();
+}
+
+TEST_F(Program, a_picture_comes_back_as_it_was)
+{
+    for (const char *way : {"a.png", "a.vkf", "a.npy"}) {
+        ASSERT_EQ(run("convert " + picture + " " + way).code, 0);
+        ASSERT_EQ(run(std::string("convert ") + way + " back.npy").code, 0);
+        ASSERT_EQ(run("convert " + picture + " there.npy").code, 0);
+        EXPECT_EQ(read(folder / "back.npy"), read(folder / "there.npy")) << way;
+    }
+    // Through floating point and back: the scale of 0 to 1 keeps all 256 values.
+    ASSERT_EQ(run("convert there.npy f.vkf --type float64").code, 0);
+    ASSERT_EQ(run("convert f.vkf back.npy --type char").code, 0);
+    EXPECT_EQ(read(folder / "back.npy"), read(folder / "there.npy"));
+    const outcome o = run("info f.vkf --json");
+    EXPECT_NE(o.out.find("\"type\": \"float64\""), std::string::npos) << o.out;
+}
+
+TEST_F(Program, standard_input_and_output)
+{
+    const outcome o = run("convert - - --dim 3 2", "cat " + picture + " |");
+    EXPECT_EQ(o.code, 0) << o.err;
+    EXPECT_EQ(o.out.size(), 48 + 8 + 3 * 2 * 4u);
+    EXPECT_EQ(o.out.substr(0, 4), "FORM");
+}
+
+TEST_F(Program, operators_leave_the_alpha_of_a_picture_alone)
+{
+    ASSERT_EQ(run("op '!-' " + picture + " 255 -o n.png").code, 0);
+    ASSERT_EQ(run("op '!-' n.png 255 -o p.npy").code, 0);
+    ASSERT_EQ(run("convert " + picture + " q.npy").code, 0);
+    EXPECT_EQ(read(folder / "p.npy"), read(folder / "q.npy"));
+    ASSERT_EQ(run("op '!-' " + picture + " 255 --alpha -o a.vkf").code, 0);
+    EXPECT_NE(run("info a.vkf").out.find("plane 0          0 to 0"), std::string::npos) << run("info a.vkf").out;
+}
+
+TEST_F(Program, a_short_vkf_file_is_read_as_far_as_it_goes)
+{
+    ASSERT_EQ(run("convert " + picture + " whole.vkf").code, 0);
+    const std::string bytes = read(folder / "whole.vkf");
+    folder.make("short.vkf", bytes.substr(0, bytes.size() / 2));
+    const outcome o = run("convert short.vkf out.png");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_NE(o.err.find("short.vkf: the file ends after"), std::string::npos) << o.err;
+}
+
+TEST_F(Program, classes_tell_about_themselves)
+{
+    EXPECT_NE(run("classes").out.find("vok_matrix"), std::string::npos);
+    const outcome help = run("help vok.matrix");
+    EXPECT_EQ(help.code, 0);
+    for (const char *said :
+         {"planecount", "long, 4", "char long float32 float64", "setcell", "read only", "getinfo"})
+        EXPECT_NE(help.out.find(said), std::string::npos) << said << "\n" << help.out;
+    // The list of operators is read from the registry.
+    EXPECT_NE(run("help vok_op").out.find("absdiff"), std::string::npos);
+}
+
+TEST_F(Program, reads_real_photographs)
+{
+    const char *pictures = std::getenv("VOKRA_PICTURES");
+    if (!pictures)
+        GTEST_SKIP() << "VOKRA_PICTURES names no folder";
+    const struct {
+        const char *name, *says;
+    } table[] = {{"coffee.png", "char 4 planes 600x400"},
+                 {"chelsea.png", "char 4 planes 451x300"},
+                 {"rocket.jpg", "char 4 planes 640x427"},
+                 {"hubble_deep_field.jpg", "char 4 planes 1000x872"}};
+    for (const auto &row : table) {
+        const outcome o = run(std::string("info '") + pictures + "/" + row.name + "'");
+        EXPECT_EQ(o.code, 0) << row.name;
+        EXPECT_NE(o.out.find(row.says), std::string::npos) << o.out;
+    }
+    const outcome broken = run(std::string("convert '") + pictures + "/truncated.jpg' out.png");
+    EXPECT_EQ(broken.code, 3);
+    EXPECT_EQ(std::count(broken.err.begin(), broken.err.end(), '\n'), 1) << broken.err;
+}
+
+} // namespace
