@@ -4,7 +4,8 @@
 
 #include <cstdarg>
 
-namespace {
+namespace
+{
 
 constexpr int most_tags = 15;
 

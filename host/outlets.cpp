@@ -15,7 +15,8 @@
 #include <unordered_map>
 #include <vector>
 
-namespace {
+namespace
+{
 
 using zan::looks_live;
 
@@ -130,8 +131,9 @@ void sweep(std::unique_lock<std::mutex> &held)
 }
 
 // Keeps what edits take out in memory for the outermost message of a thread.
-class passage {
-public:
+class passage
+{
+  public:
     passage()
     {
         if (here.depth++ == 0)
@@ -457,7 +459,8 @@ outlet_object *find_outlet(state_t &s, void *box, long index)
 
 } // namespace
 
-namespace zan {
+namespace zan
+{
 
 void init_outlet_classes()
 {
@@ -650,9 +653,9 @@ long zan_connect(void *src, long outlet, void *dst, long inlet)
             return zan_err_duplicate;
     auto *fresh = new cord{from, to, inlet, at};
     // in the order of making, but a box hears at its right inlets first
-    cords.insert(std::find_if(cords.begin(), cords.end(),
-                              [=](const cord *c) { return c->to == to && c->inlet < inlet; }),
-                 fresh);
+    cords.insert(
+        std::find_if(cords.begin(), cords.end(), [=](const cord *c) { return c->to == to && c->inlet < inlet; }),
+        fresh);
     publish(s, from, cords);
     node_of(s, to).in.push_back(fresh);
     sweep(held);

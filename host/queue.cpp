@@ -21,7 +21,8 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace
+{
 
 using zan::looks_live;
 using steady = std::chrono::steady_clock;
@@ -34,10 +35,10 @@ constexpr size_t scheduler_stack = size_t(8) << 20; // chains of boxes run on it
 
 // Something that waits on behalf of an object.
 struct entry {
-    void *owner = nullptr;   // what the function is called with
-    bool tracked = false;    // owner is an object and the entry stands in `owned`
-    bool dead = false;       // owner was an object and has gone: nothing is set any more
-    entry *older = nullptr;  // entries of the same owner
+    void *owner = nullptr;  // what the function is called with
+    bool tracked = false;   // owner is an object and the entry stands in `owned`
+    bool dead = false;      // owner was an object and has gone: nothing is set any more
+    entry *older = nullptr; // entries of the same owner
     entry *newer = nullptr;
     enum kind_t { piece, qelem, clock } kind = piece;
 };
@@ -125,16 +126,16 @@ struct main_or_scheduler {
 
 struct state_t {
     std::mutex lock;
-    std::condition_variable main_wakes;      // zan_run
+    std::condition_variable main_wakes; // zan_run
     std::condition_variable scheduler_wakes;
-    std::condition_variable frame_ended;     // also: somebody began to wait
+    std::condition_variable frame_ended; // also: somebody began to wait
     std::condition_variable request_done;
 
     std::unordered_map<void *, entry *> owned; // object -> its newest entry
 
-    line coming[rank_count]; // for the next zan_service
+    line coming[rank_count];  // for the next zan_service
     line present[rank_count]; // what the one under way has still to run
-    long calls = 0;          // deferred calls in both
+    long calls = 0;           // deferred calls in both
     bool full_told = false;
     bool quit = false;
 
@@ -510,7 +511,8 @@ zan_class *class_of(zan_class *state_t::*which)
 
 } // namespace
 
-namespace zan {
+namespace zan
+{
 
 bool on_main_thread()
 {
@@ -573,8 +575,8 @@ void clock_fdelay(void *x, double ms)
         return;
     constexpr double year = 365.25 * 86400e3; // no delay is longer, so that no sum overflows
     const double wait = ms > 0 ? std::min(ms, year) : 0;
-    const auto due = steady::now() + std::chrono::duration_cast<steady::duration>(
-                                         std::chrono::duration<double, std::milli>(wait));
+    const auto due = steady::now() +
+                     std::chrono::duration_cast<steady::duration>(std::chrono::duration<double, std::milli>(wait));
     bool runs = true;
     {
         guard held(s.lock);

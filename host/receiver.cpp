@@ -5,7 +5,8 @@
 
 #include <cstddef>
 
-namespace {
+namespace
+{
 
 struct receiver {
     object header;
@@ -67,7 +68,8 @@ constexpr attribute_row attributes[] = {
 
 } // namespace
 
-namespace zan {
+namespace zan
+{
 
 void init_receiver()
 {

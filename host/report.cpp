@@ -7,7 +7,8 @@
 #include <cstring>
 #include <mutex>
 
-namespace {
+namespace
+{
 
 constexpr size_t text_size = 4096; // the text's limit and the NUL, see zan/objects.h
 
@@ -72,12 +73,12 @@ void report(long kind, void *x, const char *format, va_list list)
 
 extern "C" {
 
-#define ZAN_REPORT(kind, object)    \
-    do {                            \
-        va_list list;               \
-        va_start(list, format);     \
-        report(kind, object, format, list); \
-        va_end(list);               \
+#define ZAN_REPORT(kind, object)                                                                                  \
+    do {                                                                                                          \
+        va_list list;                                                                                             \
+        va_start(list, format);                                                                                   \
+        report(kind, object, format, list);                                                                       \
+        va_end(list);                                                                                             \
     } while (0)
 
 void object_error(void *x, const char *format, ...)

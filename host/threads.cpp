@@ -22,15 +22,16 @@
 #include <immintrin.h>
 #endif
 
-namespace {
+namespace
+{
 
-constexpr int64_t wait_spin_ns = 20000;    // how long a waiter turns before it sleeps
-constexpr int64_t longer_spin_ns = 80000;  // tried where a sleep was too short to be worth it
-constexpr int64_t short_sleep_ns = 60000;  // such a sleep
-constexpr uint32_t least_calm = 16;        // waits without turning, after turning proved useless
+constexpr int64_t wait_spin_ns = 20000;   // how long a waiter turns before it sleeps
+constexpr int64_t longer_spin_ns = 80000; // tried where a sleep was too short to be worth it
+constexpr int64_t short_sleep_ns = 60000; // such a sleep
+constexpr uint32_t least_calm = 16;       // waits without turning, after turning proved useless
 constexpr uint32_t most_calm = 256;
-constexpr int64_t lock_spin_ns = 4000;   // the same at a mutex: what it guards is short
-constexpr int turns_per_look = 8;        // pauses between two looks at the time
+constexpr int64_t lock_spin_ns = 4000; // the same at a mutex: what it guards is short
+constexpr int turns_per_look = 8;      // pauses between two looks at the time
 
 void pause()
 {
@@ -95,8 +96,9 @@ long processors()
 }
 
 // Turning on the spot for a while, as far as there are processors to spare.
-class spinner {
-public:
+class spinner
+{
+  public:
     explicit spinner(int64_t ns)
     {
         if (ns && has_room())
@@ -109,7 +111,7 @@ public:
         return end_ && (++turns_ % turns_per_look != 0 || (now_ns() < end_ && has_room()));
     }
 
-private:
+  private:
     static bool has_room()
     {
         static const int room = [] {
@@ -130,8 +132,9 @@ private:
 // the sleep, soon and every time, and it is best to sleep at once for a while.
 // The same holds of a mutex whose holder lost the processor. Those who wait at one
 // condition or mutex share this; its races only cost time.
-class patience {
-public:
+class patience
+{
+  public:
     constexpr patience(int64_t usual_ns, int64_t longer_ns)
         : usual_ns_(usual_ns), longer_ns_(longer_ns), spin_ns_(usual_ns)
     {
@@ -157,7 +160,7 @@ public:
         }
     }
 
-private:
+  private:
     const int64_t usual_ns_, longer_ns_;
     std::atomic<int64_t> spin_ns_;
     std::atomic<uint32_t> calm_{least_calm};
@@ -181,7 +184,7 @@ struct zan_mutex {
             futex_wake(word, 1);
     }
 
-private:
+  private:
     bool try_lock()
     {
         uint32_t seen = 0;
@@ -234,7 +237,7 @@ struct zan_cond {
             futex_wake(sequence, count);
     }
 
-private:
+  private:
     bool spin_until_not(uint32_t seen, int64_t ns)
     {
         spinner spin(ns);
@@ -265,7 +268,8 @@ struct zan_thread {
     pthread_t id;
 };
 
-namespace {
+namespace
+{
 
 struct start_card {
     void *(*fn)(void *);
@@ -314,8 +318,9 @@ long systhread_create(void *(*fn)(void *), void *arg, long stack_size, long, lon
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     if (stack_size > 0)
-        pthread_attr_setstacksize(&attributes, size_t(stack_size < PTHREAD_STACK_MIN ? PTHREAD_STACK_MIN
-                                                                                      : (stack_size + 4095) & ~4095L));
+        pthread_attr_setstacksize(
+            &attributes,
+            size_t(stack_size < PTHREAD_STACK_MIN ? PTHREAD_STACK_MIN : (stack_size + 4095) & ~4095L));
     if (!thread) // nobody can join it
         pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     pthread_t id{};

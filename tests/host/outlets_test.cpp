@@ -6,7 +6,8 @@
 #include <thread>
 #include <zan/host.h>
 
-namespace {
+namespace
+{
 
 using words = std::vector<std::string>;
 
@@ -71,12 +72,11 @@ relay *make_relay(const char *name, int outlets = 0, int proxies = 0)
     return x;
 }
 
-
-
 symbol *hello;
 
-class Outlets : public testing::Test {
-protected:
+class Outlets : public testing::Test
+{
+  protected:
     void SetUp() override
     {
         trail.clear();
@@ -235,12 +235,30 @@ TEST_F(Outlets, InletsAreKnownPerThread)
 struct picky {
     object header;
 };
-template <int> void picky_int(picky *, zan_word v) { trail.push_back("int " + std::to_string(v)); }
-void picky_float(picky *, double v) { trail.push_back("float " + std::to_string(v)); }
-void picky_bang(picky *) { trail.push_back("bang"); }
-void picky_hello(picky *, zan_word v) { trail.push_back("hello " + std::to_string(v)); }
-void picky_any(picky *, symbol *s, long argc, atom *argv) { trail.push_back("any " + text_of(s, argc, argv)); }
-void picky_list(picky *, symbol *s, long argc, atom *) { trail.push_back("list of " + std::to_string(argc)); }
+template <int> void picky_int(picky *, zan_word v)
+{
+    trail.push_back("int " + std::to_string(v));
+}
+void picky_float(picky *, double v)
+{
+    trail.push_back("float " + std::to_string(v));
+}
+void picky_bang(picky *)
+{
+    trail.push_back("bang");
+}
+void picky_hello(picky *, zan_word v)
+{
+    trail.push_back("hello " + std::to_string(v));
+}
+void picky_any(picky *, symbol *s, long argc, atom *argv)
+{
+    trail.push_back("any " + text_of(s, argc, argv));
+}
+void picky_list(picky *, symbol *s, long argc, atom *)
+{
+    trail.push_back("list of " + std::to_string(argc));
+}
 
 TEST_F(Outlets, OtherFormsOfAMessage)
 {
@@ -255,12 +273,9 @@ TEST_F(Outlets, OtherFormsOfAMessage)
         zan_method fn;
         int tag;
     } known[] = {
-        {"int", method(picky_int<0>), argtype_long},
-        {"float", method(picky_float), argtype_float},
-        {"bang", method(picky_bang), argtype_nothing},
-        {"hello", method(picky_hello), argtype_deflong},
-        {"list", method(picky_list), argtype_gimme},
-        {"anything", method(picky_any), argtype_gimme},
+        {"int", method(picky_int<0>), argtype_long},   {"float", method(picky_float), argtype_float},
+        {"bang", method(picky_bang), argtype_nothing}, {"hello", method(picky_hello), argtype_deflong},
+        {"list", method(picky_list), argtype_gimme},   {"anything", method(picky_any), argtype_gimme},
         {"hidden", method(picky_bang), argtype_cant},
     };
     const knows rows[] = {

@@ -1,12 +1,14 @@
 // The main thread's queue, clocks, the scheduler thread, and stopping. Run these
 // under the thread checker too.
 #include "scratch.h"
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
 #include <zan/host.h>
 
-namespace {
+namespace
+{
 
 using words = std::vector<std::string>;
 
@@ -47,8 +49,9 @@ zan_class *thing_class()
     return c;
 }
 
-class Queue : public testing::Test {
-protected:
+class Queue : public testing::Test
+{
+  protected:
     void SetUp() override
     {
         zan_service();
@@ -215,8 +218,8 @@ TEST_F(Queue, OneThatFreesItsObjectDropsWhatWaitsBehindIt)
     static void *target;
     target = x;
     elsewhere([&] {
-        defer(nullptr,
-              method(+[](void *, symbol *, long, atom *) { object_free(target); }), gensym("free"), 0, nullptr);
+        defer(nullptr, method(+[](void *, symbol *, long, atom *) { object_free(target); }), gensym("free"), 0,
+              nullptr);
         defer(x, method(note_deferred), gensym("never"), 0, nullptr);
     });
     EXPECT_EQ(zan_service(), 1);
@@ -230,9 +233,9 @@ TEST_F(Queue, AQelemMayFreeItselfAndItsOwner)
         object header;
         void *qelem;
     };
-    static zan_class *c = class_new(
-        "queue_self_freer", nullptr, method(+[](self_freer *s) { qelem_free(s->qelem); }), sizeof(self_freer),
-        nullptr, 0);
+    static zan_class *c =
+        class_new("queue_self_freer", nullptr, method(+[](self_freer *s) { qelem_free(s->qelem); }),
+                  sizeof(self_freer), nullptr, 0);
     auto *s = static_cast<self_freer *>(object_alloc(c));
     s->qelem = qelem_new(s, [](void *p) {
         trail.push_back("ran");
@@ -251,7 +254,7 @@ TEST_F(Queue, AFullQueueDropsWithOneErrorUntilItHasDrained)
     const auto flood = [&] {
         for (int i = 0; i < 70000; i++)
             (defer_low(nullptr, method(+[](void *, symbol *, long, atom *) {}), gensym(""), 0, nullptr) ? refused
-                                                                                                         : kept)++;
+                                                                                                        : kept)++;
     };
     elsewhere(flood);
     EXPECT_EQ(kept, 65536);
@@ -348,32 +351,44 @@ TEST_F(Queue, ManyThreadsHammerTheQueue)
 
 // ---- clocks ----
 
+// Clocks are set on the scheduler thread where a test needs that none rings meanwhile,
+// however slow the machine is.
 TEST_F(Queue, ClocksRunOnTheSchedulerInTheOrderOfTheirTimes)
 {
-    static std::mutex lock;
-    static words rung;
-    rung.clear();
     struct bell {
-        const char *name;
         double ms;
         void *clock;
+        double earliest, latest; // when it is due, as far as one can tell from outside
+        int place;
     };
-    bell bells[] = {{"c", 30, nullptr}, {"a", -5, nullptr}, {"b2", 15, nullptr}, {"d", 45, nullptr}};
-    const auto ring = [](void *p) {
-        EXPECT_NE(sched_isinpoll(), 0);
-        const std::lock_guard held(lock);
-        rung.push_back(static_cast<bell *>(p)->name);
-    };
+    static std::atomic<int> rung;
+    rung = 0;
+    bell bells[] = {{30, nullptr, 0, 0, -1}, {-5, nullptr, 0, 0, -1}, {15, nullptr, 0, 0, -1},
+                    {0, nullptr, 0, 0, -1},  {45, nullptr, 0, 0, -1}, {15, nullptr, 0, 0, -1}};
     for (bell &b : bells)
-        b.clock = clock_new(&b, ring);
-    for (bell &b : bells)
-        clock_fdelay(b.clock, b.ms);
+        b.clock = clock_new(&b, [](void *p) {
+            EXPECT_NE(sched_isinpoll(), 0);
+            auto *own = static_cast<bell *>(p);
+            EXPECT_GE(systimer_gettime(), own->earliest);
+            own->place = rung;
+            rung++;
+        });
+    zan_in_scheduler(
+        [](void *p) {
+            for (bell &b : *static_cast<bell(*)[6]>(p)) {
+                b.earliest = systimer_gettime() + std::max(b.ms, 0.0);
+                clock_fdelay(b.clock, b.ms);
+                b.latest = systimer_gettime() + std::max(b.ms, 0.0);
+            }
+        },
+        &bells);
     EXPECT_EQ(sched_isinpoll(), 0);
-    EXPECT_TRUE(within_seconds([] {
-        const std::lock_guard held(lock);
-        return rung.size() == 4;
-    }));
-    EXPECT_EQ(rung, words({"a", "b2", "c", "d"}));
+    EXPECT_TRUE(within_seconds([&] { return rung == int(std::size(bells)); }));
+    for (const bell &a : bells)
+        for (const bell &b : bells)
+            if (a.latest < b.earliest) {
+                EXPECT_LT(a.place, b.place) << a.ms << " before " << b.ms;
+            }
     for (bell &b : bells)
         object_free(b.clock);
 }
@@ -382,18 +397,22 @@ TEST_F(Queue, ANewDelayReplacesTheOldAndUnsetTakesItBack)
 {
     static std::atomic<int> rung;
     rung = 0;
-    void *c = clock_new(nullptr, [](void *) { rung++; });
-    void *taken_back = clock_new(nullptr, [](void *) { rung += 100; });
-    clock_delay(c, 100000);
-    for (int i = 0; i < 100; i++)
-        clock_delay(c, 2);
-    clock_delay(taken_back, 1);
-    clock_unset(taken_back);
+    void *clocks[] = {clock_new(nullptr, [](void *) { rung++; }), clock_new(nullptr, [](void *) { rung += 100; })};
+    zan_in_scheduler(
+        [](void *p) {
+            void **c = static_cast<void **>(p);
+            clock_delay(c[0], 100000);
+            for (int i = 0; i < 100; i++)
+                clock_delay(c[0], 2);
+            clock_delay(c[1], 1);
+            clock_unset(c[1]);
+        },
+        clocks);
     EXPECT_TRUE(within_seconds([] { return rung > 0; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
     EXPECT_EQ(rung, 1);
-    freeobject(c);
-    freeobject(taken_back);
+    for (void *c : clocks)
+        freeobject(c);
 }
 
 TEST_F(Queue, AClockSetsItselfAgainUntilItsOwnerGoes)
@@ -403,8 +422,8 @@ TEST_F(Queue, AClockSetsItselfAgainUntilItsOwnerGoes)
         void *clock;
         std::atomic<long> *count;
     };
-    static zan_class *c = class_new(
-        "queue_ticker", nullptr, method(+[](ticker *t) { object_free(t->clock); }), sizeof(ticker), nullptr, 0);
+    static zan_class *c = class_new("queue_ticker", nullptr, method(+[](ticker *t) { object_free(t->clock); }),
+                                    sizeof(ticker), nullptr, 0);
     std::atomic<long> count{0};
     auto *t = static_cast<ticker *>(object_alloc(c));
     t->count = &count;
@@ -426,9 +445,16 @@ TEST_F(Queue, ClocksOfAFreedOwnerStayStill)
     static std::atomic<int> rung;
     rung = 0;
     void *c = clock_new(x, [](void *) { rung++; });
-    clock_delay(c, 5);
-    free_now();
-    clock_delay(c, 0);
+    void *both[] = {c, x};
+    zan_in_scheduler(
+        [](void *p) {
+            void **b = static_cast<void **>(p);
+            clock_delay(b[0], 5);
+            object_free(b[1]);
+            clock_delay(b[0], 0);
+        },
+        both);
+    x = nullptr;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_EQ(rung, 0);
     object_free(c);
@@ -548,9 +574,9 @@ TEST_F(Queue, FreeingOnTheSchedulerWhatTheMainThreadRunsAndWaitsIn)
         trail.push_back("done");
     });
     qelem_set(q);
-    const auto began = std::chrono::steady_clock::now();
+    report_catcher reports;
     EXPECT_EQ(zan_service(), 1);
-    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(900));
+    EXPECT_TRUE(reports.take().empty()); // nobody's patience ran out
     EXPECT_EQ(trail, words({"done"}));
     x = nullptr;
     qelem_free(q);

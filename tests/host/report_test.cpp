@@ -6,7 +6,8 @@
 #include <thread>
 #include <zan/host.h>
 
-namespace {
+namespace
+{
 
 struct heard {
     long kind;
@@ -14,8 +15,9 @@ struct heard {
     std::string text;
 };
 
-class Report : public testing::Test {
-protected:
+class Report : public testing::Test
+{
+  protected:
     void SetUp() override { zan_set_reporter(hear, this); }
     void TearDown() override { zan_set_reporter(nullptr, nullptr); }
     static void hear(void *data, long kind, void *x, const char *text)
@@ -61,9 +63,9 @@ TEST_F(Report, LongTextIsCutBetweenCharacters)
     const row rows[] = {
         {std::string(4095, 'a'), 4095},
         {std::string(100000, 'a'), 4095},
-        {filler + "aaaa\xC3\xA9", 4094},         // 2 bytes, the second cut off
-        {filler + "aaa\xC3\xA9more", 4095},      // whole
-        {filler + "aaa\xE2\x82\xACmore", 4093},  // 3 bytes, one cut off
+        {filler + "aaaa\xC3\xA9", 4094},        // 2 bytes, the second cut off
+        {filler + "aaa\xC3\xA9more", 4095},     // whole
+        {filler + "aaa\xE2\x82\xACmore", 4093}, // 3 bytes, one cut off
         {filler + "aa\xF0\x9F\x8C\x8A and on", 4092},
         {filler + "a\xF0\x9F\x8C\x8A and on", 4095},
     };
@@ -132,8 +134,9 @@ TEST_F(Report, LinesOnStandardErrorNameTheClassOnce)
     object_error(x, "report_liner: went wrong");
     object_error(nullptr, "nobody's");
     cpost("console\n");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "report_line: went wrong\nreport_line: went wrong\n"
-                                                      "report_line: report_liner: went wrong\nnobody's\nconsole\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "report_line: went wrong\nreport_line: went wrong\n"
+              "report_line: report_liner: went wrong\nnobody's\nconsole\n");
     object_free(x);
 }
 
@@ -151,10 +154,14 @@ TEST_F(Report, TheReceiverKeepsWhatItIsTold)
         long expected;
     };
     const row rows[] = {
-        {"hidemenubar", -1, "menubar", 0},      {"showmenubar", -1, "menubar", 1},
-        {"hidecursor", -1, "cursor", 0},        {"showcursor", -1, "cursor", 1},
-        {"setpollthrottle", 7, "pollthrottle", 7}, {"setpollthrottle", 0, "pollthrottle", 1},
-        {"setqueuethrottle", 9, "queuethrottle", 9}, {"setqueuethrottle", -3, "queuethrottle", 1},
+        {"hidemenubar", -1, "menubar", 0},
+        {"showmenubar", -1, "menubar", 1},
+        {"hidecursor", -1, "cursor", 0},
+        {"showcursor", -1, "cursor", 1},
+        {"setpollthrottle", 7, "pollthrottle", 7},
+        {"setpollthrottle", 0, "pollthrottle", 1},
+        {"setqueuethrottle", 9, "queuethrottle", 9},
+        {"setqueuethrottle", -3, "queuethrottle", 1},
     };
     for (const row &r : rows) {
         atom a;
