@@ -1,17 +1,14 @@
-// Messages on their way: through a cord, through the main thread's queue, and the
-// hand-over of a batch to the pool. The limit of a cord is the plain call of the same
-// method; the limit of a batch for sleeping workers is the kernel's own wake-up.
+// Messages on their way through cords and through the main thread's queue. The limit
+// of a cord is the plain call of the same method.
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>
 #include <thread>
 #include <vector>
 
-#include <vokra/vokra.h>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 struct box {
     object header;
@@ -135,35 +132,5 @@ void qelem_set_and_served(benchmark::State &state)
     qelem_free(q);
 }
 BENCHMARK(qelem_set_and_served);
-
-// A batch of two workers, one of them on the caller: back to back, and after a pause
-// in which the other has gone to sleep while the caller was busy.
-void batch_to_the_pool(benchmark::State &state)
-{
-    initialize();
-    const std::chrono::microseconds pause(state.range(0));
-    parallel_task *task = parallel_task_new(
-        nullptr, [](parallel_worker *) -> long { return 0; }, 2);
-    std::vector<double> times;
-    for (auto _ : state) {
-        const auto idle = std::chrono::steady_clock::now();
-        while (std::chrono::steady_clock::now() - idle < pause)
-            ;
-        const auto start = std::chrono::steady_clock::now();
-        parallel_task_execute(task);
-        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-        state.SetIterationTime(took.count());
-        times.push_back(took.count());
-    }
-    std::sort(times.begin(), times.end());
-    state.counters["median_us"] = times[times.size() / 2] * 1e6;
-    object_free(task);
-}
-BENCHMARK(batch_to_the_pool)
-    ->ArgName("pause_us")
-    ->Arg(0)
-    ->Arg(300)
-    ->UseManualTime()
-    ->Unit(benchmark::kMicrosecond);
 
 } // namespace

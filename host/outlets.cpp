@@ -4,7 +4,7 @@
 // none: it reads its outlet's list of cords, which an edit never changes but
 // replaces. What an edit took out stays in memory until no message is on its way
 // anywhere; a cord that was cut meanwhile is marked, and nothing goes through it.
-#include "internal.h"
+#include "kernel.h"
 
 #include <algorithm>
 #include <atomic>
@@ -15,8 +15,7 @@
 #include <unordered_map>
 #include <vector>
 
-namespace
-{
+namespace {
 
 using zan::looks_live;
 
@@ -89,6 +88,8 @@ struct state_t {
     }
 };
 
+const void *outlet_methods; // what tells an outlet from other objects
+
 // Never destroyed: other threads may still send while the process exits.
 state_t &state()
 {
@@ -131,8 +132,7 @@ void sweep(std::unique_lock<std::mutex> &held)
 }
 
 // Keeps what edits take out in memory for the outermost message of a thread.
-class passage
-{
+class passage {
   public:
     passage()
     {
@@ -157,7 +157,7 @@ class passage
 
 zan_messlist *public_message(object *box, symbol *sel)
 {
-    zan_messlist *m = object_mess(box, sel);
+    zan_messlist *m = zan::find_entry(box, sel);
     return m && m->types[0] != argtype_cant ? m : nullptr;
 }
 
@@ -305,7 +305,8 @@ bool deliver(object *box, long inlet, port *at, symbol *sel, long argc, atom *ar
 
 outlet_object *as_outlet(void *x)
 {
-    return looks_live(x) && object_class(x) == state().outlet_class ? static_cast<outlet_object *>(x) : nullptr;
+    object *o = zan::live(x);
+    return o && o->messlist == outlet_methods ? static_cast<outlet_object *>(x) : nullptr;
 }
 
 // ---- edits; all with the lock held ----
@@ -459,8 +460,7 @@ outlet_object *find_outlet(state_t &s, void *box, long index)
 
 } // namespace
 
-namespace zan
-{
+namespace zan {
 
 void init_outlet_classes()
 {
@@ -471,6 +471,7 @@ void init_outlet_classes()
     };
     state_t &s = state();
     s.outlet_class = make_class("outlet", outlet_release, sizeof(outlet_object));
+    outlet_methods = s.outlet_class->methods;
     s.proxy_class = make_class("proxy", proxy_release, sizeof(proxy_object));
 }
 
