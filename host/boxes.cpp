@@ -4,8 +4,7 @@
 
 #include <cstdarg>
 
-namespace
-{
+namespace {
 
 constexpr int most_tags = 15;
 

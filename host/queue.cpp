@@ -21,8 +21,7 @@
 #include <utility>
 #include <vector>
 
-namespace
-{
+namespace {
 
 using zan::looks_live;
 using steady = std::chrono::steady_clock;
@@ -511,8 +510,7 @@ zan_class *class_of(zan_class *state_t::*which)
 
 } // namespace
 
-namespace zan
-{
+namespace zan {
 
 bool on_main_thread()
 {

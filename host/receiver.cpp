@@ -5,8 +5,7 @@
 
 #include <cstddef>
 
-namespace
-{
+namespace {
 
 struct receiver {
     object header;
@@ -68,8 +67,7 @@ constexpr attribute_row attributes[] = {
 
 } // namespace
 
-namespace zan
-{
+namespace zan {
 
 void init_receiver()
 {

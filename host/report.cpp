@@ -7,8 +7,7 @@
 #include <cstring>
 #include <mutex>
 
-namespace
-{
+namespace {
 
 constexpr size_t text_size = 4096; // the text's limit and the NUL, see zan/objects.h
 

@@ -22,8 +22,7 @@
 #include <immintrin.h>
 #endif
 
-namespace
-{
+namespace {
 
 constexpr int64_t wait_spin_ns = 20000;   // how long a waiter turns before it sleeps
 constexpr int64_t longer_spin_ns = 80000; // tried where a sleep was too short to be worth it
@@ -96,8 +95,7 @@ long processors()
 }
 
 // Turning on the spot for a while, as far as there are processors to spare.
-class spinner
-{
+class spinner {
   public:
     explicit spinner(int64_t ns)
     {
@@ -132,8 +130,7 @@ class spinner
 // the sleep, soon and every time, and it is best to sleep at once for a while.
 // The same holds of a mutex whose holder lost the processor. Those who wait at one
 // condition or mutex share this; its races only cost time.
-class patience
-{
+class patience {
   public:
     constexpr patience(int64_t usual_ns, int64_t longer_ns)
         : usual_ns_(usual_ns), longer_ns_(longer_ns), spin_ns_(usual_ns)
@@ -268,8 +265,7 @@ struct zan_thread {
     pthread_t id;
 };
 
-namespace
-{
+namespace {
 
 struct start_card {
     void *(*fn)(void *);

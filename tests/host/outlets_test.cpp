@@ -6,8 +6,7 @@
 #include <thread>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 using words = std::vector<std::string>;
 
@@ -74,8 +73,7 @@ relay *make_relay(const char *name, int outlets = 0, int proxies = 0)
 
 symbol *hello;
 
-class Outlets : public testing::Test
-{
+class Outlets : public testing::Test {
   protected:
     void SetUp() override
     {

@@ -7,8 +7,7 @@
 #include <thread>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 using words = std::vector<std::string>;
 
@@ -49,8 +48,7 @@ zan_class *thing_class()
     return c;
 }
 
-class Queue : public testing::Test
-{
+class Queue : public testing::Test {
   protected:
     void SetUp() override
     {

@@ -6,8 +6,7 @@
 #include <thread>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 struct heard {
     long kind;
@@ -15,8 +14,7 @@ struct heard {
     std::string text;
 };
 
-class Report : public testing::Test
-{
+class Report : public testing::Test {
   protected:
     void SetUp() override { zan_set_reporter(hear, this); }
     void TearDown() override { zan_set_reporter(nullptr, nullptr); }

@@ -7,19 +7,16 @@
 #include <thread>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
-class mutex_holder
-{
+class mutex_holder {
   public:
     mutex_holder() { EXPECT_EQ(systhread_mutex_new(&handle, 0), 0); }
     ~mutex_holder() { EXPECT_EQ(systhread_mutex_free(handle), 0); }
     zan_mutex_handle handle = nullptr;
 };
 
-class cond_holder
-{
+class cond_holder {
   public:
     cond_holder() { EXPECT_EQ(systhread_cond_new(&handle, 0), 0); }
     ~cond_holder() { EXPECT_EQ(systhread_cond_free(handle), 0); }
