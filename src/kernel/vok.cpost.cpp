@@ -156,7 +156,7 @@ void vok_cpost(const char *format, ...)
     zan_word w[8];
     va_list list;
     va_start(list, format);
-    vok::take_words(list, w, 8);
+    vok::take_words(list, w);
     va_end(list);
     char line[2048];
     snprintf_zero(line, sizeof line, "%s\n", format);

@@ -65,7 +65,7 @@ zan_word vok_linklist_methodall(void *list, symbol *selector, ...)
     zan_word w[8];
     va_list args;
     va_start(args, selector);
-    vok::take_words(args, w, 8);
+    vok::take_words(args, w);
     va_end(args);
     return linklist_methodall_imp(list, selector, w[0], w[1], w[2], w[3], w[4], w[5], w[6], w[7]);
 }
@@ -75,7 +75,7 @@ zan_word vok_linklist_methodindex(void *list, long index, symbol *selector, ...)
     zan_word w[8];
     va_list args;
     va_start(args, selector);
-    vok::take_words(args, w, 8);
+    vok::take_words(args, w);
     va_end(args);
     return linklist_methodindex_imp(list, index, selector, w[0], w[1], w[2], w[3], w[4], w[5], w[6], w[7]);
 }

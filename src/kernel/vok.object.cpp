@@ -18,7 +18,7 @@ void *vok_object_new(symbol *classname, ...)
     zan_word w[8];
     va_list list;
     va_start(list, classname);
-    vok::take_words(list, w, 8);
+    vok::take_words(list, w);
     va_end(list);
     return vok_object_new_imp(classname, w[0], w[1], w[2], w[3], w[4], w[5], w[6], w[7]);
 }
@@ -36,7 +36,7 @@ zan_word vok_object_method(void *x, symbol *selector, ...)
     zan_word w[8];
     va_list list;
     va_start(list, selector);
-    vok::take_words(list, w, 8);
+    vok::take_words(list, w);
     va_end(list);
     return object_method_imp(x, selector, w[0], w[1], w[2], w[3], w[4], w[5], w[6], w[7]);
 }

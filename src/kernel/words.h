@@ -10,11 +10,18 @@ namespace vok
 
 // What lies behind the caller's own words is read and passed on, and no method looks at
 // it; address checking would take the read for an overflow of the caller's frame.
-__attribute__((no_sanitize("address"), noinline)) inline void take_words(va_list list, zan_word *words, int count)
+#if defined(__SANITIZE_ADDRESS__)
+#define VOK_TAKES_WORDS __attribute__((no_sanitize("address"), noinline))
+#else
+#define VOK_TAKES_WORDS __attribute__((always_inline))
+#endif
+template <int Count> VOK_TAKES_WORDS inline void take_words(va_list list, zan_word (&words)[Count])
 {
-    for (int i = 0; i < count; ++i)
+#pragma GCC unroll 8
+    for (int i = 0; i < Count; ++i)
         words[i] = va_arg(list, zan_word);
 }
+#undef VOK_TAKES_WORDS
 
 // A type list: the words up to its 0, at most `count`; the rest is filled with zeros.
 inline void take_types(va_list list, long *types, int count)

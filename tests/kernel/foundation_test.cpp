@@ -1,5 +1,5 @@
-// Starting the library: who may trigger it, what stands afterwards, the common symbols,
-// the configuration script, and the codes.
+// What stands once the library is up, the common symbols, the configuration script, and
+// the codes.
 #include <cstring>
 #include <set>
 #include <string>
@@ -12,94 +12,6 @@
 
 namespace
 {
-
-// Each in a process of its own, as the library starts once only.
-void exit_when(bool good)
-{
-    std::_Exit(good ? 0 : 1);
-}
-
-TEST(Foundation, TheFirstClassBringsTheLibraryUp)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            const bool before = !_vok_initialized && !_vok_sym_char && !ps_vokra;
-            zan_class *c = vok_class_new("first_of_all", nullptr, nullptr, sizeof(object), argtype_cant, 0);
-            exit_when(before && c && _vok_initialized == 1 && _vok_object_init == 1 && _vok_sym_char &&
-                      vok_class_findbyname(_vok_sym_vok_matrix));
-        },
-        testing::ExitedWithCode(0), "");
-}
-
-TEST(Foundation, TheFirstObjectBringsTheLibraryUp)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            void *m = vok_object_new(gensym("vok_matrix"), 0);
-            exit_when(m && _vok_initialized == 1 && _initlate == 1);
-        },
-        testing::ExitedWithCode(0), "");
-}
-
-TEST(Foundation, ShutdownLeavesTheLibraryInitialised)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            initialize();
-            vok_shutdown();
-            exit_when(_vok_initialized == 1 && _vok_object_init == 0 && initialize() == 0 &&
-                      _vok_object_init == 0);
-        },
-        testing::ExitedWithCode(0), "");
-}
-
-long gl_starts;
-zan_word start_gl(zan_word argument)
-{
-    gl_starts += argument == 0 ? 1 : 100;
-    return 0;
-}
-
-TEST(Foundation, TheOpenGLModuleHandsItsStartOverInASymbol)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    for (const char *engine : {"", "glcore"})
-        EXPECT_EXIT(
-            {
-                preferences_setsym("gfxengine", gensym(engine));
-                gensym(*engine ? "gl3status_initgl" : "gl2status_initgl")->thing =
-                    reinterpret_cast<void *>(start_gl);
-                initialize();
-                exit_when(gl_starts == 1);
-            },
-            testing::ExitedWithCode(0), "")
-            << engine;
-}
-
-symbol *heard_message;
-zan_word hear(void *, symbol *, symbol *message, void *, void *)
-{
-    heard_message = message;
-    return 0;
-}
-
-TEST(Foundation, ShutdownTellsTheHolderOfTheSharedContext)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            zan_class *c = vok_class_new("context_holder", nullptr, nullptr, sizeof(object), argtype_cant, 0);
-            vok_class_addmethod(c, reinterpret_cast<zan_method>(hear), "notify", argtype_cant, 0);
-            vok_object_register(vok_object_alloc(c), gensym("##vzgctx##"));
-            vok_object_attach(gensym("##vzgctx##"), vok_object_alloc(c));
-            zan_stop(); // the host's quit task
-            exit_when(heard_message == gensym("shutdown") && _vok_object_init == 0);
-        },
-        testing::ExitedWithCode(0), "");
-}
 
 class FoundationUp : public testing::Test
 {
