@@ -21,8 +21,8 @@ typedef struct vok_attribute {
     void *filterget; /* applied after a get, or null; owned */
     void *filterset; /* applied before a set, or null; owned */
     zan_word reserved;
-    void *data;      /* the value's array, owned */
-    long size;       /* elements in data */
+    void *data; /* the value's array, owned */
+    long size;  /* elements in data */
 } vok_attribute;
 
 typedef struct vok_attr_offset {
@@ -95,10 +95,10 @@ VOKRA_EXPORT vok_err vok_attr_filterset_wrap(void *x, void *attr, long argc, ato
  * null attribute. */
 VOKRA_EXPORT vok_err vok_attr_addfilterset_clip(void *attr, double min, double max, long usemin, long usemax);
 VOKRA_EXPORT vok_err vok_attr_addfilterget_clip(void *attr, double min, double max, long usemin, long usemax);
-VOKRA_EXPORT vok_err vok_attr_addfilterset_clip_scale(void *attr, double scale, double min, double max, long usemin,
-                                                      long usemax);
-VOKRA_EXPORT vok_err vok_attr_addfilterget_clip_scale(void *attr, double scale, double min, double max, long usemin,
-                                                      long usemax);
+VOKRA_EXPORT vok_err vok_attr_addfilterset_clip_scale(void *attr, double scale, double min, double max,
+                                                      long usemin, long usemax);
+VOKRA_EXPORT vok_err vok_attr_addfilterget_clip_scale(void *attr, double scale, double min, double max,
+                                                      long usemin, long usemax);
 VOKRA_EXPORT vok_err vok_attr_addfilter_clip(void *attr, double min, double max, long usemin, long usemax);
 VOKRA_EXPORT vok_err vok_attr_addfilter_clip_scale(void *attr, double scale, double min, double max, long usemin,
                                                    long usemax);
@@ -113,17 +113,18 @@ VOKRA_EXPORT vok_err vok_attr_addfilterget_proc(void *attr, zan_method proc);
  * with no such attribute is sent the messages "get<name>" and "<name>" instead; the
  * twins ending in _old take that road at once (arrays of at most 256 values). */
 #define VOK_ATTR_VALUE_TYPES(X) X(long, zan_word) X(float, double) X(sym, symbol *)
-#define VOK_ATTR_ARRAY_TYPES(X) X(long, zan_word) X(char, unsigned char) X(float, float) X(double, double) X(sym, symbol *)
+#define VOK_ATTR_ARRAY_TYPES(X)                                                                                   \
+    X(long, zan_word) X(char, unsigned char) X(float, float) X(double, double) X(sym, symbol *)
 
-#define VOK_DECLARE_VALUE(tail, T)                                                 \
-    VOKRA_EXPORT T vok_attr_get##tail(void *x, symbol *name);                      \
-    VOKRA_EXPORT T vok_attr_get##tail##_old(void *x, symbol *name);                \
-    VOKRA_EXPORT vok_err vok_attr_set##tail(void *x, symbol *name, T value);       \
+#define VOK_DECLARE_VALUE(tail, T)                                                                                \
+    VOKRA_EXPORT T vok_attr_get##tail(void *x, symbol *name);                                                     \
+    VOKRA_EXPORT T vok_attr_get##tail##_old(void *x, symbol *name);                                               \
+    VOKRA_EXPORT vok_err vok_attr_set##tail(void *x, symbol *name, T value);                                      \
     VOKRA_EXPORT vok_err vok_attr_set##tail##_old(void *x, symbol *name, T value);
-#define VOK_DECLARE_ARRAY(tail, T)                                                                         \
-    VOKRA_EXPORT long vok_attr_get##tail##_array(void *x, symbol *name, long max, T *values);              \
-    VOKRA_EXPORT long vok_attr_get##tail##_array_old(void *x, symbol *name, long max, T *values);          \
-    VOKRA_EXPORT vok_err vok_attr_set##tail##_array(void *x, symbol *name, long count, T const *values);         \
+#define VOK_DECLARE_ARRAY(tail, T)                                                                                \
+    VOKRA_EXPORT long vok_attr_get##tail##_array(void *x, symbol *name, long max, T *values);                     \
+    VOKRA_EXPORT long vok_attr_get##tail##_array_old(void *x, symbol *name, long max, T *values);                 \
+    VOKRA_EXPORT vok_err vok_attr_set##tail##_array(void *x, symbol *name, long count, T const *values);          \
     VOKRA_EXPORT vok_err vok_attr_set##tail##_array_old(void *x, symbol *name, long count, T const *values);
 VOK_ATTR_VALUE_TYPES(VOK_DECLARE_VALUE)
 VOK_ATTR_ARRAY_TYPES(VOK_DECLARE_ARRAY)
@@ -165,6 +166,7 @@ VOKRA_EXPORT long vok_atom_arg_getsym(symbol **dst, long index, long argc, const
 VOKRA_END_C
 #ifdef __cplusplus
 static_assert(offsetof(vok_attribute, data) == offsetof(vok_attr_offset, offset), "the records begin alike");
-static_assert(offsetof(vok_attr_offset_array, offset) == offsetof(vok_attr_offset, offset), "the records begin alike");
+static_assert(offsetof(vok_attr_offset_array, offset) == offsetof(vok_attr_offset, offset),
+              "the records begin alike");
 #endif
 #endif

@@ -9,6 +9,7 @@
 
 VOKRA_BEGIN_C
 
+/* clang-format off */
 /* X(name): the text is the name. */
 #define VOK_COMMON_SYMBOLS(X) \
     X(new) X(free) X(classname) X(getname) X(getmethod) X(get) X(set) X(register) X(char) X(long) X(float32) \
@@ -58,6 +59,7 @@ VOKRA_BEGIN_C
     X(gl_tri_strip, "tri_strip") X(gl_tri_fan, "tri_fan") X(gl_quads, "quads") \
     X(gl_quad_strip, "quad_strip") X(gl_polygon, "polygon") X(gl_tri_grid, "tri_grid") \
     X(gl_quad_grid, "quad_grid")
+/* clang-format on */
 
 #define VOK_DECLARE_SYMBOL(name) VOKRA_EXPORT extern symbol *_vok_sym_##name;
 #define VOK_DECLARE_RENAMED(name, text) VOK_DECLARE_SYMBOL(name)

@@ -94,7 +94,7 @@ VOKRA_EXPORT vok_err vok_class_addinterface(zan_class *c, zan_class *interfacecl
 
 typedef struct vok_class_interface_info {
     long flags;
-    long offset;                     /* of the delegate's pointer in the instance; 0 the instance itself */
+    long offset; /* of the delegate's pointer in the instance; 0 the instance itself */
     zan_class *interfaceclass;
     zan_method_object *methodobject; /* the interface class's */
 } vok_class_interface_info;

@@ -8,6 +8,7 @@
 
 VOKRA_BEGIN_C
 
+/* clang-format off */
 #define VOK_ZPATCHER_SYMBOLS(X) \
     X(anything) X(assist) X(preset) X(bang) X(list) X(int) X(float) X(symbol) X(set) X(clear) X(notify) \
     X(free) X(loadbang) X(closebang) X(dblclick) X(inletinfo) X(dumpout) X(quickref) X(attr_getnames) \
@@ -37,6 +38,7 @@ VOKRA_BEGIN_C
     X(mousemove) X(mousewheel) X(mouseenter) X(mouseleave) X(key) X(keyup) X(focusgained) X(focuslost) \
     X(select) X(unselect) X(selected) X(patchlineupdate) X(inletsupdate) X(outletsupdate) \
     X(boxscreenrectchanged) X(attrname) X(attr)
+/* clang-format on */
 
 #define VOK_DECLARE_SYMBOL(name) VOKRA_EXPORT extern symbol *ps_##name;
 VOK_ZPATCHER_SYMBOLS(VOK_DECLARE_SYMBOL)

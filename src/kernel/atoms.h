@@ -7,8 +7,7 @@
 #include <vokra/kernel.h>
 #include <vokra/memory.h>
 
-namespace vok
-{
+namespace vok {
 
 // An array of atoms that a getter gave out; freed with its owner. A getter takes
 // (&a.argc, &a.argv).

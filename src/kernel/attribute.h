@@ -8,8 +8,7 @@
 
 #include "kernel/class_table.h"
 
-namespace vok
-{
+namespace vok {
 
 struct element_type {
     symbol *const *type;

@@ -9,11 +9,9 @@
 #include "kernel/class_table.h"
 #include "kernel/message.h"
 
-namespace vok
-{
+namespace vok {
 
-namespace
-{
+namespace {
 
 zan_method resolve(function f)
 {

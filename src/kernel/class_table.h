@@ -18,8 +18,7 @@
 
 #include <vokra/kernel.h>
 
-namespace vok
-{
+namespace vok {
 
 // A function of a table. Its address can't be untyped in a constant, so a row holds the
 // function that gives it: vok::fn<vok_matrix_getinfo>.

@@ -5,8 +5,7 @@
 
 #include <zan/objects.h>
 
-namespace vok
-{
+namespace vok {
 
 template <typename T> zan_word word(T value)
 {

@@ -24,8 +24,7 @@ vok_mess _vok_mess_nonmethod;
 vok_mess _vok_mess_freemethod;
 zan_class *_vok_class_class;
 
-namespace
-{
+namespace {
 
 vok_err start_numerics(void)
 {

@@ -13,8 +13,7 @@
 #include "kernel/atoms.h"
 #include "kernel/message.h"
 
-namespace
-{
+namespace {
 
 constexpr long most_values = 256; // of an array that goes by message
 

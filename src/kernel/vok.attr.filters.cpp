@@ -10,11 +10,9 @@
 #include "kernel/attribute.h"
 #include "kernel/message.h"
 
-namespace vok
-{
+namespace vok {
 
-namespace
-{
+namespace {
 
 // ---- clip ----
 

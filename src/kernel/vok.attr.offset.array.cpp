@@ -11,11 +11,9 @@
 #include "kernel/attribute.h"
 #include "kernel/message.h"
 
-namespace vok
-{
+namespace vok {
 
-namespace
-{
+namespace {
 
 zan_class *attr_offset_array_class;
 

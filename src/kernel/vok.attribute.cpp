@@ -17,8 +17,7 @@
 // The bridge's: the library object behind a box.
 extern "C" __attribute__((weak)) void *zan_vok_obex_vokob_get(void *box);
 
-namespace vok
-{
+namespace vok {
 
 vok_err reserve_atoms(long n, long *argc, atom **argv)
 {
@@ -38,8 +37,7 @@ vok_err reserve_atoms(long n, long *argc, atom **argv)
     return VOK_ERR_NONE;
 }
 
-namespace
-{
+namespace {
 
 template <typename T> void read_long(const char *p, atom *a)
 {
@@ -157,8 +155,7 @@ void *clone_attribute(void *attr, long size)
 
 // ---- the messages of every attribute ----
 
-namespace
-{
+namespace {
 
 symbol *get_name(vok_attribute *x)
 {

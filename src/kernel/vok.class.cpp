@@ -113,8 +113,7 @@ long vok_class_symcompare(zan_class *c, symbol *name)
     return name && class_nameget(c) == name;
 }
 
-namespace
-{
+namespace {
 
 symbol *argsafe_key(const char *argname)
 {

@@ -13,8 +13,7 @@
 #include "kernel/message.h"
 #include "kernel/words.h"
 
-namespace
-{
+namespace {
 
 using printer = void (*)(void *x, const char *format, ...);
 

@@ -11,8 +11,7 @@
 #include "kernel/class_table.h"
 #include "kernel/message.h"
 
-namespace
-{
+namespace {
 
 // One grafting under way. The target's tables may come into being while it goes on.
 struct graft {

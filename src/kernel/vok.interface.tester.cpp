@@ -11,8 +11,7 @@
 #include "kernel/class_table.h"
 #include "kernel/message.h"
 
-namespace
-{
+namespace {
 
 struct tester {
     object header;

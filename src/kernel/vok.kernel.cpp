@@ -19,8 +19,7 @@ extern "C" __attribute__((weak)) vok_err vok_java_init(void);
 extern "C" __attribute__((weak)) void zan_vok_mop_vok_matrix_showprobe(void);
 extern "C" __attribute__((weak)) vok_err zan_vok_mop_vok_matrix_endprobe(void *x);
 
-namespace
-{
+namespace {
 
 zan_class *kernel_class;
 

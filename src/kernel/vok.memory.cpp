@@ -10,8 +10,7 @@
 
 long _vok_memreg;
 
-namespace
-{
+namespace {
 
 enum pool : long { pool_bytes = 0, pool_ptr = 1 };
 

@@ -12,8 +12,7 @@
 #include "kernel/atoms.h"
 #include "kernel/message.h"
 
-namespace
-{
+namespace {
 
 // An object that goes when its owner does.
 struct owned_object {

@@ -6,8 +6,7 @@
 
 #include <vokra/memory.h>
 
-namespace
-{
+namespace {
 
 template <typename U> U reversed(U v)
 {

@@ -12,8 +12,7 @@
 #include "kernel/class_table.h"
 #include "kernel/message.h"
 
-namespace
-{
+namespace {
 
 using node = vok_tree_node;
 

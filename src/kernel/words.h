@@ -5,8 +5,7 @@
 
 #include <zan/base.h>
 
-namespace vok
-{
+namespace vok {
 
 // What lies behind the caller's own words is read and passed on, and no method looks at
 // it; address checking would take the read for an overflow of the caller's frame.

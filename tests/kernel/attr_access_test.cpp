@@ -12,8 +12,7 @@
 
 #include "quick_class.h"
 
-namespace
-{
+namespace {
 
 constexpr long room = 300;
 
@@ -104,8 +103,7 @@ ancient *new_ancient()
     return x;
 }
 
-class Access : public testing::TestWithParam<const char *>
-{
+class Access : public testing::TestWithParam<const char *> {
   protected:
     void SetUp() override { initialize(); }
     static void *make()
@@ -184,8 +182,7 @@ TEST_P(Access, NothingToAsk)
 
 INSTANTIATE_TEST_SUITE_P(BothRoads, Access, testing::Values("vok_modern", "vok_ancient"));
 
-class AccessOld : public testing::Test
-{
+class AccessOld : public testing::Test {
   protected:
     void SetUp() override { initialize(); }
 };

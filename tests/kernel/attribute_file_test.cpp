@@ -12,8 +12,7 @@
 
 #include "quick_class.h"
 
-namespace
-{
+namespace {
 
 // What the library did to the document, as text.
 std::string story;

@@ -13,8 +13,7 @@
 #include "quick_class.h"
 #include "scratch.h"
 
-namespace
-{
+namespace {
 
 struct holder {
     object header;
@@ -69,8 +68,7 @@ zan_class *make_holder_class()
     return k.c;
 }
 
-class Attribute : public testing::Test
-{
+class Attribute : public testing::Test {
   protected:
     void SetUp() override
     {

@@ -7,8 +7,7 @@
 #include <vokra/vokra.h>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 zan_word seen[8];
 

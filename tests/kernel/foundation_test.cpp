@@ -10,11 +10,9 @@
 
 #include "scratch.h"
 
-namespace
-{
+namespace {
 
-class FoundationUp : public testing::Test
-{
+class FoundationUp : public testing::Test {
   protected:
     void SetUp() override { initialize(); }
 };

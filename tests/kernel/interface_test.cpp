@@ -13,8 +13,7 @@
 #include "quick_class.h"
 #include "scratch.h"
 
-namespace
-{
+namespace {
 
 struct engine {
     object header;
@@ -63,8 +62,7 @@ zan_class *make_car_class(const char *name)
     return c;
 }
 
-class Interface : public testing::Test
-{
+class Interface : public testing::Test {
   protected:
     void SetUp() override
     {

@@ -10,8 +10,7 @@
 
 #include "scratch.h"
 
-namespace
-{
+namespace {
 
 // Stands in for the application and notes what it is sent.
 struct listener {
@@ -27,8 +26,7 @@ zan_word note(listener *x, symbol *selector, long argc, atom *argv)
     return 0;
 }
 
-class KernelObject : public testing::Test
-{
+class KernelObject : public testing::Test {
   protected:
     void SetUp() override
     {

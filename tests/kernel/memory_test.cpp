@@ -10,11 +10,9 @@
 
 #include "scratch.h"
 
-namespace
-{
+namespace {
 
-class Register : public testing::TestWithParam<int>
-{
+class Register : public testing::TestWithParam<int> {
   protected:
     void SetUp() override
     {

@@ -7,8 +7,7 @@
 #include <vokra/vokra.h>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 struct heard {
     long kind;
@@ -17,8 +16,7 @@ struct heard {
 };
 
 // An object of class vok_noisy, with or without a box or a wrapper of class vok.noisy.
-class VokReport : public testing::Test
-{
+class VokReport : public testing::Test {
   public:
     void SetUp() override
     {

@@ -7,8 +7,7 @@
 #include <vokra/vokra.h>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 long things_alive;
 
@@ -43,8 +42,7 @@ long is_value(void *item, void *data)
     return static_cast<thing *>(item)->value == *static_cast<long *>(data);
 }
 
-class List : public testing::Test
-{
+class List : public testing::Test {
   protected:
     void SetUp() override
     {
@@ -112,8 +110,7 @@ TEST_F(List, ItemsAndOrder)
     vok_linklist_chuck(list);
 }
 
-class Tree : public List
-{
+class Tree : public List {
   protected:
     static vok_tree_node *node(long value, const char *classname = "vok_tree_node")
     {

@@ -6,8 +6,7 @@
 #include <vokra/vokra.h>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 // Each in a process of its own, as the library starts once only.
 void exit_when(bool good)
