@@ -71,7 +71,8 @@ void frommatrix(benchmark::State &state, const row &r)
     for (int p = 0; p < 32; p++)
         conv.planemap[p] = r.reversed ? 3 - p % 4 : p;
     vok_matrix_conv_info *record = r.flags == plain ? nullptr : &conv;
-    const bench::shape shape = {{static_cast<std::size_t>(src->info.size)}, static_cast<std::size_t>(dst->info.size)};
+    const bench::shape shape = {{static_cast<std::size_t>(src->info.size)},
+                                static_cast<std::size_t>(dst->info.size)};
     bench::run(state, shape, [&] { vok_matrix_frommatrix(dst.get(), src.get(), record); });
 }
 

@@ -104,17 +104,17 @@ double limit::measure(int rounds)
     const int bundle = static_cast<int>(std::clamp<std::size_t>(200000 / (shape_.write + 1), 1, 1000));
     for (int i = 0; i < rounds; i++) {
         best_ = std::min(best_, seconds_of([&] {
-            std::vector<std::jthread> others;
-            auto work = [this, bundle](int t) {
-                for (int k = 0; k < bundle; k++) {
-                    part(t);
-                    benchmark::ClobberMemory();
-                }
-            };
-            for (int t = 1; t < shape_.threads; t++)
-                others.emplace_back(work, t);
-            work(0);
-        }) / bundle);
+                                    std::vector<std::jthread> others;
+                                    auto work = [this, bundle](int t) {
+                                        for (int k = 0; k < bundle; k++) {
+                                            part(t);
+                                            benchmark::ClobberMemory();
+                                        }
+                                    };
+                                    for (int t = 1; t < shape_.threads; t++)
+                                        others.emplace_back(work, t);
+                                    work(0);
+                                }) / bundle);
     }
     return best_;
 }

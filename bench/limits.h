@@ -30,7 +30,7 @@ inline double seconds_of(const auto &work)
 
 // The best of some rounds of the loop over blocks of its own.
 class limit {
-public:
+  public:
     explicit limit(const shape &s);
     ~limit();
     limit(const limit &) = delete;
@@ -38,7 +38,7 @@ public:
     // Runs `rounds` more and gives the best seconds so far.
     double measure(int rounds);
 
-private:
+  private:
     void part(int thread) const;
     shape shape_;
     std::vector<unsigned char *> blocks_; // what is read, and last what is written

@@ -6,10 +6,8 @@
 #include <cstring>
 #include <iterator>
 
-namespace vok
-{
-namespace
-{
+namespace vok {
+namespace {
 
 constexpr const char *names[] = {"plain", "v2", "v3", "v4", "neon"};
 constexpr int unknown = -1;

@@ -7,7 +7,7 @@
 namespace vok::copy {
 
 class slice_copy {
-public:
+  public:
     // `p` must outlive it.
     explicit slice_copy(const plan &p);
     ~slice_copy();
@@ -17,7 +17,7 @@ public:
     // Copies one slice; the pointers are the bases of the two slices.
     void run(unsigned char *dst, const unsigned char *src) const;
 
-private:
+  private:
     // How the bytes of a row of source cells come together.
     enum class collecting {
         none,     // they already lie packed and in order
@@ -46,16 +46,16 @@ private:
     void finish(unsigned char *out, const void *packed) const;
 
     const plan &p_;
-    const kernels *kernels_;  // null: the general road
+    const kernels *kernels_; // null: the general road
     bool interpolates_;
-    bool whole_;              // destination cells are packed and all planes written
-    bool identity_ = false;   // column i comes from column i
-    long n_;                  // columns
-    long elements_;           // written elements of a row
-    long chunk_ = 0;          // bytes from a source cell to the chunk taken of it
+    bool whole_;            // destination cells are packed and all planes written
+    bool identity_ = false; // column i comes from column i
+    long n_;                // columns
+    long elements_;         // written elements of a row
+    long chunk_ = 0;        // bytes from a source cell to the chunk taken of it
     collecting collecting_ = collecting::none;
     uint8_t order_[4] = {};
-    long to_plane_[32] = {};  // destination plane of each written plane
+    long to_plane_[32] = {}; // destination plane of each written plane
     collect_job job_ = {};
     collect_function *collect_ = nullptr;
 
@@ -67,7 +67,7 @@ private:
     uint16_t *sums_[2] = {};      // kept rows
     double *products_[2][2] = {}; // the same in double
     unsigned char *collected_[2] = {};
-    unsigned char *packed_ = nullptr; // a finished row, ahead of scattering
+    unsigned char *packed_ = nullptr;       // a finished row, ahead of scattering
     alignas(64) unsigned char small_[4096]; // the block of narrow matrices
 };
 

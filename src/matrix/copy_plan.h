@@ -33,15 +33,15 @@ struct plan {
     cell_type dst_type = cell_none;
     cell_type src_type = cell_none;
     sampling how = sampling::straight;
-    long planes = 0;           // of a destination cell
-    long map[32] = {};         // source plane of each of them, -1 to leave it alone
-    long written = 0;          // planes that aren't left alone
-    axis x, y;                 // dimensions 0 and 1
-    long dst_cell = 0;         // bytes from a cell to the next along dimension 0 ...
-    long dst_row = 0;          // ... and along dimension 1
+    long planes = 0;   // of a destination cell
+    long map[32] = {}; // source plane of each of them, -1 to leave it alone
+    long written = 0;  // planes that aren't left alone
+    axis x, y;         // dimensions 0 and 1
+    long dst_cell = 0; // bytes from a cell to the next along dimension 0 ...
+    long dst_row = 0;  // ... and along dimension 1
     long src_cell = 0;
     long src_row = 0;
-    long dst_start = 0;        // bytes from the base to the first cell
+    long dst_start = 0; // bytes from the base to the first cell
     long src_start = 0;
 };
 
@@ -66,7 +66,7 @@ cell_type cell_type_of(const symbol *type);
 
 // The nearest source index of each destination cell in turn, along one axis.
 class nearest_walk {
-public:
+  public:
     nearest_walk(const axis &a, sampling how) : axis_(a), how_(how) {}
 
     long next()
@@ -83,12 +83,11 @@ public:
             position_ += axis_.ratio;
             return axis_.clamped(index);
         }
-        default:
-            return straight_++;
+        default: return straight_++;
         }
     }
 
-private:
+  private:
     const axis &axis_;
     sampling how_;
     // the bias keeps an exact ratio from falling a cell short
@@ -109,7 +108,7 @@ struct neighbours {
 // have, the result would be the same wherever they define one: it acts only where a
 // fixed-point position has wrapped or a sum of doubles has drifted past the end.
 class bilinear_walk {
-public:
+  public:
     bilinear_walk(const axis &a, sampling how) : axis_(a), how_(how) {}
 
     neighbours next()
@@ -137,7 +136,7 @@ public:
         return n;
     }
 
-private:
+  private:
     const axis &axis_;
     sampling how_;
     uint32_t fixed_ = 0;

@@ -38,18 +38,13 @@ const kernels *current_kernels()
 {
     switch (current_isa()) {
 #if defined(__x86_64__)
-    case isa::v2:
-        return &v2::table;
-    case isa::v3:
-        return &v3::table;
-    case isa::v4:
-        return &v4::table;
+    case isa::v2: return &v2::table;
+    case isa::v3: return &v3::table;
+    case isa::v4: return &v4::table;
 #else
-    case isa::neon:
-        return &neon::table;
+    case isa::neon: return &neon::table;
 #endif
-    default:
-        return nullptr;
+    default: return nullptr;
     }
 }
 
@@ -58,10 +53,7 @@ namespace {
 // First and last byte that a slice touches, relative to its first cell.
 struct extent {
     long low = 0, high = 0;
-    void along(long distance)
-    {
-        (distance < 0 ? low : high) += distance;
-    }
+    void along(long distance) { (distance < 0 ? low : high) += distance; }
 };
 
 // The bytes of the source that lie between its first and last cell along an axis.
@@ -146,10 +138,10 @@ void slice_copy::choose_collecting()
     }
     // where fixed-point positions wrap, offsets no longer rise or fall throughout
     const bool monotonic = p_.x.source > -0x8000;
-    collect_ = collecting_ == collecting::planes                            ? kernels_->planes[p_.src_type]
-               : job_.bytes == 4 && p_.src_cell % 4 == 0 && monotonic       ? kernels_->chunk_word
-               : job_.bytes <= 32 && kernels_->chunk[job_.bytes] ? kernels_->chunk[job_.bytes]
-                                                                 : kernels_->chunk[0];
+    collect_ = collecting_ == collecting::planes                      ? kernels_->planes[p_.src_type]
+               : job_.bytes == 4 && p_.src_cell % 4 == 0 && monotonic ? kernels_->chunk_word
+               : job_.bytes <= 32 && kernels_->chunk[job_.bytes]      ? kernels_->chunk[job_.bytes]
+                                                                      : kernels_->chunk[0];
 }
 
 // Lays the tables out in one block: first to count, then with the block in hand.

@@ -68,8 +68,8 @@ template <class D, class S> void bilinear(const plan &p, unsigned char *dst, con
                     }
                 }
                 // columns before rows, left to right: the fast road keeps this order
-                const double sum = a * x.share0 * y.share0 + b * x.share1 * y.share0 +
-                                   c * x.share0 * y.share1 + d * x.share1 * y.share1;
+                const double sum = a * x.share0 * y.share0 + b * x.share1 * y.share0 + c * x.share0 * y.share1 +
+                                   d * x.share1 * y.share1;
                 store(to, double_rule<D, S>::from(sum));
             }
         }

@@ -63,7 +63,6 @@ template <long bytes> void move(void *dst, const void *src, long n)
 
 // ---- collecting and scattering ----
 
-
 template <long bytes> void chunk(void *dst, const unsigned char *row, const collect_job *job)
 {
     auto *d = static_cast<unsigned char *>(dst);
@@ -86,15 +85,14 @@ void chunk_word(void *dst, const unsigned char *row, const collect_job *job)
         const int32_t low = first < last ? first : last;
         const int32_t words = ((first < last ? last - first : first - last) >> 2) + 1; // up to the last one used
         const unsigned char *from = row + low;
-        const __m512i which = _mm512_srli_epi32(
-            _mm512_sub_epi32(_mm512_loadu_si512(offset + i), _mm512_set1_epi32(low)), 2);
+        const __m512i which =
+            _mm512_srli_epi32(_mm512_sub_epi32(_mm512_loadu_si512(offset + i), _mm512_set1_epi32(low)), 2);
         if (words <= 16) {
             const __m512i a = _mm512_maskz_loadu_epi32(static_cast<__mmask16>(0xFFFFu >> (16 - words)), from);
             _mm512_storeu_si512(d, _mm512_permutexvar_epi32(which, a));
         } else if (words <= 32) {
             const __m512i a = _mm512_loadu_si512(from);
-            const __m512i b =
-                _mm512_maskz_loadu_epi32(static_cast<__mmask16>(0xFFFFu >> (32 - words)), from + 64);
+            const __m512i b = _mm512_maskz_loadu_epi32(static_cast<__mmask16>(0xFFFFu >> (32 - words)), from + 64);
             _mm512_storeu_si512(d, _mm512_permutex2var_epi32(a, which, b));
         } else if (words <= 64) {
             const __m512i a = _mm512_loadu_si512(from), b = _mm512_loadu_si512(from + 64);
@@ -128,10 +126,10 @@ void chunk_word(void *dst, const unsigned char *row, const collect_job *job)
                 __builtin_memcpy(d + 4 * k, row + offset[i + k], 4);
             continue;
         }
-        const __m256i which = _mm256_srli_epi32(
-            _mm256_sub_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(offset + i)),
-                             _mm256_set1_epi32(low)),
-            2);
+        const __m256i which =
+            _mm256_srli_epi32(_mm256_sub_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(offset + i)),
+                                               _mm256_set1_epi32(low)),
+                              2);
         const __m256i a = _mm256_maskload_epi32(reinterpret_cast<const int *>(row + low),
                                                 _mm256_cmpgt_epi32(_mm256_set1_epi32(words), lanes));
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(d), _mm256_permutevar8x32_epi32(a, which));
@@ -214,9 +212,9 @@ void shuffle4(void *dst, const void *src, long n, const uint8_t *order)
 #elif defined(__AVX2__)
     const __m256i by32 = _mm256_load_si256(reinterpret_cast<const __m256i *>(control));
     for (; i + 8 <= n; i += 8)
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + 4 * i),
-                            _mm256_shuffle_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(s + 4 * i)),
-                                                by32));
+        _mm256_storeu_si256(
+            reinterpret_cast<__m256i *>(d + 4 * i),
+            _mm256_shuffle_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(s + 4 * i)), by32));
 #endif
     const __m128i by = _mm_load_si128(reinterpret_cast<const __m128i *>(control));
     for (; i + 4 <= n; i += 4)
@@ -260,8 +258,8 @@ void fixed_rows(void *dst, const uint16_t *__restrict sum0, const uint16_t *__re
 
 // The same for char in 16-bit lanes: the two bytes of the sums apart. 255 * 256 fits,
 // and so does the carry that the low bytes bring.
-void fixed_rows_char(void *dst, const uint16_t *__restrict sum0, const uint16_t *__restrict sum1,
-                     uint32_t weight0, uint32_t weight1, long n)
+void fixed_rows_char(void *dst, const uint16_t *__restrict sum0, const uint16_t *__restrict sum1, uint32_t weight0,
+                     uint32_t weight1, long n)
 {
     uint8_t *__restrict d = static_cast<uint8_t *>(dst);
     const auto w0 = static_cast<uint16_t>(weight0), w1 = static_cast<uint16_t>(weight1);
@@ -295,8 +293,10 @@ void double_rows(void *dst, const double *const rows[4], double share0, double s
         d[i].value = double_rule<D, S>::from(a[i] * share0 + b[i] * share0 + c[i] * share1 + e[i] * share1);
 }
 
-#define BY_SOURCE(function, D) \
-    {function<D, uint8_t>, function<D, int32_t>, function<D, float>, function<D, double>}
+#define BY_SOURCE(function, D)                                                                                    \
+    {                                                                                                             \
+        function<D, uint8_t>, function<D, int32_t>, function<D, float>, function<D, double>                       \
+    }
 
 } // namespace
 
@@ -306,10 +306,10 @@ const kernels table = {
                 {convert<int32_t, uint8_t>, move<4>, convert<int32_t, float>, convert<int32_t, double>},
                 {convert<float, uint8_t>, convert<float, int32_t>, move<4>, convert<float, double>},
                 {convert<double, uint8_t>, convert<double, int32_t>, convert<double, float>, move<8>}},
-    .chunk = {chunk_any, chunk<1>, chunk<2>, chunk<3>, chunk<4>, nullptr, chunk<6>, nullptr, chunk<8>,
-              nullptr, nullptr, nullptr, chunk<12>, nullptr, nullptr, nullptr, chunk<16>,
-              nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, chunk<24>,
-              nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, chunk<32>},
+    .chunk = {chunk_any, chunk<1>, chunk<2>, chunk<3>,  chunk<4>, nullptr,  chunk<6>,  nullptr,   chunk<8>,
+              nullptr,   nullptr,  nullptr,  chunk<12>, nullptr,  nullptr,  nullptr,   chunk<16>, nullptr,
+              nullptr,   nullptr,  nullptr,  nullptr,   nullptr,  nullptr,  chunk<24>, nullptr,   nullptr,
+              nullptr,   nullptr,  nullptr,  nullptr,   nullptr,  chunk<32>},
     .chunk_word = chunk_word,
     .planes = {planes<uint8_t>, planes<uint32_t>, planes<uint32_t>, planes<uint64_t>},
     .scatter = {scatter<uint8_t>, scatter<uint32_t>, scatter<uint32_t>, scatter<uint64_t>},

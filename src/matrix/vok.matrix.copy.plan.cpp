@@ -21,9 +21,9 @@ long sign_of(double value)
 void set_ratio(axis &a, bool interpolate)
 {
     if (std::abs(a.source) >= 2 && std::abs(a.count) >= 2) {
-        a.ratio = interpolate ? static_cast<double>(a.source - (a.source < 0 ? -1 : 1)) /
-                                    static_cast<double>(a.count - 1)
-                              : static_cast<double>(a.source) / static_cast<double>(a.count);
+        a.ratio = interpolate
+                      ? static_cast<double>(a.source - (a.source < 0 ? -1 : 1)) / static_cast<double>(a.count - 1)
+                      : static_cast<double>(a.source) / static_cast<double>(a.count);
     }
     a.sign = sign_of(a.ratio);
     if (a.sign > 0)

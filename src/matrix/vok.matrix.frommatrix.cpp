@@ -13,7 +13,8 @@
 #include "matrix/copy_fast.h"
 #include "matrix/copy_plan.h"
 
-static_assert(offsetof(vok_matrix_conv_info, planemap) == 8 && offsetof(vok_matrix_conv_info, srcdimstart) == 264 &&
+static_assert(offsetof(vok_matrix_conv_info, planemap) == 8 &&
+                  offsetof(vok_matrix_conv_info, srcdimstart) == 264 &&
                   offsetof(vok_matrix_conv_info, dstdimend) == 1032,
               "the record of a copy is known outside");
 
@@ -98,8 +99,8 @@ vok_err vok_matrix_frommatrix(void *dst, void *src, vok_matrix_conv_info *conv)
     if (vok_matrix_canfastcopy(conv, &dstinfo, &srcinfo))
         vok_matrix_fastcopy(dstinfo.size, dstdata, srcdata);
     else
-        vok_matrix_frommatrix_calculate_ndim(std::max(dstinfo.dimcount, srcinfo.dimcount), conv, &dstinfo,
-                                             dstdata, &srcinfo, srcdata);
+        vok_matrix_frommatrix_calculate_ndim(std::max(dstinfo.dimcount, srcinfo.dimcount), conv, &dstinfo, dstdata,
+                                             &srcinfo, srcdata);
     vok::send(src, _vok_sym_lock, srclock);
     vok::send(dst, _vok_sym_lock, dstlock);
     return VOK_ERR_NONE;
@@ -171,11 +172,11 @@ void vok_matrix_frommatrix_calculate_ndim(long dimcount, const vok_matrix_conv_i
          static_cast<const unsigned char *>(srcdata));
 }
 
-#define VOKRA_SLICE(type)                                                                                     \
-    void vok_matrix_frommatrix_2d_##type(const vok_matrix_conv_info *conv, const vok_matrix_info *dstinfo,    \
-                                         void *dstdata, const vok_matrix_info *srcinfo, const void *srcdata)  \
-    {                                                                                                         \
-        slice_as(cell_##type, conv, dstinfo, dstdata, srcinfo, srcdata);                                      \
+#define VOKRA_SLICE(type)                                                                                         \
+    void vok_matrix_frommatrix_2d_##type(const vok_matrix_conv_info *conv, const vok_matrix_info *dstinfo,        \
+                                         void *dstdata, const vok_matrix_info *srcinfo, const void *srcdata)      \
+    {                                                                                                             \
+        slice_as(cell_##type, conv, dstinfo, dstdata, srcinfo, srcdata);                                          \
     }
 VOKRA_SLICE(char)
 VOKRA_SLICE(long)

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <vector>
 
-#include <zan/symbols.h>
 #include <vokra/matrix_info.h>
+#include <zan/symbols.h>
 
 namespace copy_model {
 
@@ -134,7 +134,8 @@ inline std::vector<position> positions(const axis &a, char which)
         if (which == 'A') {
             p.i0 = i;
         } else if (which == 'B') {
-            p.i0 = clamp_to(a, static_cast<int32_t>(static_cast<uint32_t>(fixed + (a.sign < 0 ? 65470 : 65))) >> 16);
+            p.i0 =
+                clamp_to(a, static_cast<int32_t>(static_cast<uint32_t>(fixed + (a.sign < 0 ? 65470 : 65))) >> 16);
         } else if (which == 'C') {
             p.i0 = clamp_to(a, static_cast<long>(sum));
         } else if (which == 'D') {

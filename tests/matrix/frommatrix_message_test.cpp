@@ -50,8 +50,8 @@ void fill_rows(vok_matrix *m, int first)
 
 zan_word send(void *x, const char *message, void *a, void *b = nullptr)
 {
-    return object_method_imp(x, gensym(message), reinterpret_cast<zan_word>(a), reinterpret_cast<zan_word>(b), 0, 0, 0,
-                             0, 0, 0);
+    return object_method_imp(x, gensym(message), reinterpret_cast<zan_word>(a), reinterpret_cast<zan_word>(b), 0,
+                             0, 0, 0, 0, 0);
 }
 
 TEST(frommatrix_message, null_matrices_are_invalid)

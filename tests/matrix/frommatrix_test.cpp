@@ -34,10 +34,13 @@ struct block {
 };
 
 class generator {
-public:
+  public:
     explicit generator(unsigned seed) : random_(seed) { initialize(); }
 
-    long pick(long low, long high) { return low + static_cast<long>(random_() % static_cast<unsigned long>(high - low + 1)); }
+    long pick(long low, long high)
+    {
+        return low + static_cast<long>(random_() % static_cast<unsigned long>(high - low + 1));
+    }
     bool chance(int percent) { return pick(1, 100) <= percent; }
     template <class T> T one_of(std::initializer_list<T> values)
     {
@@ -52,8 +55,18 @@ public:
         const char kind = copy_model::kind_of(b.info.type);
         if (kind == 'c' || kind == 'l')
             return;
-        double stock[64] = {0.0, -0.0, 1.0, 255.0, -1e-40, 2147483647.0, 2147483648.0, -2147483649.0, 1e30, -1e30,
-                            std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+        double stock[64] = {0.0,
+                            -0.0,
+                            1.0,
+                            255.0,
+                            -1e-40,
+                            2147483647.0,
+                            2147483648.0,
+                            -2147483649.0,
+                            1e30,
+                            -1e30,
+                            std::numeric_limits<double>::infinity(),
+                            -std::numeric_limits<double>::infinity(),
                             std::numeric_limits<double>::quiet_NaN()};
         for (int i = 13; i < 64; i++)
             stock[i] = (static_cast<double>(pick(0, 1 << 20)) / (1 << 19) - 0.5) * (i % 3 ? 1 : 1000);
@@ -77,7 +90,10 @@ public:
         b.info.dimcount = dimcount;
         std::fill(b.info.dim, b.info.dim + 32, 1);
         for (long k = 0; k < dimcount; k++)
-            b.info.dim[k] = k > 1 ? pick(1, 3) : chance(15) ? pick(1, 2) : chance(85) ? pick(1, 20) : pick(20, 150);
+            b.info.dim[k] = k > 1        ? pick(1, 3)
+                            : chance(15) ? pick(1, 2)
+                            : chance(85) ? pick(1, 20)
+                                         : pick(20, 150);
         if (large) {
             b.info.dim[0] = chance(50) ? pick(8097, 8200) : pick(1, 20);
             if (dimcount > 1)
@@ -121,7 +137,7 @@ public:
         return conv;
     }
 
-private:
+  private:
     std::mt19937 random_;
 };
 
@@ -188,8 +204,8 @@ std::string describe(const vok_matrix_conv_info &conv)
     for (int p = 0; p < 5; p++)
         text += " " + std::to_string(conv.planemap[p]);
     for (int k = 0; k < 3; k++)
-        text += ", src " + std::to_string(conv.srcdimstart[k]) + ".." + std::to_string(conv.srcdimend[k]) + " dst " +
-                std::to_string(conv.dstdimstart[k]) + ".." + std::to_string(conv.dstdimend[k]);
+        text += ", src " + std::to_string(conv.srcdimstart[k]) + ".." + std::to_string(conv.srcdimend[k]) +
+                " dst " + std::to_string(conv.dstdimstart[k]) + ".." + std::to_string(conv.dstdimend[k]);
     return text;
 }
 
@@ -206,12 +222,16 @@ TEST(frommatrix, random_cases)
         const char *src_type = type_names[pair < 16 ? pair / 4 : pair % 4];
         auto planes = [&] { return g.chance(50) ? 4L : g.chance(95) ? g.pick(1, 6) : g.pick(7, 32); };
         const long dst_planes = large ? g.pick(1, 4) : planes();
-        block src = g.make(src_type, g.chance(50) ? dst_planes : large ? g.pick(1, 3) : planes(),
+        block src = g.make(src_type,
+                           g.chance(50) ? dst_planes
+                           : large      ? g.pick(1, 3)
+                                        : planes(),
                            g.chance(80) ? dimcount : g.pick(1, 4), large);
         block dst = g.make(dst_type, dst_planes, dimcount, large && g.chance(50));
         if (g.chance(20)) // the same size, so that straight copies come up
             for (int k = 0; k < 2; k++)
-                if (src.info.dimstride[0] < src.info.dimstride[1] && k < src.info.dimcount && k < dst.info.dimcount)
+                if (src.info.dimstride[0] < src.info.dimstride[1] && k < src.info.dimcount &&
+                    k < dst.info.dimcount)
                     src.info.dim[k] = dst.info.dim[k] = std::min(src.info.dim[k], dst.info.dim[k]);
         vok_matrix_conv_info conv = g.record(dst, src);
         const vok_matrix_conv_info *record = g.chance(80) ? &conv : nullptr;
@@ -227,7 +247,8 @@ TEST(frommatrix, random_cases)
         }
         const auto [got, wanted] = std::mismatch(dst.bytes.begin(), dst.bytes.end(), expected.bytes.begin());
         ASSERT_TRUE(got == dst.bytes.end())
-            << "seed " << seed << ", case " << which << "\ndst " << describe(dst) << "\nsrc " << describe(src) << "\n"
+            << "seed " << seed << ", case " << which << "\ndst " << describe(dst) << "\nsrc " << describe(src)
+            << "\n"
             << (record ? describe(conv) : std::string("no record")) << "\nfirst difference at byte "
             << got - dst.bytes.begin() - dst.shift << ": " << int{*got} << " instead of " << int{*wanted};
     }
@@ -292,7 +313,8 @@ template <> struct element<double> {
 // Copies a list of elements into a fresh list, all of it planes x dims.
 template <class D, class S>
 std::vector<D> copied(std::vector<S> from, long src_planes, std::initializer_list<long> src_dims, long dst_planes,
-                      std::initializer_list<long> dst_dims, const vok_matrix_conv_info *conv = nullptr, D before = 77)
+                      std::initializer_list<long> dst_dims, const vok_matrix_conv_info *conv = nullptr,
+                      D before = 77)
 {
     const vok_matrix_info src = packed(element<S>::name, src_planes, src_dims);
     const vok_matrix_info dst = packed(element<D>::name, dst_planes, dst_dims);
@@ -307,7 +329,8 @@ using bytes = std::vector<unsigned char>;
 
 TEST(frommatrix_result, one_cell_fills_any_size)
 {
-    EXPECT_EQ(copied<unsigned char>(bytes{9, 8}, 2, {1, 1}, 2, {3, 2}), (bytes{9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8}));
+    EXPECT_EQ(copied<unsigned char>(bytes{9, 8}, 2, {1, 1}, 2, {3, 2}),
+              (bytes{9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8}));
     const auto conv = record(vok_matrix_conv_interp);
     EXPECT_EQ(copied<float>(std::vector<float>{0.25f}, 1, {1, 1}, 1, {2, 2}, &conv), std::vector<float>(4, 0.25f));
 }
@@ -439,8 +462,8 @@ TEST(frommatrix, huge_mirrored_sources)
             block expected = dst;
             copy_model::walk(2, &conv, dst.info, expected.data(), src.info, src.data());
             vok_matrix_frommatrix_calculate_ndim(2, &conv, &dst.info, dst.data(), &src.info, src.data());
-            EXPECT_TRUE(dst.bytes == expected.bytes) << size.src << " to " << size.dst << " " << type
-                                                         << ", flags " << flags << ", across " << across;
+            EXPECT_TRUE(dst.bytes == expected.bytes)
+                << size.src << " to " << size.dst << " " << type << ", flags " << flags << ", across " << across;
         }
 }
 
