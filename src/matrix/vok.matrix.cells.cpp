@@ -15,24 +15,22 @@
 
 #include "matrix/matrix_lock.h"
 
-namespace vok
-{
+namespace vok {
 
-namespace
-{
+namespace {
 
 constexpr long max_values = VOK_MATRIX_MAX_PLANECOUNT;
 
 // Elements are moved as bytes: a reference may lie at any address.
 template <typename T> void store(unsigned char *p, T value)
 {
-    std::memcpy(p, &value, sizeof(T));
+    std::memcpy(p, &value, sizeof value);
 }
 
 template <typename T> T load(const unsigned char *p)
 {
     T value;
-    std::memcpy(&value, p, sizeof(T));
+    std::memcpy(&value, p, sizeof value);
     return value;
 }
 
@@ -57,15 +55,16 @@ constexpr element_rule element_rules[] = {
     {&_vok_sym_symbol,
      [](unsigned char *p, const atom *a) {
          symbol *value = atom_getsym(a);
-         store(p, value ? value : _vok_sym_nothing);
+         store(p, word(value ? value : _vok_sym_nothing));
      },
      [](const unsigned char *p, atom *a) {
-         symbol *value = load<symbol *>(p); // null in a cell that nobody has written
+         auto *value = reinterpret_cast<symbol *>(load<zan_word>(p)); // null in a cell that nobody has written
          atom_setsym(a, value ? value : _vok_sym_nothing);
      },
      nullptr},
-    {&_vok_sym_object, [](unsigned char *p, const atom *a) { store(p, atom_getobj(a)); },
-     [](const unsigned char *p, atom *a) { atom_setobj(a, load<void *>(p)); }, nullptr},
+    {&_vok_sym_object, [](unsigned char *p, const atom *a) { store(p, word(atom_getobj(a))); },
+     [](const unsigned char *p, atom *a) { atom_setobj(a, reinterpret_cast<void *>(load<zan_word>(p))); },
+     nullptr},
 };
 
 // Null for pointer cells, which no message reads or writes.

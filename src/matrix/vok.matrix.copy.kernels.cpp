@@ -6,7 +6,9 @@
 #if defined(__SSSE3__)
 // some versions of this header leave a don't-care operand uninitialised
 #pragma GCC diagnostic ignored "-Wuninitialized"
+#if !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <immintrin.h>
 #endif
 
