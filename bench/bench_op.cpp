@@ -60,7 +60,9 @@ struct calculation {
     object_ptr mop;
     std::size_t bytes = 0;
 
-    calculation(const char *word, const element &e, long planes, long width, long height)
+    // `words` are one or several, one a plane; the second input may have other planes, or be a single cell.
+    calculation(std::vector<const char *> words, const element &e, long planes, long width, long height,
+                long second_planes = 0, bool second_cell = false)
     {
         vok_matrix_info info = {};
         vok_matrix_info_default(&info);
@@ -70,7 +72,12 @@ struct calculation {
         info.dim[1] = height;
         mop.reset(vok_object_new(_vok_sym_vok_mop, 2L, 1L));
         for (int i = 0; i < 3; i++) {
-            auto *m = static_cast<vok_matrix *>(vok_object_new(_vok_sym_vok_matrix, &info));
+            vok_matrix_info own = info;
+            if (i == 1 && second_planes)
+                own.planecount = second_planes;
+            if (i == 1 && second_cell)
+                own.dim[0] = own.dim[1] = 1;
+            auto *m = static_cast<vok_matrix *>(vok_object_new(_vok_sym_vok_matrix, &own));
             matrices[i].reset(m);
             bytes = static_cast<std::size_t>(m->info.size);
             fill(m->data, bytes, e);
@@ -78,7 +85,10 @@ struct calculation {
                                                       : vok_object_method(mop.get(), _vok_sym_getoutput, 1L));
             vok_object_method(io, _vok_sym_matrix, m);
         }
-        object_attr_setsym(op.get(), gensym("op"), gensym(word));
+        std::vector<symbol *> symbols;
+        for (const char *word : words)
+            symbols.push_back(gensym(word));
+        object_attr_setsym_array(op.get(), gensym("op"), static_cast<long>(symbols.size()), symbols.data());
     }
     // As a box does it.
     void run() { vok_object_method(mop.get(), _vok_sym_matrix_calc, op.get()); }
@@ -107,15 +117,27 @@ struct worker_setting {
 void frame(benchmark::State &state, const char *word, const element &e, long planes, int threads)
 {
     const worker_setting workers(threads);
-    calculation c(word, e, planes, 1920, 1080);
+    calculation c({word}, e, planes, 1920, 1080);
     std::vector<std::size_t> reads(static_cast<std::size_t>(vok_op_fn_lookup(gensym(word))->inputcount), c.bytes);
     bench::run(state, {reads, c.bytes, threads}, [&] { c.run(); });
+}
+
+// Four planes that don't make one plain run.
+void mixed(benchmark::State &state, const element &e, std::vector<const char *> words, long second_planes,
+           bool second_cell)
+{
+    const worker_setting workers(1);
+    calculation c(words, e, 4, 1920, 1080, second_planes, second_cell);
+    std::vector<std::size_t> reads = {c.bytes};
+    if (!second_cell)
+        reads.push_back(c.bytes / 4 * static_cast<std::size_t>(second_planes));
+    bench::run(state, {reads, c.bytes, 1}, [&] { c.run(); });
 }
 
 // What a calculation of hardly any cells costs.
 void small(benchmark::State &state)
 {
-    calculation c("+", elements[0], 4, 16, 16);
+    calculation c({"+"}, elements[0], 4, 16, 16);
     for (auto _ : state)
         c.run();
 }
@@ -201,6 +223,17 @@ constexpr const char *frame_words[] = {"+",   "-", "*",  "/",  "min", "max", "ab
                         .c_str(),
                     [=, &r](benchmark::State &state) { frame(state, word, r.e, r.planes, threads); })
                     ->Unit(benchmark::kMillisecond);
+    for (const element &e : {elements[0], elements[2]}) {
+        const auto add = [&](const char *name, std::vector<const char *> words, long planes, bool cell) {
+            benchmark::RegisterBenchmark((std::string("op_mixed/") + name + "/" + e.type + "x4").c_str(),
+                                         [=](benchmark::State &state) { mixed(state, e, words, planes, cell); })
+                ->Unit(benchmark::kMillisecond);
+        };
+        add("one_cell", {"+"}, 4, true);
+        add("one_plane", {"*"}, 1, false);
+        add("two_words", {"pass", "*", "*", "*"}, 4, false);
+        add("four_words", {"+", "-", "*", "max"}, 4, false);
+    }
     benchmark::RegisterBenchmark("op/small_16x16x4", small)->Unit(benchmark::kNanosecond);
     return true;
 }();

@@ -32,6 +32,13 @@ template <> struct element<f64> {
 template <typename T>
 concept real = element<T>::is_float;
 
+// Marks a body whose float form calls a library, element by element.
+template <typename Op>
+concept calls_library = requires
+{
+    Op::library;
+};
+
 // ---- arithmetic ----
 
 struct pass {
@@ -39,7 +46,7 @@ struct pass {
     template <typename T> static T of(T a, T) { return a; }
 };
 
-template <typename Op> struct flip {
+template <typename Op> struct flip : Op {
     template <typename T> static T of(T a, T b) { return Op::of(b, a); }
 };
 
@@ -102,6 +109,7 @@ struct quotient {
 };
 
 struct remainder {
+    static constexpr bool library = true;
     static u8 of(u8 a, u8 b) { return static_cast<u8>(a - quotient::of(a, b) * b); }
     static i32 of(i32 a, i32 b) { return submod::of(a, mult::of(quotient::of(a, b), b)); }
     template <real F> static F of(F a, F b) { return static_cast<F>(vok_math_fmod(a, b)); }
@@ -133,10 +141,12 @@ struct absdiff {
 };
 
 struct fold {
+    static constexpr bool library = true;
     template <real F> static F of(F a, F b) { return static_cast<F>(vok_math_fold(a, 0, b)); }
 };
 
 struct wrap {
+    static constexpr bool library = true;
     template <real F> static F of(F a, F b) { return static_cast<F>(vok_math_wrap(a, 0, b)); }
 };
 
@@ -233,10 +243,12 @@ struct negation {
 
 #define VOKRA_OP_LIBRARY_1(body, function)                                                                        \
     struct body {                                                                                                 \
+        static constexpr bool library = true;                                                                     \
         template <real F> static F of(F a) { return static_cast<F>(__builtin_##function(static_cast<f64>(a))); }  \
     };
 #define VOKRA_OP_LIBRARY_2(body, function)                                                                        \
     struct body {                                                                                                 \
+        static constexpr bool library = true;                                                                     \
         template <real F> static F of(F a, F b)                                                                   \
         {                                                                                                         \
             return static_cast<F>(__builtin_##function(static_cast<f64>(a), static_cast<f64>(b)));                \

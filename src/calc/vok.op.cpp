@@ -1,6 +1,6 @@
 // vok_op: applies a named operator to every cell of two matrices, with one operator
-// per plane if asked. The cells are walked by rows here; what happens to them is the
-// business of the vector functions in the registry.
+// per plane if asked. How the cells are walked is told in vok.op.walk.cpp; what
+// happens to them is the business of the vector functions in the registry.
 #include <zan/symbols.h>
 
 #include <vokra/commonsyms.h>
@@ -14,133 +14,6 @@ zan_class *_vok_op_class;
 
 namespace
 {
-
-// ---- the walk ----
-
-// Bytes of an element, 0 for a type that isn't calculated.
-long element_size(symbol *type)
-{
-    if (type == _vok_sym_char)
-        return 1;
-    if (type == _vok_sym_long || type == _vok_sym_float32)
-        return 4;
-    return type == _vok_sym_float64 ? 8 : 0;
-}
-
-// One operand: where its rows and planes lie.
-struct operand {
-    const vok_matrix_info *info;
-    long stride; // elements from one element of a plane to the next in a row
-    long planes;
-
-    operand(const vok_matrix_info *matrix)
-        : info(matrix), stride(matrix->dim[0] < 2 ? 0 : matrix->planecount),
-          planes(matrix->planecount < 1 ? 1 : matrix->planecount)
-    {
-    }
-};
-
-// A calculation over rows: worked out once, walked by recursion on the dimensions.
-class walk
-{
-  public:
-    walk(vok_op_vector_fn *fns, long dimcount, const long *dim, long planecount, const vok_matrix_info *info1,
-         const vok_matrix_info *info2, const vok_matrix_info *info3)
-        : fns_(fns), dim_(dim), dims_(dimcount), planes_(planecount), n_(dim[0]),
-          size_(element_size(info1->type)), operands_{info1, info2, info3}
-    {
-        const operand *o = operands_;
-        bool merged =
-            o[0].info->planecount == o[1].info->planecount && o[0].info->planecount == o[2].info->planecount;
-        for (const operand &each : operands_)
-            merged = merged && each.info->dim[0] >= 2;
-        for (long p = 1; merged && p < planecount; p++)
-            merged = fns[p] == fns[0];
-        if (merged)
-            merge();
-    }
-
-    bool empty() const { return !size_ || n_ < 1 || planes_ < 1; }
-
-    void run(unsigned char *data1, unsigned char *data2, unsigned char *data3)
-    {
-        unsigned char *const data[3] = {data1, data2, data3};
-        if (dims_ < 2)
-            row(data);
-        else
-            descend(dims_ - 1, data);
-    }
-
-  private:
-    // One operator on all planes of interleaved cells is one run of elements a row; rows and slices
-    // that follow each other without padding in all three matrices are one run together.
-    void merge()
-    {
-        n_ *= planes_;
-        planes_ = 1;
-        for (operand &each : operands_)
-            each.stride = each.planes = 1;
-        packed_ = 1;
-        while (packed_ < dims_ && follows(packed_))
-            n_ *= dim_[packed_++];
-    }
-
-    bool follows(long d) const
-    {
-        if (dim_[d] < 1)
-            return false;
-        if (dim_[d] == 1)
-            return true;
-        for (const operand &each : operands_)
-            if (each.info->dimstride[d] != n_ * size_)
-                return false;
-        return true;
-    }
-
-    void descend(long d, unsigned char *const *data)
-    {
-        if (d < packed_) {
-            row(data);
-            return;
-        }
-        unsigned char *slice[3] = {data[0], data[1], data[2]};
-        for (long i = 0; i < dim_[d]; i++) {
-            if (d == packed_)
-                row(slice);
-            else
-                descend(d - 1, slice);
-            for (int o = 0; o < 3; o++)
-                slice[o] += operands_[o].info->dimstride[d];
-        }
-    }
-
-    void row(unsigned char *const *data)
-    {
-        vok_op_vector_arg args[3];
-        for (int o = 0; o < 3; o++)
-            args[o] = {data[o], operands_[o].stride};
-        if (planes_ == 1) {
-            fns_[0](n_, fns_, &args[0], &args[1], &args[2]);
-            return;
-        }
-        for (long p = 0; p < planes_; p++) {
-            for (int o = 0; o < 3; o++)
-                args[o].p = data[o] + p % operands_[o].planes * size_;
-            fns_[p](n_, fns_, &args[0], &args[1], &args[2]);
-        }
-    }
-
-    vok_op_vector_fn *fns_;
-    const long *dim_;
-    long dims_;
-    long planes_;     // calls a row
-    long n_;          // elements a call
-    long size_;       // bytes of an element
-    long packed_ = 1; // dimensions that one call covers
-    operand operands_[3];
-};
-
-// ---- the calculation ----
 
 // The three matrices of a calculation, locked as long as this lives and restored in
 // reverse order.
@@ -222,19 +95,6 @@ void reset(vok_op *x)
 }
 
 } // namespace
-
-void vok_op_calculate_ndim(vok_op_vector_fn *fns, long dimcount, long *dim, long planecount,
-                           vok_matrix_info *info1, unsigned char *data1, vok_matrix_info *info2,
-                           unsigned char *data2, vok_matrix_info *info3, unsigned char *data3)
-{
-    if (dimcount < 1)
-        return;
-    if (dimcount == 1)
-        dim[1] = 1;
-    walk rows(fns, dimcount, dim, planecount, info1, info2, info3);
-    if (!rows.empty())
-        rows.run(data1, data2, data3);
-}
 
 long vok_op_matrix_calc(vok_op *x, void *inputs, void *outputs)
 {

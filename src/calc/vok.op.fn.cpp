@@ -40,9 +40,6 @@ extern const kernel_table kernels;
 }
 #endif
 
-namespace
-{
-
 const kernel_table &kernels()
 {
     switch (current_isa()) {
@@ -56,6 +53,9 @@ const kernel_table &kernels()
     default: return plain::kernels;
     }
 }
+
+namespace
+{
 
 constexpr int row_of(std::string_view word)
 {
@@ -89,6 +89,17 @@ void store_word(const char *word, long i)
 }
 
 } // namespace
+
+cost cost_of(vok_op_vector_fn fn, int type)
+{
+    if (fn == vok_op_vector_ignore || fn == passes[type])
+        return cost::cheap;
+    const kernel_table &table = kernels();
+    for (int i = 0; i < operator_count; i++)
+        if (table.fn[i][type] == fn)
+            return table.dear[i][type] ? cost::dear : cost::cheap;
+    return cost::unknown;
+}
 
 } // namespace vok::op
 

@@ -1,4 +1,4 @@
-// The table of operators as data, for the files that list it.
+// The table of operators as data, and the kernels in use, for the files of this room.
 #pragma once
 #include <array>
 #include <string_view>
@@ -40,5 +40,13 @@ inline constexpr auto menu = [] {
     }
     return text;
 }();
+
+// The kernels of the instruction set in use.
+const kernel_table &kernels();
+
+// What a vector function takes: nothing much, long, or not known since it comes from
+// elsewhere. `type` is one of type_char and so on.
+enum class cost { cheap, dear, unknown };
+cost cost_of(vok_op_vector_fn fn, int type);
 
 } // namespace vok::op

@@ -129,6 +129,41 @@ void binary(long n, void *, vok_op_vector_arg *arg_a, vok_op_vector_arg *arg_b, 
         plain<Op>(n, a, b, z);
 }
 
+// ---- interleaved planes ----
+
+template <typename T, int to> void spread_one(long cells, const T *in, T *out)
+{
+    VOKRA_INDEPENDENT
+    for (long i = 0; i < cells; i++)
+        for (int p = 0; p < to; p++)
+            out[i * to + p] = in[i];
+}
+
+template <typename T> void spread(long cells, const void *from_cells, long from, void *to_cells, long to)
+{
+    const T *in = static_cast<const T *>(from_cells);
+    T *out = static_cast<T *>(to_cells);
+    if (from == 1 && to == 4)
+        spread_one<T, 4>(cells, in, out);
+    else if (from == 1 && to == 3)
+        spread_one<T, 3>(cells, in, out);
+    else if (from == 1 && to == 2)
+        spread_one<T, 2>(cells, in, out);
+    else
+        for (long i = 0; i < cells; i++, in += from, out += to)
+            for (long p = 0, q = 0; p < to; p++, q = q + 1 == from ? 0 : q + 1)
+                out[p] = in[q];
+}
+
+void blend(long bytes, const u8 *mask, long period, const u8 *in, u8 *out)
+{
+    for (long start = 0; start < bytes; start += period) {
+        VOKRA_INDEPENDENT
+        for (long i = 0; i < period; i++)
+            out[start + i] = static_cast<u8>((in[start + i] & mask[i]) | (out[start + i] & ~mask[i]));
+    }
+}
+
 // ---- the table ----
 
 template <typename Op, typename T, int inputs, domain d> constexpr vok_op_vector_fn function()
@@ -145,9 +180,15 @@ template <typename Op, typename T, int inputs, domain d> constexpr vok_op_vector
     {function<body, u8, inputs, domain>(), function<body, i32, inputs, domain>(),                                 \
      function<body, f32, inputs, domain>(), function<body, f64, inputs, domain>()},
 
+#define VOKRA_OP_DEAR(body, word, sign, inputs, domain, help)                                                     \
+    {false, false, calls_library<body>, calls_library<body>},
+
 } // namespace
 
 extern const kernel_table kernels;
-constinit const kernel_table kernels = {{VOKRA_OPERATORS(VOKRA_OP_FUNCTIONS)}};
+constinit const kernel_table kernels = {{VOKRA_OPERATORS(VOKRA_OP_FUNCTIONS)},
+                                        {VOKRA_OPERATORS(VOKRA_OP_DEAR)},
+                                        {spread<u8>, spread<i32>, spread<f32>, spread<f64>},
+                                        blend};
 
 } // namespace vok::op::VOKRA_ISA

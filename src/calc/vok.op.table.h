@@ -93,10 +93,18 @@ enum { type_char, type_long, type_float32, type_float64, type_count };
 inline constexpr int operator_count = 0 VOKRA_OPERATORS(VOKRA_OP_COUNT);
 #undef VOKRA_OP_COUNT
 
-// The vector functions of one instruction set, in the order of the rows. Null where
-// the operator means nothing for the type.
+// What a kernel file hands out for one instruction set.
 struct kernel_table {
+    // In the order of the rows. Null where the operator means nothing for the type.
     vok_op_vector_fn fn[operator_count][type_count];
+    // Whether an element takes so long that it doesn't pay to calculate those that aren't wanted.
+    bool dear[operator_count][type_count];
+    // Repeats cells of `from` planes as cells of `to` planes, element p being that of plane p % from.
+    // Blocks don't overlap.
+    void (*spread[type_count])(long cells, const void *in, long from, void *out, long to);
+    // Takes the bits of `in` that are set in a mask, which repeats every `period` bytes, a multiple of
+    // 64. Works on whole periods, so all blocks have room for them.
+    void (*blend)(long bytes, const unsigned char *mask, long period, const unsigned char *in, unsigned char *out);
 };
 
 } // namespace vok::op
