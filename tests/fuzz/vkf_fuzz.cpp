@@ -13,8 +13,7 @@
 #include <vokra/matrix_file.h>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 void require(bool holds)
 {
@@ -23,8 +22,7 @@ void require(bool holds)
 }
 
 // A file in memory, as the host opens it.
-class memory_file
-{
+class memory_file {
   public:
     memory_file(const void *bytes, size_t size) : fd_(memfd_create("vkf", 0))
     {
@@ -34,21 +32,30 @@ class memory_file
     }
     ~memory_file()
     {
-        sysfile_close(handle_);
+        close_handle();
         close(fd_);
     }
     memory_file(const memory_file &) = delete;
     memory_file &operator=(const memory_file &) = delete;
 
     operator zan_file_handle() const { return handle_; }
-    std::vector<unsigned char> contents() const
+    // What was written is there when the host has closed the file.
+    std::vector<unsigned char> contents()
     {
+        close_handle();
         std::vector<unsigned char> bytes(static_cast<size_t>(lseek(fd_, 0, SEEK_END)));
         require(pread(fd_, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()));
         return bytes;
     }
 
   private:
+    void close_handle()
+    {
+        if (handle_)
+            sysfile_close(handle_);
+        handle_ = nullptr;
+    }
+
     int fd_;
     zan_file_handle handle_ = nullptr;
 };
@@ -99,7 +106,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
     const auto expected = static_cast<size_t>(vok_bin_matrix_filesize(&x->info));
     if (err == 0 && size >= expected) {
-        const memory_file again("", 0);
+        memory_file again("", 0);
         require(vok_bin_write_header(again, static_cast<long>(expected)) == 0);
         require(vok_bin_write_matrix(again, x) == 0);
         const std::vector<unsigned char> bytes = again.contents();
