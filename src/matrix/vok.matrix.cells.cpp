@@ -269,10 +269,11 @@ vok_err vok_matrix_clear_custom(vok_matrix *x, zan_word value)
     if (!x->data)
         return VOK_ERR_EROR;
     const uint32_t swapped = __builtin_bswap32(static_cast<uint32_t>(value));
-    const long words = std::max(x->info.size, 0L) / 4;
-    for (long i = 0; i < words; i++)
-        store(x->data + 4 * i, swapped);
-    std::memset(x->data + 4 * words, static_cast<int>(swapped & 0xFF), static_cast<size_t>(x->info.size & 3));
+    unsigned char *const data = x->data;
+    const long size = std::max(x->info.size, 0L);
+    for (long i = 0; i + 4 <= size; i += 4)
+        store(data + i, swapped);
+    std::memset(data + (size & ~3L), static_cast<int>(swapped & 0xFF), static_cast<size_t>(size & 3));
     return VOK_ERR_NONE;
 }
 
