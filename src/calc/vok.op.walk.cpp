@@ -307,7 +307,7 @@ void vok_op_calculate_ndim(vok_op_vector_fn *fns, long dimcount, long *dim, long
         return;
     if (dimcount == 1)
         dim[1] = 1;
-    walk rows(fns, dimcount, dim, planecount, info1, info2, info3);
-    if (!rows.empty())
-        rows.run(data1, data2, data3);
+    walk way(fns, dimcount, dim, planecount, info1, info2, info3);
+    if (!way.empty())
+        way.run(data1, data2, data3);
 }
