@@ -1,5 +1,5 @@
-// Cords, the pool and small calculations: what a message through a cord, a batch and an
-// operator on a few cells cost. The label of a row says what is wanted.
+// The pool and small calculations: what a batch and an operator on a few cells cost. The
+// label of a row says what is wanted.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -14,40 +14,6 @@ void wanted(benchmark::State &state, const char *limit)
 {
     state.SetLabel(std::string("wanted ") + limit);
 }
-
-struct sink {
-    object header;
-};
-zan_class *sink_class;
-
-void *make_sink()
-{
-    return object_alloc(sink_class);
-}
-
-void message_through_a_cord(benchmark::State &state)
-{
-    if (!sink_class) {
-        sink_class =
-            class_new("bench.sink", reinterpret_cast<zan_method>(make_sink), nullptr, sizeof(sink), nullptr, 0);
-        const auto list = +[](void *, symbol *, long, atom *) {};
-        class_addmethod(sink_class, reinterpret_cast<zan_method>(list), "list", argtype_gimme, 0);
-        class_register(gensym("box"), sink_class);
-    }
-    void *source = make_sink(), *target = make_sink();
-    void *outlet = outlet_new(source, nullptr);
-    zan_connect(source, 0, target, 0);
-    atom values[3];
-    for (atom &a : values)
-        atom_setlong(&a, 1);
-    symbol *list = gensym("list");
-    for (auto _ : state)
-        outlet_anything(outlet, list, 3, values);
-    object_free(source);
-    object_free(target);
-    wanted(state, "under 100 ns");
-}
-BENCHMARK(message_through_a_cord);
 
 zan_word nothing(parallel_worker *)
 {

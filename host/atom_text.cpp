@@ -17,9 +17,18 @@
 namespace zan {
 namespace {
 
-bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
-bool ends_word(char c) { return is_blank(c) || c == ';' || c == ','; }
+bool is_blank(char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+bool is_digit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+bool ends_word(char c)
+{
+    return is_blank(c) || c == ';' || c == ',';
+}
 
 // from_chars leaves the value alone when it is too large or too small for a double;
 // the C library says which of the two it was.
@@ -101,7 +110,10 @@ bool is_plain_dollar(std::string_view word)
 
 // A symbol with arguments in it keeps the backslashes ahead of these: without its mark the
 // character would name an argument, or belong to the number of one.
-bool keeps_mark(char c) { return c == '$' || c == '\\' || is_digit(c); }
+bool keeps_mark(char c)
+{
+    return c == '$' || c == '\\' || is_digit(c);
+}
 
 void read_word(text_reader &r, std::string &token, atom &a)
 {
@@ -147,14 +159,18 @@ void read_word(text_reader &r, std::string &token, atom &a)
 
 // Whether a word at the start of a message would be passed over: a comment, or what a
 // file's byte order mark looks like.
-bool is_passed_over(std::string_view word) { return begins_comment(word) || word.starts_with("\xEF\xBB\xBF"); }
+bool is_passed_over(std::string_view word)
+{
+    return begins_comment(word) || word.starts_with("\xEF\xBB\xBF");
+}
 
 bool needs_quotes(std::string_view word, bool first_of_message)
 {
     if (word.empty() || word[0] == '"' || (first_of_message && is_passed_over(word)))
         return true;
     for (size_t i = 0; i < word.size(); i++)
-        if (ends_word(word[i]) || word[i] == '\\' || (word[i] == '$' && i + 1 < word.size() && is_digit(word[i + 1])))
+        if (ends_word(word[i]) || word[i] == '\\' ||
+            (word[i] == '$' && i + 1 < word.size() && is_digit(word[i + 1])))
             return true;
     atom number;
     return number_from_text(word, number);
@@ -194,9 +210,9 @@ void append_pattern(std::string &text, std::string_view word, bool first_of_mess
 void append_symbol(std::string &text, const symbol *s, long flags, bool first_of_message)
 {
     const std::string_view word = s ? s->name : "";
-    if (flags & zan_gettext_sym_no_quote)
-        text += word;
-    else if ((flags & zan_gettext_sym_force_quote) || needs_quotes(word, first_of_message))
+    const bool quoted = !(flags & zan_gettext_sym_no_quote) &&
+                        ((flags & zan_gettext_sym_force_quote) || needs_quotes(word, first_of_message));
+    if (quoted)
         append_quoted(text, word);
     else
         text += word;
@@ -210,9 +226,7 @@ void append_atom(std::string &text, const atom &a, long flags, bool first_of_mes
     case argtype_sym: return append_symbol(text, a.value.as_sym, flags, first_of_message);
     case argtype_semi: text += ';'; return;
     case argtype_comma: text += ','; return;
-    case argtype_dollar:
-        text += '$';
-        return append_long(text, a.value.as_long);
+    case argtype_dollar: text += '$'; return append_long(text, a.value.as_long);
     case argtype_dollsym:
         if (a.value.as_sym && a.value.as_sym->name[0])
             return append_pattern(text, a.value.as_sym->name, first_of_message);
@@ -317,7 +331,8 @@ void append_float(std::string &text, double value)
     const double size = std::fabs(value);
     const bool plain = size == 0 || (size >= 1e-5 && size < 1e15);
     const auto format = plain ? std::chars_format::fixed : std::chars_format::scientific;
-    const std::string_view word(digits, size_t(std::to_chars(digits, digits + sizeof digits, value, format).ptr - digits));
+    const std::string_view word(digits,
+                                size_t(std::to_chars(digits, digits + sizeof digits, value, format).ptr - digits));
     text += word;
     if (std::isfinite(value) && word.find_first_of(".e") == word.npos)
         text += '.';

@@ -50,9 +50,15 @@ void *create(long argc, const atom *argv)
     return array;
 }
 
-void *create_typed(symbol *, long argc, atom *argv) { return create(argc, argv); }
+void *create_typed(symbol *, long argc, atom *argv)
+{
+    return create(argc, argv);
+}
 
-void destroy(atomarray *array) { sysmem_freeptr(array->av); }
+void destroy(atomarray *array)
+{
+    sysmem_freeptr(array->av);
+}
 
 long getvalueof(atomarray *array, long *argc, atom **argv)
 {
@@ -64,16 +70,23 @@ long getvalueof(atomarray *array, long *argc, atom **argv)
     return zan_err_none;
 }
 
-void *copy_of(atomarray *array) { return create(array->ac, array->av); }
+void *copy_of(atomarray *array)
+{
+    return create(array->ac, array->av);
+}
 
-zan_word clear(atomarray *array) { return set_atoms(array, 0, nullptr); }
+zan_word clear(atomarray *array)
+{
+    return set_atoms(array, 0, nullptr);
+}
 
 } // namespace
 
 void zan::init_atomarray_class()
 {
     const auto method = [](auto *fn) { return reinterpret_cast<zan_method>(fn); };
-    zan_class *c = class_new("atomarray", method(&create), method(&destroy), sizeof(atomarray), nullptr, argtype_cant, 0);
+    zan_class *c =
+        class_new("atomarray", method(&create), method(&destroy), sizeof(atomarray), nullptr, argtype_cant, 0);
     class_addmethod(c, method(&getvalueof), "getvalueof", argtype_cant, 0);
     class_addmethod(c, method(&set_atoms), "setvalueof", argtype_cant, 0);
     class_addmethod(c, method(&atomarray_getsize), "getsize", argtype_cant, 0);

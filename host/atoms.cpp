@@ -2,8 +2,7 @@
 #include "kernel.h"
 #include <cmath>
 
-namespace
-{
+namespace {
 
 // Toward zero, limited to the range of a long; NaN is 0. A plain cast would be
 // undefined out of range.

@@ -4,10 +4,8 @@
 #include "attributes.h"
 #include <algorithm>
 
-namespace zan
-{
-namespace
-{
+namespace zan {
+namespace {
 
 zan_word word_of(const void *p)
 {
@@ -68,8 +66,7 @@ zan_word set_value(const found &f, long argc, atom *argv)
 }
 
 // Room for a number of atoms, on the stack while they are few.
-class atom_room
-{
+class atom_room {
   public:
     explicit atom_room(long count)
         : atoms(count <= few ? stack : static_cast<atom *>(std::malloc(static_cast<size_t>(count) * sizeof(atom))))

@@ -4,10 +4,8 @@
 // its flags marked when the attribute is touched.
 #include "attributes.h"
 
-namespace zan
-{
-namespace
-{
+namespace zan {
+namespace {
 
 struct value_attribute {
     attribute_head head;

@@ -3,8 +3,7 @@
 #pragma once
 #include "kernel.h"
 
-namespace zan
-{
+namespace zan {
 
 enum attribute_flags : long {
     attr_get_opaque = 1,          // can't be got at all

@@ -42,7 +42,10 @@ binbuf *binbuf_of(void *x)
     return b && b->header.magic == ZAN_OBJECT_MAGIC ? b : nullptr;
 }
 
-void destroy(binbuf *b) { std::destroy_at(&b->contents); }
+void destroy(binbuf *b)
+{
+    std::destroy_at(&b->contents);
+}
 
 // ---- reading ----
 
@@ -57,7 +60,8 @@ long read_text(binbuf *b, const char *name, const char *text, long size)
     if (name && name[0])
         read->name = name;
     if (size > most_text) {
-        object_error(b, "%s: %ld bytes are too many for a script (at most %ld)", read->name.c_str(), size, most_text);
+        object_error(b, "%s: %ld bytes are too many for a script (at most %ld)", read->name.c_str(), size,
+                     most_text);
         return zan_err_generic;
     }
     text_reader reader{text, size_t(size)};
@@ -169,7 +173,7 @@ void *live_object(void *thing)
 }
 
 class evaluation {
-public:
+  public:
     evaluation(std::shared_ptr<const script> what, long count, const atom *arguments, void *to)
         : text(std::move(what)), argc(count), argv(arguments), receiver(to)
     {
@@ -202,7 +206,7 @@ public:
         return result;
     }
 
-private:
+  private:
     atom substituted(const atom &a) const
     {
         atom to = a;
@@ -273,8 +277,8 @@ private:
         if (++reports > most_reports)
             return;
         if (near)
-            object_error(nullptr, "%s, line %ld: %s \"%.200s\"; the nearest is \"%s\"", text->name.c_str(), line, what,
-                         word, near);
+            object_error(nullptr, "%s, line %ld: %s \"%.200s\"; the nearest is \"%s\"", text->name.c_str(), line,
+                         what, word, near);
         else
             object_error(nullptr, "%s, line %ld: %s \"%.200s\"", text->name.c_str(), line, what, word);
     }

@@ -1,8 +1,7 @@
 // The order in which the host's own classes come up, and the words the kernel speaks.
 #include "kernel.h"
 
-namespace zan
-{
+namespace zan {
 
 // A start-up row; each may rely on all those above it.
 struct boot_step {

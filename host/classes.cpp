@@ -11,10 +11,8 @@
 static_assert(offsetof(zan_class, name) == 0);
 static_assert(offsetof(zan_class, attributes) == 11 * sizeof(void *));
 
-namespace zan
-{
-namespace
-{
+namespace zan {
+namespace {
 
 constexpr long max_methods = 4095;                 // and one entry that ends the table
 constexpr size_t prefix_size = 4 * sizeof(void *); // ahead of the table; the class stands three words ahead

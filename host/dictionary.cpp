@@ -61,7 +61,8 @@ long store(void *x, symbol *key, long argc, const atom *argv, bool owns_inner)
     dictionary *d = live<dictionary>(x);
     if (!d || !key)
         return zan_err_invalid_ptr;
-    void *value = object_new_imp(zan::nobox(), name_atomarray, argc, reinterpret_cast<zan_word>(argv), 0, 0, 0, 0, 0, 0);
+    void *value =
+        object_new_imp(zan::nobox(), name_atomarray, argc, reinterpret_cast<zan_word>(argv), 0, 0, 0, 0, 0, 0);
     if (!value)
         return zan_err_out_of_mem;
     if (entry *present = entry_of(d, key)) { // the key keeps its place
@@ -87,7 +88,10 @@ long store(void *x, symbol *key, long argc, const atom *argv, bool owns_inner)
     return zan_err_out_of_mem;
 }
 
-long store_one(void *x, symbol *key, const atom &value) { return store(x, key, 1, &value, false); }
+long store_one(void *x, symbol *key, const atom &value)
+{
+    return store(x, key, 1, &value, false);
+}
 
 long clear(dictionary *d)
 {
@@ -116,7 +120,8 @@ void zan::init_dictionary_class()
 {
     const auto method = [](auto *fn) { return reinterpret_cast<zan_method>(fn); };
     name_atomarray = gensym("atomarray");
-    entry_class = class_new("dictionary_entry", nullptr, method(&entry_destroy), sizeof(entry), nullptr, argtype_cant, 0);
+    entry_class =
+        class_new("dictionary_entry", nullptr, method(&entry_destroy), sizeof(entry), nullptr, argtype_cant, 0);
     class_register(nobox(), entry_class);
 
     zan_class *c = class_new("dictionary", method(&dictionary_new), method(&destroy), sizeof(dictionary), nullptr,
@@ -182,7 +187,10 @@ long dictionary_appendsym(void *d, symbol *key, symbol *value)
     return store_one(d, key, a);
 }
 
-long dictionary_appendatoms(void *d, symbol *key, long argc, const atom *argv) { return store(d, key, argc, argv, false); }
+long dictionary_appendatoms(void *d, symbol *key, long argc, const atom *argv)
+{
+    return store(d, key, argc, argv, false);
+}
 
 long dictionary_appenddictionary(void *d, symbol *key, void *value)
 {
@@ -245,11 +253,20 @@ long dictionary_getkeys(void *x, long *count, symbol ***keys)
     return hashtab_getkeys(d->table, count, keys);
 }
 
-void dictionary_freekeys(void *, long, symbol **keys) { sysmem_freeptr(keys); }
+void dictionary_freekeys(void *, long, symbol **keys)
+{
+    sysmem_freeptr(keys);
+}
 
-long dictionary_hasentry(void *d, symbol *key) { return entry_of(d, key) != nullptr; }
+long dictionary_hasentry(void *d, symbol *key)
+{
+    return entry_of(d, key) != nullptr;
+}
 
-void *dictionary_getentry(void *d, symbol *key) { return entry_of(d, key); }
+void *dictionary_getentry(void *d, symbol *key)
+{
+    return entry_of(d, key);
+}
 
 symbol *dictionary_entry_getkey(void *x)
 {

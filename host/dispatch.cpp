@@ -7,10 +7,8 @@
 #include <algorithm>
 #include <ffi.h>
 
-namespace zan
-{
-namespace
-{
+namespace zan {
+namespace {
 
 constexpr long most_arguments = 8;
 constexpr int most_hops = 16; // decorators of decorators: further on it is taken for a circle

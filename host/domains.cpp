@@ -9,7 +9,10 @@ namespace {
 zan_class *comment_class;
 
 // A remark in a patch: it has a place and a text that the patch keeps, and nothing to do.
-void *comment_new(symbol *, long, atom *) { return object_alloc(comment_class); }
+void *comment_new(symbol *, long, atom *)
+{
+    return object_alloc(comment_class);
+}
 
 } // namespace
 

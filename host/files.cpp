@@ -123,7 +123,7 @@ long open_stream(const std::string &full, const char *mode, zan_file_handle *fil
     *file = new (std::nothrow) zan_file{stream.get(), 0};
     if (!*file)
         return zan_err_out_of_mem;
-    stream.release();
+    (void)stream.release(); // the handle owns it now
     return 0;
 }
 

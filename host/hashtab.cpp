@@ -4,10 +4,8 @@
 // gaps are closed when the table next grows and no one is inside.
 #include "kernel.h"
 
-namespace zan
-{
-namespace
-{
+namespace zan {
+namespace {
 
 struct hashtab {
     object header;

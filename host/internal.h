@@ -21,16 +21,16 @@ enum state_bits : intptr_t {
 void boot();
 
 // Called by boot, in this order; each registers its classes in namespace "nobox".
-void init_hashtab_class();    // hashtab.cpp
-void init_linklist_class();   // linklist.cpp
-void init_atomarray_class();  // atomarray.cpp
-void init_dictionary_class(); // dictionary.cpp
-void init_attribute_classes(); // attributes.cpp
-void init_binbuf_class();     // binbuf.cpp
+void init_hashtab_class();      // hashtab.cpp
+void init_linklist_class();     // linklist.cpp
+void init_atomarray_class();    // atomarray.cpp
+void init_dictionary_class();   // dictionary.cpp
+void init_attribute_classes();  // attributes.cpp
+void init_binbuf_class();       // binbuf.cpp
 void init_sketch_image_class(); // sketch_image.cpp
-void init_queue_classes();    // queue.cpp: clock, qelem
-void init_outlet_classes();   // outlets.cpp: outlet, proxy
-void init_receiver();         // receiver.cpp: the object behind the name "zan"
+void init_queue_classes();      // queue.cpp: clock, qelem
+void init_outlet_classes();     // outlets.cpp: outlet, proxy
+void init_receiver();           // receiver.cpp: the object behind the name "zan"
 
 // Drop what is queued for an object that is being freed, and wait for a piece of it
 // that another thread is running now (queue.cpp). Called while state_has_queued is
@@ -43,7 +43,7 @@ void cords_forget(object *x);
 // The registered main thread is calling, or none has been named yet (queue.cpp).
 bool on_main_thread();
 
-zan_class *class_in_making();     // the class that this thread made last, or null (classes.cpp)
+zan_class *class_in_making(); // the class that this thread made last, or null (classes.cpp)
 
 // Whether x is a live object. Any pointer may be asked about: objects lie on 16-byte
 // boundaries, so the magic word of what does is on the same page as x itself.
@@ -84,7 +84,7 @@ int read_whole_file(const std::string &fullname, size_t limit, std::string &byte
 // A file that appears under its name only when it is whole: written under a temporary
 // name beside it, renamed by commit, removed without (files.cpp).
 class whole_file {
-public:
+  public:
     explicit whole_file(const std::string &fullname);
     ~whole_file();
     whole_file(const whole_file &) = delete;
@@ -92,7 +92,7 @@ public:
     FILE *stream() const { return stream_; } // null when it couldn't be made
     int commit();                            // 0 or a positive errno, of any earlier failure too
 
-private:
+  private:
     std::string name_, temporary_; // no temporary name: a device or pipe, written straight
     FILE *stream_ = nullptr;
     int error_ = 0;

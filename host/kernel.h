@@ -9,12 +9,10 @@
 #include <cstring>
 #include <mutex>
 
-namespace zan
-{
+namespace zan {
 
 // A growing array of plain values that reports a lack of memory instead of throwing.
-template <class T> class pod_array
-{
+template <class T> class pod_array {
     static constexpr size_t stride = sizeof(T); // NOLINT(bugprone-sizeof-expression): T may be a pointer
 
   public:
@@ -68,8 +66,7 @@ template <class T> class pod_array
 // A map from symbols to words that is read without a lock while one writer at a time
 // adds to it. Outgrown tables stay until the map dies, since a reader may be in one;
 // they double, so that all of them together are no larger than the last.
-class symbol_index
-{
+class symbol_index {
   public:
     symbol_index() = default;
     symbol_index(const symbol_index &) = delete;
@@ -203,8 +200,7 @@ struct zan_class {
     zan::symbol_index *index;   // the method table's: leak checkers don't look into its mapping
 };
 
-namespace zan
-{
+namespace zan {
 
 // Ahead of a method table stand the class pointer, a spare word and its index.
 inline zan_class *class_of(const object *o)

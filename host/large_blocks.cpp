@@ -106,7 +106,7 @@ struct region {
         }
     }
 
-private:
+  private:
     // Merges a gap with the next one when they touch.
     void join(int i)
     {
@@ -119,7 +119,7 @@ private:
 };
 
 class shared_regions {
-public:
+  public:
     char *take(long length, bool *used)
     {
         const std::lock_guard guard(mutex);
@@ -164,7 +164,7 @@ public:
         return false;
     }
 
-private:
+  private:
     static constexpr int most = 1024; // 64 GiB
     static constexpr long most_idle = 64 * mib;
 
@@ -189,7 +189,7 @@ private:
 // Freed mappings kept for the next request of the same length, few in number and bytes;
 // the oldest goes first.
 class spare_mappings {
-public:
+  public:
     char *take(long length)
     {
         const std::lock_guard guard(mutex);
@@ -224,7 +224,7 @@ public:
             unmap(dropped[i].start, dropped[i].length);
     }
 
-private:
+  private:
     struct mapping {
         char *start;
         long length;

@@ -37,7 +37,10 @@ void free_item(void *item)
         object_free(item);
 }
 
-bool in_range(const linklist *list, long index) { return list && index >= 0 && index < list->size; }
+bool in_range(const linklist *list, long index)
+{
+    return list && index >= 0 && index < list->size;
+}
 
 bool make_room(linklist *list)
 {
@@ -96,7 +99,10 @@ std::minstd_rand &generator()
     return random;
 }
 
-void destroy(linklist *list) { empty(list); }
+void destroy(linklist *list)
+{
+    empty(list);
+}
 
 // ---- the messages ----
 
@@ -110,21 +116,20 @@ template <typename... Args, void (*function)(Args...)> struct message<function> 
     }
 };
 template <typename Result, typename... Args, Result (*function)(Args...)>
-    requires(!std::is_void_v<Result>)
-struct message<function> {
+requires(!std::is_void_v<Result>) struct message<function> {
     static Result call(Args... args) { return function(args...); }
 };
 
 // A message brings eight words, of which these two have spent one and two on their own
 // arguments: the last words of what they pass on are zero.
-zan_word methodall_message(void *x, symbol *selector, zan_word w1, zan_word w2, zan_word w3, zan_word w4, zan_word w5,
-                           zan_word w6, zan_word w7)
+zan_word methodall_message(void *x, symbol *selector, zan_word w1, zan_word w2, zan_word w3, zan_word w4,
+                           zan_word w5, zan_word w6, zan_word w7)
 {
     return linklist_methodall_imp(x, selector, w1, w2, w3, w4, w5, w6, w7, 0);
 }
 
-zan_word methodindex_message(void *x, long index, symbol *selector, zan_word w1, zan_word w2, zan_word w3, zan_word w4,
-                             zan_word w5, zan_word w6)
+zan_word methodindex_message(void *x, long index, symbol *selector, zan_word w1, zan_word w2, zan_word w3,
+                             zan_word w4, zan_word w5, zan_word w6)
 {
     return linklist_methodindex_imp(x, index, selector, w1, w2, w3, w4, w5, w6, 0, 0);
 }
@@ -134,17 +139,42 @@ struct message_row {
     zan_method function;
 };
 
-#define ROW(name) {#name, reinterpret_cast<zan_method>(&message<&linklist_##name>::call)}
-#define ROW_AS(text, name) {text, reinterpret_cast<zan_method>(&message<&linklist_##name>::call)}
+#define ROW(name)                                                                                                 \
+    {                                                                                                             \
+#name, reinterpret_cast < zan_method>(&message <&linklist_##name>::call)                                  \
+    }
+#define ROW_AS(text, name)                                                                                        \
+    {                                                                                                             \
+        text, reinterpret_cast<zan_method>(&message<&linklist_##name>::call)                                      \
+    }
 constexpr int row_count = 25;
 const message_row *rows()
 {
     static const message_row table[row_count] = {
-        ROW(getsize), ROW(getindex), ROW(append), ROW(insertindex), ROW(deleteindex), ROW(chuckindex),
+        ROW(getsize),
+        ROW(getindex),
+        ROW(append),
+        ROW(insertindex),
+        ROW(deleteindex),
+        ROW(chuckindex),
         // the short words by which the two are known to scripts
-        ROW_AS("insert", insertindex), ROW_AS("delete", deleteindex),
-        ROW(chuckobject), ROW(clear), ROW(chuck), ROW(objptr2index), ROW(makearray), ROW(reverse), ROW(rotate),
-        ROW(shuffle), ROW(swap), ROW(findfirst), ROW(findall), ROW(funall), ROW(funallsafe), ROW(funindex), ROW(sort),
+        ROW_AS("insert", insertindex),
+        ROW_AS("delete", deleteindex),
+        ROW(chuckobject),
+        ROW(clear),
+        ROW(chuck),
+        ROW(objptr2index),
+        ROW(makearray),
+        ROW(reverse),
+        ROW(rotate),
+        ROW(shuffle),
+        ROW(swap),
+        ROW(findfirst),
+        ROW(findall),
+        ROW(funall),
+        ROW(funallsafe),
+        ROW(funindex),
+        ROW(sort),
         {"methodall", reinterpret_cast<zan_method>(&methodall_message)},
         {"methodindex", reinterpret_cast<zan_method>(&methodindex_message)},
     };
@@ -184,7 +214,10 @@ void *linklist_getindex(void *x, long index)
     return in_range(list, index) ? list->items[index] : nullptr;
 }
 
-long linklist_append(void *x, void *item) { return linklist_insertindex(x, item, linklist_getsize(x)); }
+long linklist_append(void *x, void *item)
+{
+    return linklist_insertindex(x, item, linklist_getsize(x));
+}
 
 long linklist_insertindex(void *x, void *item, long index)
 {
@@ -217,7 +250,10 @@ long linklist_chuckindex(void *x, long index)
     return zan_err_none;
 }
 
-long linklist_chuckobject(void *x, void *item) { return linklist_chuckindex(x, linklist_objptr2index(x, item)); }
+long linklist_chuckobject(void *x, void *item)
+{
+    return linklist_chuckindex(x, linklist_objptr2index(x, item));
+}
 
 long linklist_chuck(void *x)
 {

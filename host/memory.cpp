@@ -27,7 +27,10 @@ struct header {
 };
 static_assert(sizeof(header) == 16, "blocks stay aligned to 16 bytes");
 
-header *header_of(void *block) { return static_cast<header *>(block) - 1; }
+header *header_of(void *block)
+{
+    return static_cast<header *>(block) - 1;
+}
 
 bool ours(void *block)
 {
@@ -48,7 +51,10 @@ long next_lead()
     return 1 + long(n * 7 % (lead_lines - 1)); // 7 and 15 share no factor: every place comes
 }
 
-long stretch_for(long size) { return zan::stretch_length(size + lead_lines * cache_line); }
+long stretch_for(long size)
+{
+    return zan::stretch_length(size + lead_lines * cache_line);
+}
 
 void *large_new(long size, bool clear)
 {
@@ -138,7 +144,10 @@ struct handle_record {
     long lock;
 };
 
-handle_record *record_of(zan_handle handle) { return reinterpret_cast<handle_record *>(handle); }
+handle_record *record_of(zan_handle handle)
+{
+    return reinterpret_cast<handle_record *>(handle);
+}
 
 zan_handle handle_new(long size, bool clear)
 {
@@ -157,8 +166,14 @@ zan_handle handle_new(long size, bool clear)
 
 extern "C" {
 
-void *sysmem_newptr(long size) { return block_new(size, false); }
-void *sysmem_newptrclear(long size) { return block_new(size, true); }
+void *sysmem_newptr(long size)
+{
+    return block_new(size, false);
+}
+void *sysmem_newptrclear(long size)
+{
+    return block_new(size, true);
+}
 
 void sysmem_freeptr(void *ptr)
 {
@@ -175,7 +190,10 @@ void sysmem_copyptr(const void *src, void *dst, long size)
         memmove(dst, src, size_t(size));
 }
 
-long sysmem_ptrsize(void *ptr) { return ptr && ours(ptr) ? header_of(ptr)->size : 0; }
+long sysmem_ptrsize(void *ptr)
+{
+    return ptr && ours(ptr) ? header_of(ptr)->size : 0;
+}
 
 void *sysmem_resizeptr(void *ptr, long size)
 {
@@ -191,8 +209,14 @@ void *sysmem_resizeptrclear(void *ptr, long size)
     return ours(ptr) ? block_resize(ptr, size, true) : nullptr;
 }
 
-zan_handle sysmem_newhandle(long size) { return handle_new(size, false); }
-zan_handle sysmem_newhandleclear(long size) { return handle_new(size, true); }
+zan_handle sysmem_newhandle(long size)
+{
+    return handle_new(size, false);
+}
+zan_handle sysmem_newhandleclear(long size)
+{
+    return handle_new(size, true);
+}
 
 long sysmem_resizehandle(zan_handle handle, long size)
 {
@@ -217,7 +241,10 @@ void sysmem_freehandle(zan_handle handle)
     free(record_of(handle));
 }
 
-long sysmem_handlesize(zan_handle handle) { return handle ? record_of(handle)->size : 0; }
+long sysmem_handlesize(zan_handle handle)
+{
+    return handle ? record_of(handle)->size : 0;
+}
 
 long sysmem_lockhandle(zan_handle handle, long lock)
 {

@@ -14,8 +14,7 @@
 
 #include "internal.h"
 
-namespace
-{
+namespace {
 
 std::mutex loaded_mutex;
 

@@ -3,10 +3,8 @@
 #include "kernel.h"
 #include <new>
 
-namespace zan
-{
-namespace
-{
+namespace zan {
+namespace {
 
 void set_shortcut(side_record *side, symbol *key, void *value)
 {

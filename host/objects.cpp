@@ -1,10 +1,8 @@
 // Making, counting, copying and freeing objects.
 #include "kernel.h"
 
-namespace zan
-{
-namespace
-{
+namespace zan {
+namespace {
 
 // The copy of a class that is being constructed on this thread. Its constructor knows
 // only the class it was copied from and allocates that one.

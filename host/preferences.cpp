@@ -92,7 +92,7 @@ template <class Fn> auto with_preferences(Fn fn)
     preference_store &s = store();
     std::unique_lock hold(s.lock);
     load(s, complaint);
-    const auto result = fn(s);
+    auto result = fn(s);
     hold.unlock();
     if (!complaint.empty())
         object_error(nullptr, "%s", complaint.c_str());

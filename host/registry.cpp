@@ -8,8 +8,7 @@
 #include <new>
 #include <zan/host.h>
 
-namespace zan
-{
+namespace zan {
 
 struct client {
     object *who;
@@ -27,8 +26,7 @@ struct name_entry {
     name_entry *next_class = nullptr; // the chain of entries that ever held a class
 };
 
-namespace
-{
+namespace {
 
 // A notification under way, on its caller's stack; it ends when its sender dies.
 struct notification {

@@ -1,8 +1,7 @@
 // The writer's side of the map that messages are looked up in.
 #include "kernel.h"
 
-namespace zan
-{
+namespace zan {
 
 symbol_index::~symbol_index()
 {

@@ -5,10 +5,8 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace zan
-{
-namespace
-{
+namespace zan {
+namespace {
 
 struct symbol_table {
     size_t mask;

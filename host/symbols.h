@@ -2,8 +2,7 @@
 #pragma once
 #include "kernel.h"
 
-namespace zan
-{
+namespace zan {
 
 struct symbol_record {
     symbol sym;

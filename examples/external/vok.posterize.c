@@ -142,8 +142,8 @@ static long posterize_init(void)
     vok_class_addmethod(posterize_class, (zan_method)posterize_matrix_calc, "matrix_calc", argtype_cant, 0);
 
     /* One attribute, kept in range by a filter so that the calculation never sees 1. */
-    void *attr = vok_object_new(_vok_sym_vok_attr_offset, "levels", _vok_sym_long, 0L, (zan_method)0, (zan_method)0,
-                                (long)offsetof(posterize, levels));
+    void *attr = vok_object_new(_vok_sym_vok_attr_offset, "levels", _vok_sym_long, 0L, (zan_method)0,
+                                (zan_method)0, (long)offsetof(posterize, levels));
     vok_attr_addfilterset_clip(attr, 2, 256, 1, 1);
     vok_class_addattr(posterize_class, attr);
 

@@ -5,8 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
-namespace
-{
+namespace {
 
 constexpr double width = 600, height = 400, horizon = 230;
 

@@ -56,9 +56,9 @@ VOKRA_EXPORT int32_t vok_cubicspline_general_eval_fixed(int32_t x, long step, lo
 
 /* ---- half floats: 16 bits of IEEE 754 binary16 in the low bits of a word ---- */
 
-VOKRA_EXPORT extern float vok_half_flut[65536];    /* the float of every half */
-VOKRA_EXPORT extern uint16_t vok_half_elut[512];   /* by a float's sign and exponent; 0: the slow way */
-VOKRA_EXPORT extern long vok_half_elut_ok;         /* non-zero once the table stands */
+VOKRA_EXPORT extern float vok_half_flut[65536];  /* the float of every half */
+VOKRA_EXPORT extern uint16_t vok_half_elut[512]; /* by a float's sign and exponent; 0: the slow way */
+VOKRA_EXPORT extern long vok_half_elut_ok;       /* non-zero once the table stands */
 VOKRA_EXPORT extern long vok_half_flut_ok;
 
 /* Builds both tables. Part of the start-up; the conversions do it if need be. */

@@ -24,8 +24,8 @@ typedef struct zan_module {
 #else
 #define ZAN_MODULE_LINKAGE
 #endif
-#define ZAN_MODULE(name, init)                                                                                      \
-    ZAN_MODULE_LINKAGE __attribute__((visibility("default"))) const zan_module zan_module_record;                   \
+#define ZAN_MODULE(name, init)                                                                                    \
+    ZAN_MODULE_LINKAGE __attribute__((visibility("default"))) const zan_module zan_module_record;                 \
     const zan_module zan_module_record = {ZAN_MODULE_INTERFACE, sizeof(zan_word), name, init}
 
 /* Loads a module by its file name and runs its init, once a file: loading it again

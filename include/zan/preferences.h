@@ -24,52 +24,52 @@ ZAN_EXPORT long preferences_save(void);
 ZAN_EXPORT symbol *patcherdomain_namespace_init(const char *name, zan_method constructor);
 /* The words that host and modules have in common, in the order of the table; new ones
  * go to the end. vok_gl_texture is the message and the class of GPU textures. */
-#define ZAN_COMMON_SYMBOLS(X) \
-    X(nothing, "")            \
-    X(bang, "bang")           \
-    X(int_, "int")            \
-    X(float_, "float")        \
-    X(symbol, "symbol")       \
-    X(list, "list")           \
-    X(anything, "anything")   \
-    X(object, "object")       \
-    X(pointer, "pointer")     \
-    X(char_, "char")          \
-    X(long_, "long")          \
-    X(float32, "float32")     \
-    X(float64, "float64")     \
-    X(atom, "atom")           \
-    X(atom_long, "atom_long") \
-    X(obsolete, "obsolete")   \
-    X(box, "box")             \
-    X(nobox, "nobox")         \
-    X(new_, "new")            \
-    X(free, "free")           \
-    X(name, "name")           \
-    X(set, "set")             \
-    X(get, "get")             \
-    X(notify, "notify")       \
-    X(attr_modified, "attr_modified") \
-    X(assist, "assist")       \
-    X(loadbang, "loadbang")   \
-    X(dblclick, "dblclick")   \
-    X(clear, "clear")         \
-    X(open, "open")           \
-    X(close, "close")         \
-    X(read, "read")           \
-    X(write, "write")         \
-    X(decorator, "decorator") \
-    X(dictionary, "dictionary") \
-    X(atomarray, "atomarray") \
-    X(linklist, "linklist")   \
-    X(hashtab, "hashtab")     \
-    X(vok_matrix, "vok_matrix") \
+#define ZAN_COMMON_SYMBOLS(X)                                                                                     \
+    X(nothing, "")                                                                                                \
+    X(bang, "bang")                                                                                               \
+    X(int_, "int")                                                                                                \
+    X(float_, "float")                                                                                            \
+    X(symbol, "symbol")                                                                                           \
+    X(list, "list")                                                                                               \
+    X(anything, "anything")                                                                                       \
+    X(object, "object")                                                                                           \
+    X(pointer, "pointer")                                                                                         \
+    X(char_, "char")                                                                                              \
+    X(long_, "long")                                                                                              \
+    X(float32, "float32")                                                                                         \
+    X(float64, "float64")                                                                                         \
+    X(atom, "atom")                                                                                               \
+    X(atom_long, "atom_long")                                                                                     \
+    X(obsolete, "obsolete")                                                                                       \
+    X(box, "box")                                                                                                 \
+    X(nobox, "nobox")                                                                                             \
+    X(new_, "new")                                                                                                \
+    X(free, "free")                                                                                               \
+    X(name, "name")                                                                                               \
+    X(set, "set")                                                                                                 \
+    X(get, "get")                                                                                                 \
+    X(notify, "notify")                                                                                           \
+    X(attr_modified, "attr_modified")                                                                             \
+    X(assist, "assist")                                                                                           \
+    X(loadbang, "loadbang")                                                                                       \
+    X(dblclick, "dblclick")                                                                                       \
+    X(clear, "clear")                                                                                             \
+    X(open, "open")                                                                                               \
+    X(close, "close")                                                                                             \
+    X(read, "read")                                                                                               \
+    X(write, "write")                                                                                             \
+    X(decorator, "decorator")                                                                                     \
+    X(dictionary, "dictionary")                                                                                   \
+    X(atomarray, "atomarray")                                                                                     \
+    X(linklist, "linklist")                                                                                       \
+    X(hashtab, "hashtab")                                                                                         \
+    X(vok_matrix, "vok_matrix")                                                                                   \
     X(vok_gl_texture, "vok_gl_texture")
 enum {
 #define ZAN_COMMON_INDEX(name, text) zan_common_##name,
     ZAN_COMMON_SYMBOLS(ZAN_COMMON_INDEX)
 #undef ZAN_COMMON_INDEX
-    zan_common_count
+        zan_common_count
 };
 /* Their symbols: zan_common_count pointers, ended by null. */
 ZAN_EXPORT symbol **common_symbols_gettable(void);

@@ -15,8 +15,7 @@ const double g_cubicspline_basismatrix_catmullrom[16] = {
 const double g_cubicspline_basismatrix_hermite[16] = {2, -2, 1, 1, -3, 3, -2, -1, 0, 0, 1, 0, 1, 0, 0, 0};
 const double g_cubicspline_basismatrix_power[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
-namespace
-{
+namespace {
 
 struct basis {
     const char *name;

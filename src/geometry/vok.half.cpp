@@ -8,8 +8,7 @@ uint16_t vok_half_elut[512];
 long vok_half_elut_ok;
 long vok_half_flut_ok;
 
-namespace
-{
+namespace {
 
 // The bits of the float that a half stands for.
 uint32_t widened(uint32_t h)

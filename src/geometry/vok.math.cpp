@@ -61,8 +61,7 @@ double vok_math_fmod(double a, double b)
     return b == 0 ? 0 : std::fmod(a, b);
 }
 
-namespace
-{
+namespace {
 
 enum class way { wrapped, folded };
 
@@ -112,8 +111,7 @@ double vok_math_fold(double x, double lo, double hi)
 
 // ---- the Bessel function ----
 
-namespace
-{
+namespace {
 
 // A Chebyshev series by Clenshaw's recurrence, coefficients from the top down.
 template <size_t count> double chebyshev(double t, const double (&c)[count])
@@ -244,8 +242,7 @@ double vok_math_project_to_sphere(double r, double x, double y)
 uint32_t g_vok_math_fast_sqrt_table[65536];
 long g_vok_math_fast_sqrt_table_init;
 
-namespace
-{
+namespace {
 
 uint32_t root_mantissa(uint32_t bits)
 {

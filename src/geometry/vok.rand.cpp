@@ -3,8 +3,7 @@
 #include <vokra/numerics.h>
 #include <zan/threads.h>
 
-namespace
-{
+namespace {
 
 struct generator {
     int32_t seed;

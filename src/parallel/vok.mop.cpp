@@ -17,8 +17,7 @@
 
 using vok::send;
 
-namespace
-{
+namespace {
 
 zan_class *mop_class;
 

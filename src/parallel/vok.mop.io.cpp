@@ -16,8 +16,7 @@
 
 using vok::send;
 
-namespace
-{
+namespace {
 
 zan_class *io_class;
 

@@ -2,7 +2,6 @@
 #pragma once
 #include <vokra/mop.h>
 
-namespace vok
-{
+namespace vok {
 vok_err init_mop_io();
 }

@@ -15,8 +15,7 @@
 long _vok_parallel, _vok_parallelthreads, _vok_parallelthresh = 10000, _vok_paralleldebug;
 void *_vok_parallel_task;
 
-namespace
-{
+namespace {
 
 constexpr long max_io = 32;
 
@@ -98,7 +97,8 @@ void vok_parallel_ndim_calc(vok_parallel_ndim *record)
         vok_parallel_ndim_single(record);
         return;
     }
-    const auto workerproc = reinterpret_cast<parallel_workerproc>(reinterpret_cast<zan_method>(vok_parallel_ndim_multi));
+    const auto workerproc =
+        reinterpret_cast<parallel_workerproc>(reinterpret_cast<zan_method>(vok_parallel_ndim_multi));
     auto *task = static_cast<parallel_task *>(_vok_parallel_task);
     if (!task) {
         task = parallel_task_new(record, workerproc, _vok_parallelthreads);

@@ -13,14 +13,12 @@
 
 parallel_thread_pool _pool_low, _pool_med, _pool_high;
 
-namespace
-{
+namespace {
 
 zan_class *task_class, *worker_class;
 bool parallel_initialised; // _vok_parallel_init
 
-class pool_lock
-{
+class pool_lock {
   public:
     explicit pool_lock(zan_mutex_handle mutex) : mutex_(mutex) { systhread_mutex_lock(mutex_); }
     ~pool_lock() { systhread_mutex_unlock(mutex_); }

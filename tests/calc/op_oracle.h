@@ -19,8 +19,7 @@ struct op_rule {
     double (*on_float64)(double a, double b);
 };
 
-namespace op_rules
-{
+namespace op_rules {
 
 inline long saturated(long v)
 {

@@ -16,7 +16,10 @@ inline atom typed_atom(short type, long value = 0)
     a.value.as_long = value;
     return a;
 }
-inline atom long_atom(long value) { return typed_atom(argtype_long, value); }
+inline atom long_atom(long value)
+{
+    return typed_atom(argtype_long, value);
+}
 inline atom float_atom(double value)
 {
     atom a = typed_atom(argtype_float);
@@ -53,7 +56,7 @@ inline bool same_atom(const atom &a, const atom &b)
 }
 
 class atom_generator {
-public:
+  public:
     explicit atom_generator(unsigned seed) : random(seed) {}
 
     std::vector<atom> list(unsigned most)
@@ -84,10 +87,10 @@ public:
 
     std::string word()
     {
-        static constexpr const char *pieces[] = {"a",  "zan", "1",    ".", "5e3", "-",        " ",        "\"", "\\",
-                                                 "$",  "$2",  ";",    ",", "#",   "\n",       "\t",       "!",  "@dim",
-                                                 "inf", "nan", "\xC3\xA4", "\x80", "\x01", "vok.matrix", "'",
-                                                 "\xEF\xBB\xBF"};
+        static constexpr const char *pieces[] = {
+            "a",   "zan", "1",        ".",    "5e3",  "-",          " ",  "\"",          "\\",
+            "$",   "$2",  ";",        ",",    "#",    "\n",         "\t", "!",           "@dim",
+            "inf", "nan", "\xC3\xA4", "\x80", "\x01", "vok.matrix", "'",  "\xEF\xBB\xBF"};
         std::string text;
         for (unsigned i = unsigned(random() % 5); i > 0; i--)
             text += pieces[random() % std::size(pieces)];

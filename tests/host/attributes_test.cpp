@@ -3,8 +3,7 @@
 #include "kernel_fixture.h"
 #include <cmath>
 
-namespace
-{
+namespace {
 
 struct holder {
     object header;
@@ -22,8 +21,9 @@ struct holder {
 
 #define TYPES(X)                                                                                                  \
     X("char", as_char)                                                                                            \
-    X("long", as_long) X("atom_long", as_long) X("float32", as_float32) X("float64", as_float64)                  \
-        X("symbol", as_symbol) X("object", as_object) X("pointer", as_object) X("atom", as_atom)
+    X("long", as_long)                                                                                            \
+    X("atom_long", as_long) X("float32", as_float32) X("float64", as_float64) X("symbol", as_symbol)              \
+        X("object", as_object) X("pointer", as_object) X("atom", as_atom)
 
 struct type_row {
     const char *type;
@@ -54,8 +54,7 @@ zan_class *holder_class()
     return c;
 }
 
-class attributes : public testing::Test
-{
+class attributes : public testing::Test {
   protected:
     holder *x = static_cast<holder *>(object_alloc(holder_class()));
     report_catcher reports;

@@ -30,12 +30,18 @@ void hear(listener *x, symbol *selector, long argc, atom *argv)
 {
     *x->heard += std::string(selector->name) + "(" + text_of(argc, argv) + ")";
 }
-void hear_bang(listener *x) { *x->heard += "bang!"; }
+void hear_bang(listener *x)
+{
+    *x->heard += "bang!";
+}
 void hear_typed(listener *x, zan_word number, double real, symbol *word)
 {
     *x->heard += "typed(" + std::to_string(number) + " " + std::to_string(real) + " " + word->name + ")";
 }
-void hear_secret(listener *x) { *x->heard += "secret"; }
+void hear_secret(listener *x)
+{
+    *x->heard += "secret";
+}
 void *script_under_test;
 void hear_reload(listener *x)
 {
@@ -47,13 +53,17 @@ void hear_free(listener *x)
     *x->heard += "free!";
     gensym("ear")->thing = nullptr;
 }
-void hear_again(listener *x) { binbuf_eval(script_under_test, 0, nullptr, x); }
+void hear_again(listener *x)
+{
+    binbuf_eval(script_under_test, 0, nullptr, x);
+}
 
 zan_class *listener_class()
 {
     static zan_class *c = [] {
         const auto method = [](auto *fn) { return reinterpret_cast<zan_method>(fn); };
-        zan_class *made = class_new("binbuf_test_listener", nullptr, nullptr, sizeof(listener), nullptr, argtype_cant, 0);
+        zan_class *made =
+            class_new("binbuf_test_listener", nullptr, nullptr, sizeof(listener), nullptr, argtype_cant, 0);
         for (const char *name : {"list", "int", "float", "set", "anything", "colour"})
             class_addmethod(made, method(hear), name, argtype_gimme, 0);
         class_addmethod(made, method(hear_bang), "bang", 0);
@@ -69,7 +79,7 @@ zan_class *listener_class()
 }
 
 class Binbuf : public testing::Test {
-protected:
+  protected:
     Binbuf()
     {
         ear = static_cast<listener *>(object_alloc(listener_class()));
@@ -124,11 +134,14 @@ TEST_F(Binbuf, MessagesGoToTheNamedReceiver)
         {"ear set \"; not a mark\"", "set(\"; not a mark\")"},
         {"# ear set 1;\near set 2; # ear set 3;\n#!x\n## y\near set 4;", "set(2)set(4)"},
         {"ear set #abc # d;", "set(#abc # d)"},
-        {"\xEF\xBB\xBF" "ear set 1", "set(1)"},
+        {"\xEF\xBB\xBF"
+         "ear set 1",
+         "set(1)"},
         {"ear set $1 $2-$1 \\$1", "set(0 \"0-0\" \"$1\")"},
     };
     for (const auto &row : rows)
-        EXPECT_EQ(run(row.text), std::string(row.text).find("$2") == std::string::npos ? row.heard : "set(0 0-0 \"$1\")")
+        EXPECT_EQ(run(row.text),
+                  std::string(row.text).find("$2") == std::string::npos ? row.heard : "set(0 0-0 \"$1\")")
             << row.text;
     EXPECT_EQ(reports.take(), std::vector<std::string>());
 }
@@ -173,8 +186,10 @@ TEST_F(Binbuf, AWrongMessageNamesItsLineAndTheNextOneRuns)
     const struct {
         const char *text, *report, *heard;
     } rows[] = {
-        {"\n\nnobody_of_this_name set 1;\near set 2;", "line 3: no receiver has the name \"nobody_of_this_name\"", "set(2)"},
-        {"ear set 1;\near collour 2;\near set 3;", "line 2: binbuf_test_listener has no message \"collour\"", "set(1)set(3)"},
+        {"\n\nnobody_of_this_name set 1;\near set 2;", "line 3: no receiver has the name \"nobody_of_this_name\"",
+         "set(2)"},
+        {"ear set 1;\near collour 2;\near set 3;", "line 2: binbuf_test_listener has no message \"collour\"",
+         "set(1)set(3)"},
         {"ear collour;", "the nearest is \"colour\"", ""},
         {"ear secret; ear set 1;", "no message \"secret\"", "set(1)"},
         {"5 set; ear set 1;", "line 1: expected the name of a receiver, found \"5\"", "set(1)"},
@@ -275,12 +290,9 @@ TEST_F(Binbuf, WhatWouldBePassedOverIsMarkedWhereItStands)
         atom value;
         const char *text;
     } rows[] = {
-        {sym_atom("#"), "\"#\""},
-        {sym_atom("##a"), "\"##a\""},
-        {sym_atom("#a"), "#a"},
-        {sym_atom("\xEF\xBB\xBFx"), "\"\xEF\xBB\xBFx\""},
-        {dollsym_atom("##$1"), "\\##$1"},
-        {dollsym_atom("\xEF\xBB\xBF$1"), "\\\xEF\xBB\xBF$1"},
+        {sym_atom("#"), "\"#\""},         {sym_atom("##a"), "\"##a\""},
+        {sym_atom("#a"), "#a"},           {sym_atom("\xEF\xBB\xBFx"), "\"\xEF\xBB\xBFx\""},
+        {dollsym_atom("##$1"), "\\##$1"}, {dollsym_atom("\xEF\xBB\xBF$1"), "\\\xEF\xBB\xBF$1"},
     };
     for (const auto &row : rows) {
         EXPECT_EQ(text_of(1, &row.value), row.text);

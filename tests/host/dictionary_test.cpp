@@ -11,7 +11,10 @@
 
 namespace {
 
-long alive(const char *classname) { return zan_object_count(gensym(classname)); }
+long alive(const char *classname)
+{
+    return zan_object_count(gensym(classname));
+}
 
 std::vector<std::string> keys_of(void *d)
 {
@@ -28,7 +31,8 @@ std::vector<std::string> keys_of(void *d)
 TEST(Atomarray, HoldsACopyOfItsAtoms)
 {
     atom given[] = {long_atom(3), sym_atom("x"), float_atom(2.5)};
-    void *x = object_new_imp(gensym("nobox"), gensym("atomarray"), 3, reinterpret_cast<zan_word>(given), 0, 0, 0, 0, 0, 0);
+    void *x = object_new_imp(gensym("nobox"), gensym("atomarray"), 3, reinterpret_cast<zan_word>(given), 0, 0, 0,
+                             0, 0, 0);
     ASSERT_NE(x, nullptr);
     const std::vector<atom> model(given, given + 3);
     given[0] = long_atom(99);
@@ -119,14 +123,15 @@ TEST(Dictionary, EveryReaderSeesTheSameValue)
     EXPECT_EQ(dictionary_entry_getkey(entry), gensym("sym"));
     dictionary_entry_getvalues(entry, &argc, &argv);
     EXPECT_TRUE(argc == 1 && same_atom(argv[0], sym_atom("word")));
-    EXPECT_NE(dictionary_appenddictionary(d, gensym("self"), d), 0) << "a dictionary within itself could never be freed";
+    EXPECT_NE(dictionary_appenddictionary(d, gensym("self"), d), 0)
+        << "a dictionary within itself could never be freed";
     object_free(d);
 }
 
 TEST(Dictionary, OwnsWhatItHolds)
 {
-    const long dictionaries = alive("dictionary"), arrays = alive("atomarray"), entries = alive("dictionary_entry"),
-               lists = alive("linklist"), tables = alive("hashtab");
+    const long dictionaries = alive("dictionary"), arrays = alive("atomarray"),
+               entries = alive("dictionary_entry"), lists = alive("linklist"), tables = alive("hashtab");
     void *d = dictionary_new();
     void *level = d;
     for (int i = 0; i < 5; i++) {
@@ -139,7 +144,8 @@ TEST(Dictionary, OwnsWhatItHolds)
     dictionary_appenddictionary(d, gensym("other"), dictionary_new());
     dictionary_appendlong(d, gensym("other"), 1); // the dictionary that stood there goes
     EXPECT_EQ(alive("dictionary"), dictionaries + 6);
-    EXPECT_EQ(object_method_imp(d, gensym("deleteentry"), reinterpret_cast<zan_word>(gensym("inner")), 0, 0, 0, 0, 0, 0, 0),
+    EXPECT_EQ(object_method_imp(d, gensym("deleteentry"), reinterpret_cast<zan_word>(gensym("inner")), 0, 0, 0, 0,
+                                0, 0, 0),
               0);
     EXPECT_EQ(alive("dictionary"), dictionaries + 1);
     object_method_imp(d, gensym("clear"), 0, 0, 0, 0, 0, 0, 0, 0);
@@ -169,8 +175,8 @@ TEST(Dictionary, ARandomWalkAgreesWithAMap)
                 order.push_back(key);
             model[key] = value;
         } else {
-            const zan_word error = object_method_imp(d, gensym("deleteentry"),
-                                                     reinterpret_cast<zan_word>(gensym(key.c_str())), 0, 0, 0, 0, 0, 0, 0);
+            const zan_word error = object_method_imp(
+                d, gensym("deleteentry"), reinterpret_cast<zan_word>(gensym(key.c_str())), 0, 0, 0, 0, 0, 0, 0);
             ASSERT_EQ(error == 0, model.erase(key) == 1);
             std::erase(order, key);
         }

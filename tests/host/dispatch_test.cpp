@@ -3,8 +3,7 @@
 #include "kernel_fixture.h"
 #include <thread>
 
-namespace
-{
+namespace {
 
 struct receiver {
     object header;
@@ -127,8 +126,7 @@ zan_class *receiver_class()
     return c;
 }
 
-class dispatch : public testing::Test
-{
+class dispatch : public testing::Test {
   protected:
     receiver *x = static_cast<receiver *>(object_alloc(receiver_class()));
     report_catcher reports;

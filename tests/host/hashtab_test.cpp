@@ -5,8 +5,7 @@
 #include <random>
 #include <thread>
 
-namespace
-{
+namespace {
 
 symbol *numbered(long n)
 {

@@ -15,7 +15,10 @@ struct item {
     zan_word number;
 };
 
-zan_word item_number(item *x) { return x->number; }
+zan_word item_number(item *x)
+{
+    return x->number;
+}
 zan_word item_add(item *x, zan_word a, zan_word b, zan_word c, zan_word d, zan_word e, zan_word f)
 {
     return x->number += a + 10 * b + 100 * c + 1000 * d + 10000 * e + 100000 * f;
@@ -24,7 +27,8 @@ zan_word item_add(item *x, zan_word a, zan_word b, zan_word c, zan_word d, zan_w
 zan_class *item_class()
 {
     static zan_class *c = [] {
-        zan_class *made = class_new("linklist_test_item", nullptr, nullptr, sizeof(item), nullptr, argtype_cant, 0);
+        zan_class *made =
+            class_new("linklist_test_item", nullptr, nullptr, sizeof(item), nullptr, argtype_cant, 0);
         class_addmethod(made, reinterpret_cast<zan_method>(item_number), "number", argtype_cant, 0);
         class_addmethod(made, reinterpret_cast<zan_method>(item_add), "add", argtype_cant, 0);
         class_register(gensym("nobox"), made);
@@ -40,7 +44,10 @@ item *new_item(zan_word number)
     return x;
 }
 
-long items_alive() { return zan_object_count(gensym("linklist_test_item")); }
+long items_alive()
+{
+    return zan_object_count(gensym("linklist_test_item"));
+}
 
 zan_word send(void *list, const char *name, zan_word a = 0, zan_word b = 0, zan_word c = 0, zan_word d = 0,
               zan_word e = 0, zan_word f = 0, zan_word g = 0, zan_word h = 0)
@@ -48,7 +55,10 @@ zan_word send(void *list, const char *name, zan_word a = 0, zan_word b = 0, zan_
     return object_method_imp(list, gensym(name), a, b, c, d, e, f, g, h);
 }
 
-template <typename T> zan_word word(T value) { return reinterpret_cast<zan_word>(value); }
+template <typename T> zan_word word(T value)
+{
+    return reinterpret_cast<zan_word>(value);
+}
 
 std::vector<void *> contents(void *list)
 {
@@ -58,7 +68,10 @@ std::vector<void *> contents(void *list)
 }
 
 // Plain words as items: the list must leave them alone.
-void *plain(long n) { return reinterpret_cast<void *>(n); }
+void *plain(long n)
+{
+    return reinterpret_cast<void *>(n);
+}
 
 void *plain_list(long count)
 {
@@ -107,10 +120,12 @@ TEST(Linklist, ARandomWalkAgreesWithAVector)
             case 5: {
                 const auto found = std::find(model.begin(), model.end(), value);
                 const long place = found == model.end() ? -1 : found - model.begin();
-                EXPECT_EQ(by_message ? send(list, "objptr2index", word(value)) : linklist_objptr2index(list, value),
+                EXPECT_EQ(by_message ? send(list, "objptr2index", word(value))
+                                     : linklist_objptr2index(list, value),
                           place);
-                EXPECT_EQ((by_message ? send(list, "chuckobject", word(value)) : linklist_chuckobject(list, value)) == 0,
-                          place >= 0);
+                EXPECT_EQ(
+                    (by_message ? send(list, "chuckobject", word(value)) : linklist_chuckobject(list, value)) == 0,
+                    place >= 0);
                 if (place >= 0)
                     model.erase(found);
                 break;
@@ -225,7 +240,8 @@ TEST(Linklist, SortingIsStableAndShufflingLosesNothing)
     std::vector<void *> shuffled = contents(list);
     EXPECT_NE(shuffled, model);
     EXPECT_TRUE(std::is_permutation(shuffled.begin(), shuffled.end(), model.begin()));
-    std::stable_sort(shuffled.begin(), shuffled.end(), [](void *a, void *b) { return long(a) % 10 < long(b) % 10; });
+    std::stable_sort(shuffled.begin(), shuffled.end(),
+                     [](void *a, void *b) { return long(a) % 10 < long(b) % 10; });
     linklist_sort(list, [](void *a, void *b) -> long { return long(a) % 10 < long(b) % 10; });
     EXPECT_EQ(contents(list), shuffled);
     linklist_chuck(list);
@@ -242,9 +258,13 @@ TEST(Linklist, MessagesReachEveryItemWithTheirWords)
     EXPECT_EQ(send(list, "methodall", word(add), 1, 1, 1, 1, 1, 1), 2654321 + 111111);
     EXPECT_EQ(send(list, "methodindex", 0, word(add), 1, 1, 1, 1, 1, 1), 654321 + 222222);
     EXPECT_EQ(linklist_methodindex_imp(list, 5, gensym("number"), 0, 0, 0, 0, 0, 0, 0, 0), 0);
-    EXPECT_EQ(linklist_funindex(list, 1, [](void *x, void *data) -> zan_word {
-                  return static_cast<item *>(x)->number + *static_cast<long *>(data);
-              }, std::array<long, 1>{5}.data()), 1765432 + 5);
+    EXPECT_EQ(linklist_funindex(
+                  list, 1,
+                  [](void *x, void *data) -> zan_word {
+                      return static_cast<item *>(x)->number + *static_cast<long *>(data);
+                  },
+                  std::array<long, 1>{5}.data()),
+              1765432 + 5);
     object_free(list);
 }
 
@@ -266,22 +286,30 @@ TEST(Linklist, AWalkMayTakeItemsAway)
              walk *w = static_cast<walk *>(data);
              w->seen.push_back(static_cast<item *>(x)->number);
              linklist_deleteindex(w->list, linklist_objptr2index(w->list, x) + 1);
-         }, {0, 2, 4}, 3},
+         },
+         {0, 2, 4},
+         3},
         {[](void *x, void *data) {
              walk *w = static_cast<walk *>(data);
              w->seen.push_back(static_cast<item *>(x)->number);
              linklist_deleteindex(w->list, linklist_objptr2index(w->list, x));
-         }, {0, 1, 2, 3, 4, 5}, 0},
+         },
+         {0, 1, 2, 3, 4, 5},
+         0},
         {[](void *x, void *data) {
              walk *w = static_cast<walk *>(data);
              w->seen.push_back(static_cast<item *>(x)->number);
              linklist_clear(w->list);
-         }, {0}, 0},
+         },
+         {0},
+         0},
         {[](void *x, void *data) {
              walk *w = static_cast<walk *>(data);
              w->seen.push_back(static_cast<item *>(x)->number);
              linklist_insertindex(w->list, new_item(100), 0);
-         }, {0, 1, 2, 3, 4, 5}, 12},
+         },
+         {0, 1, 2, 3, 4, 5},
+         12},
     };
     for (const auto &row : rows) {
         walk w{linklist_new(), {}};
@@ -297,7 +325,8 @@ TEST(Linklist, AWalkMayTakeItemsAway)
 
 TEST(Linklist, ACopyOfTheClassIsTheSameList)
 {
-    ASSERT_NE(class_copy(gensym("nobox"), gensym("linklist"), gensym("linklist_test"), gensym("copied_list")), nullptr);
+    ASSERT_NE(class_copy(gensym("nobox"), gensym("linklist"), gensym("linklist_test"), gensym("copied_list")),
+              nullptr);
     void *list = object_new_imp(gensym("linklist_test"), gensym("copied_list"), 0, 0, 0, 0, 0, 0, 0, 0);
     ASSERT_NE(list, nullptr);
     const long before = items_alive();

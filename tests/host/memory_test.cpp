@@ -18,10 +18,13 @@
 namespace {
 
 constexpr long mib = 1L << 20;
-constexpr long sizes[] = {0,       1,           15,      16,          17,      4095,        mib - 1, mib,
+constexpr long sizes[] = {0,       1,           15,      16,          17,      4095,        mib - 1,        mib,
                           mib + 1, 2 * mib - 1, 2 * mib, 2 * mib + 5, 3 * mib, 5 * mib + 3, 1920 * 1080 * 4};
 
-unsigned char *bytes(void *block) { return static_cast<unsigned char *>(block); }
+unsigned char *bytes(void *block)
+{
+    return static_cast<unsigned char *>(block);
+}
 
 void fill(void *block, long from, long to, unsigned seed)
 {

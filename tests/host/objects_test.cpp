@@ -3,8 +3,7 @@
 #include "kernel_fixture.h"
 #include <cstring>
 
-namespace
-{
+namespace {
 
 struct thing {
     object header;

@@ -3,8 +3,7 @@
 #include <functional>
 #include <thread>
 
-namespace
-{
+namespace {
 
 struct party {
     object header;
@@ -24,8 +23,7 @@ zan_class *party_class(const char *name)
     return c;
 }
 
-class registry : public testing::Test
-{
+class registry : public testing::Test {
   protected:
     static inline zan_class *kind = nullptr, *other_kind = nullptr;
     symbol *space = S("test_space");

@@ -5,8 +5,7 @@
 #include <set>
 #include <thread>
 
-namespace
-{
+namespace {
 
 TEST(symbols, same_text_is_the_same_pointer)
 {

@@ -136,9 +136,10 @@ TEST(AtomText, FloatsAreShortAndExact)
         double value;
         const char *text;
     } rows[] = {
-        {0, "0."},         {-0.0, "-0."},         {1, "1."},           {-1.5, "-1.5"}, {0.1, "0.1"},
-        {1.0 / 3, "0.3333333333333333"},          {100000, "100000."}, {5e-324, "5e-324"},
-        {1e100, "1e+100"}, {infinity, "inf"},     {-infinity, "-inf"}, {std::nan(""), "nan"},
+        {0, "0."},           {-0.0, "-0."},       {1, "1."},
+        {-1.5, "-1.5"},      {0.1, "0.1"},        {1.0 / 3, "0.3333333333333333"},
+        {100000, "100000."}, {5e-324, "5e-324"},  {1e100, "1e+100"},
+        {infinity, "inf"},   {-infinity, "-inf"}, {std::nan(""), "nan"},
     };
     for (const auto &row : rows)
         EXPECT_EQ(write_all({float_atom(row.value)}), row.text);
@@ -233,7 +234,7 @@ TEST(AtomArrays, ResultArraysAreSizedOrAllocated)
         bool given;
         long expected;
         char alloc;
-    } rows[] = {{3, 4, true, 3, 0}, {6, 4, true, 4, 0}, {0, 4, true, 0, 0}, {3, 0, false, 3, 1},
+    } rows[] = {{3, 4, true, 3, 0},  {6, 4, true, 4, 0}, {0, 4, true, 0, 0},  {3, 0, false, 3, 1},
                 {3, 4, false, 3, 1}, {3, 0, true, 3, 1}, {0, 0, false, 0, 0}, {-5, 0, false, 0, 0}};
     for (const auto &row : rows) {
         long argc = row.argc;
@@ -261,9 +262,7 @@ TEST(Utf8, CountsAndFindsCharactersInAnyBytes)
         const char *text;
         long count, bytes;
     } rows[] = {
-        {"", 0, 0},
-        {"abc", 3, 3},
-        {"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z", 4, 10},
+        {"", 0, 0},          {"abc", 3, 3}, {"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z", 4, 10},
         {"\x80\x80", 2, 2},  // no letter begins so
         {"\xC3", 1, 1},      // cut off
         {"\xE2\x82", 2, 2},  // cut off
@@ -291,7 +290,8 @@ TEST(BoundedText, EveryCallEndsItsText)
         char buffer[12];
         const std::string expected = std::string("abcdefg").substr(0, size_t(std::max(0L, size - 1)));
         memset(buffer, '!', sizeof buffer);
-        EXPECT_EQ(snprintf_zero(buffer, size_t(size), "%s%d", "abc", 4), int(std::min(4L, std::max(0L, size - 1))));
+        EXPECT_EQ(snprintf_zero(buffer, size_t(size), "%s%d", "abc", 4),
+                  int(std::min(4L, std::max(0L, size - 1))));
         EXPECT_EQ(buffer[size], '!');
         memset(buffer, '!', sizeof buffer);
         EXPECT_EQ(strncpy_zero(buffer, "abcdefg", size), buffer);

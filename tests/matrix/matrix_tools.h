@@ -14,14 +14,12 @@
 #include <vokra/memory.h>
 #include <zan/zan.h>
 
-class Library : public testing::Test
-{
+class Library : public testing::Test {
   protected:
     static void SetUpTestSuite() { initialize(); }
 };
 
-template <typename Row> class LibraryTable : public testing::TestWithParam<Row>
-{
+template <typename Row> class LibraryTable : public testing::TestWithParam<Row> {
   protected:
     static void SetUpTestSuite() { initialize(); }
 };
@@ -39,8 +37,7 @@ inline vok_matrix_info shape(const char *type, long planes, std::initializer_lis
 }
 
 // A matrix made by class name, as a client makes it.
-class matrix
-{
+class matrix {
   public:
     explicit matrix(const vok_matrix_info &info)
         : x_(static_cast<vok_matrix *>(vok_object_new(_vok_sym_vok_matrix, &info, 0L, 0L, 0L, 0L, 0L, 0L, 0L)))

@@ -5,8 +5,7 @@
 #include <vokra/vokra.h>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 template <typename... Args> zan_word send(void *x, const char *selector, Args... args)
 {
@@ -14,8 +13,7 @@ template <typename... Args> zan_word send(void *x, const char *selector, Args...
     return object_method_imp(x, gensym(selector), w[0], w[1], w[2], w[3], w[4], w[5], w[6], w[7]);
 }
 
-class Mop : public testing::Test
-{
+class Mop : public testing::Test {
   protected:
     void SetUp() override { initialize(); }
     void TearDown() override

@@ -14,8 +14,7 @@
 #include <vokra/parallel_pool.h>
 #include <zan/host.h>
 
-namespace
-{
+namespace {
 
 struct settings_guard {
     long parallel = _vok_parallel, threads = _vok_parallelthreads, threshold = _vok_parallelthresh;
@@ -32,8 +31,7 @@ struct settings_guard {
     }
 };
 
-class Pool : public testing::Test
-{
+class Pool : public testing::Test {
   protected:
     void SetUp() override { initialize(); }
 };
