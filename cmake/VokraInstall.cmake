@@ -17,5 +17,7 @@ file(WRITE ${CMAKE_BINARY_DIR}/vokraConfig.cmake "include(\${CMAKE_CURRENT_LIST_
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/vokraConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/vokraConfig.cmake ${CMAKE_BINARY_DIR}/vokraConfigVersion.cmake DESTINATION ${package})
 
+# found from where the file lies, so that a tree may be installed anywhere and moved
+file(RELATIVE_PATH prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/vokra.pc.in ${CMAKE_BINARY_DIR}/vokra.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/vokra.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
