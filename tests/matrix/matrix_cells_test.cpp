@@ -7,8 +7,7 @@
 
 #include "scratch.h"
 
-namespace
-{
+namespace {
 
 constexpr long obnd = VOK_ERR_OBND;
 
@@ -51,9 +50,7 @@ vok_matrix_info handled()
     return shape("char", 2, {3, 3}, vok_matrix_flag_handle | vok_matrix_flag_use);
 }
 
-class Cells : public LibraryTable<cell_row>
-{
-};
+class Cells : public LibraryTable<cell_row> {};
 
 TEST_P(Cells, message_gives_code_and_cell)
 {
@@ -171,8 +168,7 @@ INSTANTIATE_TEST_SUITE_P(Op, Cells,
                                          cell_row{char4, "exprfill", "", VOK_ERR_EROR, "0 0", "9 9 9 9"},
                                          cell_row{char4, "exprfill", "2", VOK_ERR_EROR, "0 0", "9 9 9 9"}));
 
-class Operands : public testing::Environment
-{
+class Operands : public testing::Environment {
   public:
     void SetUp() override
     {
@@ -321,6 +317,29 @@ TEST_F(Library, fillplane_past_the_last_plane_stays_in_the_block)
     for (const char *type : {"char", "long", "float32", "float64"}) {
         for (long width = 1; width < 9; width++)
             EXPECT_EQ(message(matrix(type, 1, {width, 3}, vok_matrix_flag_packed), "fillplane", "9 5"), 0);
+    }
+}
+
+TEST_F(Library, a_negative_plane_stays_in_the_block)
+{
+    unsigned char guarded[48];
+    std::memset(guarded, 0xEE, sizeof guarded);
+    vok_matrix_info info = shape("float32", 1, {2, 2}, vok_matrix_flag_reference | vok_matrix_flag_use);
+    info.size = 16;
+    info.dimstride[0] = 4;
+    info.dimstride[1] = 8;
+    const matrix m(info);
+    send_words(m, "data", as_word(guarded + 16));
+    send_words(m, "clear");
+    for (const char *plane : {"-1", "-2", "-3", "-4", "-5", "-4611686018427387904", "-9223372036854775808"}) {
+        for (const char *where : {"0 0", "1 0", "0 1", "1 1"})
+            EXPECT_EQ(message(m, "setcell", std::string(where) + " plane " + plane + " val 5"), 0);
+    }
+    EXPECT_EQ(cell(m, "0 0"), "5") << "reached from the cells behind it";
+    EXPECT_EQ(cell(m, "1 1"), "0");
+    for (int i = 0; i < 16; i++) {
+        EXPECT_EQ(guarded[i], 0xEE);
+        EXPECT_EQ(guarded[32 + i], 0xEE);
     }
 }
 
