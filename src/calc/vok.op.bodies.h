@@ -241,39 +241,51 @@ struct negation {
 
 // ---- the mathematics library: in double for both types, rounded to the element ----
 
-#define VOKRA_OP_LIBRARY_1(body, function)                                                                        \
+#include "calc/vok.op.functions.h"
+
+// Marks a library function without a rule of its own for many elements.
+struct no_rule {};
+template <typename Op>
+concept has_rule = requires
+{
+    Op::fast::error;
+};
+
+#define VOKRA_OP_LIBRARY_1(body, function, rule)                                                                  \
     struct body {                                                                                                 \
         static constexpr bool library = true;                                                                     \
+        using fast = rule;                                                                                        \
         template <real F> static F of(F a) { return static_cast<F>(__builtin_##function(static_cast<f64>(a))); }  \
     };
-#define VOKRA_OP_LIBRARY_2(body, function)                                                                        \
+#define VOKRA_OP_LIBRARY_2(body, function, rule)                                                                  \
     struct body {                                                                                                 \
         static constexpr bool library = true;                                                                     \
+        using fast = rule;                                                                                        \
         template <real F> static F of(F a, F b)                                                                   \
         {                                                                                                         \
             return static_cast<F>(__builtin_##function(static_cast<f64>(a), static_cast<f64>(b)));                \
         }                                                                                                         \
     };
-VOKRA_OP_LIBRARY_1(sine, sin)
-VOKRA_OP_LIBRARY_1(cosine, cos)
-VOKRA_OP_LIBRARY_1(tangent, tan)
-VOKRA_OP_LIBRARY_1(arcsine, asin)
-VOKRA_OP_LIBRARY_1(arccosine, acos)
-VOKRA_OP_LIBRARY_1(arctangent, atan)
-VOKRA_OP_LIBRARY_2(arctangent2, atan2)
-VOKRA_OP_LIBRARY_1(hyperbolic_sine, sinh)
-VOKRA_OP_LIBRARY_1(hyperbolic_cosine, cosh)
-VOKRA_OP_LIBRARY_1(hyperbolic_tangent, tanh)
-VOKRA_OP_LIBRARY_1(area_sine, asinh)
-VOKRA_OP_LIBRARY_1(area_cosine, acosh)
-VOKRA_OP_LIBRARY_1(area_tangent, atanh)
-VOKRA_OP_LIBRARY_1(exponential, exp)
-VOKRA_OP_LIBRARY_1(exponential2, exp2)
-VOKRA_OP_LIBRARY_1(logarithm, log)
-VOKRA_OP_LIBRARY_1(logarithm2, log2)
-VOKRA_OP_LIBRARY_1(logarithm10, log10)
-VOKRA_OP_LIBRARY_2(hypotenuse, hypot)
-VOKRA_OP_LIBRARY_2(power, pow)
+VOKRA_OP_LIBRARY_1(sine, sin, near_sin)
+VOKRA_OP_LIBRARY_1(cosine, cos, near_cos)
+VOKRA_OP_LIBRARY_1(tangent, tan, near_tan)
+VOKRA_OP_LIBRARY_1(arcsine, asin, no_rule)
+VOKRA_OP_LIBRARY_1(arccosine, acos, no_rule)
+VOKRA_OP_LIBRARY_1(arctangent, atan, no_rule)
+VOKRA_OP_LIBRARY_2(arctangent2, atan2, no_rule)
+VOKRA_OP_LIBRARY_1(hyperbolic_sine, sinh, no_rule)
+VOKRA_OP_LIBRARY_1(hyperbolic_cosine, cosh, no_rule)
+VOKRA_OP_LIBRARY_1(hyperbolic_tangent, tanh, no_rule)
+VOKRA_OP_LIBRARY_1(area_sine, asinh, no_rule)
+VOKRA_OP_LIBRARY_1(area_cosine, acosh, no_rule)
+VOKRA_OP_LIBRARY_1(area_tangent, atanh, no_rule)
+VOKRA_OP_LIBRARY_1(exponential, exp, near_exp)
+VOKRA_OP_LIBRARY_1(exponential2, exp2, near_exp2)
+VOKRA_OP_LIBRARY_1(logarithm, log, near_log)
+VOKRA_OP_LIBRARY_1(logarithm2, log2, near_log2)
+VOKRA_OP_LIBRARY_1(logarithm10, log10, near_log10)
+VOKRA_OP_LIBRARY_2(hypotenuse, hypot, near_hypot)
+VOKRA_OP_LIBRARY_2(power, pow, near_pow)
 #undef VOKRA_OP_LIBRARY_1
 #undef VOKRA_OP_LIBRARY_2
 

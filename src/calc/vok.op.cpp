@@ -12,13 +12,11 @@
 
 zan_class *_vok_op_class;
 
-namespace
-{
+namespace {
 
 // The three matrices of a calculation, locked as long as this lives and restored in
 // reverse order.
-class matrices
-{
+class matrices {
   public:
     explicit matrices(void *const (&objects)[3])
     {

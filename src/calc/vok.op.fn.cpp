@@ -12,30 +12,24 @@
 #include "kernel/isa.h"
 #include "kernel/message.h"
 
-namespace vok::op
-{
+namespace vok::op {
 
 // One path per instruction set, see vok.op.kernels.cpp.
-namespace plain
-{
+namespace plain {
 extern const kernel_table kernels;
 }
 #if defined(__x86_64__)
-namespace v2
-{
+namespace v2 {
 extern const kernel_table kernels;
 }
-namespace v3
-{
+namespace v3 {
 extern const kernel_table kernels;
 }
-namespace v4
-{
+namespace v4 {
 extern const kernel_table kernels;
 }
 #else
-namespace neon
-{
+namespace neon {
 extern const kernel_table kernels;
 }
 #endif
@@ -54,8 +48,7 @@ const kernel_table &kernels()
     }
 }
 
-namespace
-{
+namespace {
 
 constexpr int row_of(std::string_view word)
 {

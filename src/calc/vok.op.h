@@ -5,8 +5,7 @@
 
 #include "calc/vok.op.table.h"
 
-namespace vok::op
-{
+namespace vok::op {
 
 struct row {
     const char *word;

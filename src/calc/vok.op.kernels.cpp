@@ -20,10 +20,8 @@
 #define VOKRA_UNROLL
 #endif
 
-namespace vok::op::VOKRA_ISA
-{
-namespace
-{
+namespace vok::op::VOKRA_ISA {
+namespace {
 
 #include "calc/vok.op.bodies.h"
 
@@ -49,10 +47,54 @@ template <typename T> bool apart(run<T> in, run<T> out, long n)
     return (a == z && in.stride == out.stride) || a_end <= z || z_end <= a;
 }
 
+// ---- functions with a rule for many elements, see vok.op.functions.h ----
+
+// Only where there are lanes of doubles enough to gain by it, measured.
+#if defined(__AVX2__) || defined(__aarch64__)
+template <typename Op, typename T> constexpr bool by_rule = false;
+template <has_rule Op> constexpr bool by_rule<Op, f32> = true;
+#else
+template <typename Op, typename T> constexpr bool by_rule = false;
+#endif
+
+// Calculates a run block by block: `near(i)` is element i in double, `suits(i)` whether that
+// holds, `exactly(i)` the library's value.
+template <typename Near, typename Suits, typename Exactly>
+[[gnu::always_inline]] inline void decided(long n, f64 error, f32 *z, Near near, Suits suits, Exactly exactly)
+{
+    constexpr long block = 128;
+    f32 out[block];
+    u32 open[block];
+    for (long from = 0; from < n; from += block) {
+        const long count = n - from < block ? n - from : block;
+        u32 any = 0;
+        VOKRA_INDEPENDENT
+        for (long i = 0; i < count; i++) {
+            const f64 y = near(from + i), margin = y * error;
+            const f32 below = static_cast<f32>(y - margin), above = static_cast<f32>(y + margin);
+            const u32 undecided = !((below == above) & suits(from + i));
+            out[i] = below;
+            open[i] = undecided;
+            any |= undecided;
+        }
+        for (long i = 0; any && i < count; i++)
+            if (open[i])
+                out[i] = exactly(from + i);
+        __builtin_memcpy(z + from, out, static_cast<u64>(count) * sizeof(f32));
+    }
+}
+
 // ---- one input ----
 
 template <typename Op, typename T> void contiguous(long n, const T *a, T *z)
 {
+    if constexpr (by_rule<Op, T>) {
+        using rule = typename Op::fast;
+        decided(
+            n, rule::error, z, [=](long i) { return rule::near(a[i]); }, [=](long i) { return rule::suits(a[i]); },
+            [=](long i) { return Op::of(a[i]); });
+        return;
+    }
     VOKRA_INDEPENDENT
     for (long i = 0; i < n; i++)
         z[i] = Op::of(a[i]);
@@ -85,6 +127,13 @@ void unary(long n, void *, vok_op_vector_arg *arg_a, vok_op_vector_arg *, vok_op
 
 template <typename Op, typename T> void contiguous(long n, const T *a, const T *b, T *z)
 {
+    if constexpr (by_rule<Op, T>) {
+        using rule = typename Op::fast;
+        decided(
+            n, rule::error, z, [=](long i) { return rule::near(a[i], b[i]); },
+            [=](long i) { return rule::suits(a[i], b[i]); }, [=](long i) { return Op::of(a[i], b[i]); });
+        return;
+    }
     VOKRA_INDEPENDENT
     for (long i = 0; i < n; i++)
         z[i] = Op::of(a[i], b[i]);
@@ -92,6 +141,13 @@ template <typename Op, typename T> void contiguous(long n, const T *a, const T *
 
 template <typename Op, typename T> void constant_a(long n, T a, const T *b, T *z)
 {
+    if constexpr (by_rule<Op, T>) {
+        using rule = typename Op::fast;
+        decided(
+            n, rule::error, z, [=](long i) { return rule::near(a, b[i]); },
+            [=](long i) { return rule::suits(a, b[i]); }, [=](long i) { return Op::of(a, b[i]); });
+        return;
+    }
     VOKRA_INDEPENDENT
     for (long i = 0; i < n; i++)
         z[i] = Op::of(a, b[i]);
@@ -99,6 +155,13 @@ template <typename Op, typename T> void constant_a(long n, T a, const T *b, T *z
 
 template <typename Op, typename T> void constant_b(long n, const T *a, T b, T *z)
 {
+    if constexpr (by_rule<Op, T>) {
+        using rule = typename Op::fast;
+        decided(
+            n, rule::error, z, [=](long i) { return rule::near(a[i], b); },
+            [=](long i) { return rule::suits(a[i], b); }, [=](long i) { return Op::of(a[i], b); });
+        return;
+    }
     VOKRA_INDEPENDENT
     for (long i = 0; i < n; i++)
         z[i] = Op::of(a[i], b);
@@ -181,7 +244,7 @@ template <typename Op, typename T, int inputs, domain d> constexpr vok_op_vector
      function<body, f32, inputs, domain>(), function<body, f64, inputs, domain>()},
 
 #define VOKRA_OP_DEAR(body, word, sign, inputs, domain, help)                                                     \
-    {false, false, calls_library<body>, calls_library<body>},
+    {false, false, calls_library<body> && !by_rule<body, f32>, calls_library<body>},
 
 } // namespace
 

@@ -81,8 +81,7 @@
     X(rounding, "round", "", 1, floats, "the integer nearest to a, halves away from zero")                        \
     X(truncation, "trunc", "", 1, floats, "the integer next to a towards zero")
 
-namespace vok::op
-{
+namespace vok::op {
 
 enum domain { every, integers, floats };
 

@@ -9,8 +9,7 @@
 
 #include "calc/vok.op.h"
 
-namespace
-{
+namespace {
 
 using namespace vok::op;
 
@@ -43,8 +42,7 @@ struct operand {
 // and its own are taken: with four operators on bytes 1.2 ms a frame against 3.6 plane by
 // plane, with two on float32 3.3 against 6.1. Only operators of the table are: a function from elsewhere may
 // not be called for more than it is meant for.
-class interleaved
-{
+class interleaved {
   public:
     // Leaves the rows to the plain way when it can't serve them or wouldn't pay.
     void prepare(vok_op_vector_fn *fns, long planes, long cells, int type, const operand *operands)
@@ -192,8 +190,7 @@ class interleaved
 };
 
 // A calculation over rows: worked out once, walked by recursion on the dimensions.
-class walk
-{
+class walk {
   public:
     walk(vok_op_vector_fn *fns, long dimcount, const long *dim, long planecount, const vok_matrix_info *info1,
          const vok_matrix_info *info2, const vok_matrix_info *info3)
