@@ -7,8 +7,8 @@
 // Included by vok.op.bodies.h. A rule here has `near`, the value in double for the
 // arguments that `suits` tells, and `error`, a bound of its relative error with room to
 // spare. The polynomials interpolate at Chebyshev points (sixty digits, then rounded):
-// theirs are 2^-48 for the exponential, 2^-55 and 2^-51 for sine and cosine, 2^-50 for
-// the logarithm; roundings add some 2^-51 each. Every float32 was tried once on every
+// theirs are 2^-49 for the exponential, 2^-55 and 2^-51 for sine and cosine, 2^-50 for
+// the logarithm, 2^-47 or less for the others; roundings add some 2^-51 each. Every float32 was tried once on every
 // function of one argument.
 
 // A fused multiply-add where the processor has one: it changes the last bits of `near`
@@ -159,7 +159,7 @@ struct angle_parts {
                              -0x1.a01a019e83816p-13, 0x1.1111111110bb2p-7,   -0x1.5555555555555p-3};
         constexpr f64 c[] = {0x1.1c063511f828dp-29,  -0x1.27e0f5440bb64p-22, 0x1.a019fc7ae6b8bp-16,
                              -0x1.6c16c1691d3cep-10, 0x1.5555555554134p-5,   -0x1.ffffffffffffap-2};
-        sine = mul_add(polynomial(r2, s) * r2, r, r);
+        sine = r * mul_add(polynomial(r2, s), r2, 1.0); // -0 for -0
         cosine = mul_add(polynomial(r2, c), r2, 1.0);
     }
     // With the sign of the quarter; `shift` 1 makes it the cosine.
@@ -186,6 +186,126 @@ struct near_tan : near_sin {
     {
         const angle_parts p(x);
         return p.turned(0) / p.turned(1);
+    }
+};
+
+// ---- the arcs ----
+
+constexpr f64 quarter_turn = 0x1.921fb54442d18p0;
+
+inline f64 with_sign_of(f64 magnitude, f64 x)
+{
+    return __builtin_copysign(magnitude, x);
+}
+
+// The arc tangent of 0 to 1, above the tangent of an eighth of a turn's half by way of
+// the difference from it.
+[[gnu::always_inline]] inline f64 arc_tangent(f64 t)
+{
+    const bool far = t > 0.4142135;
+    const f64 x = far ? (t - 1) / (t + 1) : t;
+    const f64 x2 = x * x;
+    constexpr f64 c[] = {-0x1.be2cc8ce4c576p-6, 0x1.a76d9ccd50b61p-5,  -0x1.0c53261904510p-4,
+                         0x1.3a9d957eff92fp-4,  -0x1.74563dc73c71dp-4, 0x1.c71c382822d19p-4,
+                         -0x1.249248aa746dcp-3, 0x1.99999998d16eep-3,  -0x1.55555555553a4p-2};
+    const f64 arc = mul_add(polynomial(x2, c) * x2, x, x);
+    return far ? arc + quarter_turn / 2 : arc;
+}
+
+struct near_atan {
+    static constexpr f64 error = 0x1p-44;
+    static bool suits(f32 x) { return x == x; }
+    static f64 near(f64 x)
+    {
+        const f64 magnitude = __builtin_fabs(x);
+        const bool steep = magnitude > 1;
+        const f64 arc = arc_tangent(steep ? 1 / magnitude : magnitude);
+        return with_sign_of(steep ? quarter_turn - arc : arc, x);
+    }
+};
+
+// Two zeros or two infinities make no quotient and so stay undecided.
+struct near_atan2 {
+    static constexpr f64 error = 0x1p-44;
+    static bool suits(f32 y, f32 x) { return (x == x) & (y == y); }
+    static f64 near(f64 y, f64 x)
+    {
+        const f64 rise = __builtin_fabs(y), run = __builtin_fabs(x);
+        const bool steep = rise > run;
+        const f64 arc = arc_tangent(steep ? run / rise : rise / run);
+        const f64 half = steep ? quarter_turn - arc : arc;
+        return with_sign_of(x < 0 ? 2 * quarter_turn - half : half, y);
+    }
+};
+
+// What both arcs of a sine begin with: the arc of x itself up to a half, above it that
+// of the sine of half the rest.
+struct arc_parts {
+    bool far;
+    f64 arc;
+    [[gnu::always_inline]] explicit arc_parts(f64 magnitude) : far(magnitude > 0.5)
+    {
+        const f64 rest = (1 - magnitude) * 0.5;
+        const f64 x2 = far ? rest : magnitude * magnitude;
+        const f64 x = far ? __builtin_sqrt(rest) : magnitude;
+        constexpr f64 c[] = {0x1.c93aa2ce57e43p-6, -0x1.81539c0ca5b76p-9, 0x1.00d485e718f3ep-6,
+                             0x1.b0243ec02799cp-7, 0x1.1dc2efa158e63p-6,  0x1.6e72146af3e5dp-6,
+                             0x1.f1c81c5a22358p-6, 0x1.6db6d8e712a35p-5,  0x1.33333335a9ce0p-4,
+                             0x1.5555555554f05p-3};
+        arc = mul_add(polynomial(x2, c) * x2, x, x);
+    }
+};
+
+struct near_asin {
+    static constexpr f64 error = 0x1p-44;
+    static bool suits(f32 x) { return (x <= 1) & (x >= -1); }
+    static f64 near(f64 x)
+    {
+        const arc_parts p(__builtin_fabs(x));
+        return with_sign_of(p.far ? quarter_turn - 2 * p.arc : p.arc, x);
+    }
+};
+
+struct near_acos : near_asin {
+    static f64 near(f64 x)
+    {
+        const arc_parts p(__builtin_fabs(x));
+        const f64 far = x < 0 ? 2 * quarter_turn - 2 * p.arc : 2 * p.arc;
+        return p.far ? far : quarter_turn - with_sign_of(p.arc, x);
+    }
+};
+
+// ---- hyperbolic functions, by the exponential of the magnitude ----
+
+struct hyperbolic_parts {
+    f64 sine, cosine; // of the magnitude
+    [[gnu::always_inline]] explicit hyperbolic_parts(f64 magnitude)
+    {
+        const f64 e = near_exp::near(magnitude), inverse = 1 / e;
+        const f64 x2 = magnitude * magnitude;
+        constexpr f64 c[] = {0x1.6638f1af8c5b3p-33, 0x1.ae58e1694efe1p-26, 0x1.71de463a9ecfbp-19,
+                             0x1.a01a0194f14a8p-13, 0x1.1111111114e4ep-7,  0x1.5555555555548p-3};
+        const f64 small = mul_add(polynomial(x2, c) * x2, magnitude, magnitude);
+        sine = magnitude < 1 ? small : 0.5 * (e - inverse); // below 1 the difference would lose bits
+        cosine = 0.5 * (e + inverse);
+    }
+};
+
+struct near_sinh {
+    static constexpr f64 error = 0x1p-44;
+    static bool suits(f32 x) { return x == x; }
+    static f64 near(f64 x) { return with_sign_of(hyperbolic_parts(__builtin_fabs(x)).sine, x); }
+};
+
+struct near_cosh : near_sinh {
+    static f64 near(f64 x) { return hyperbolic_parts(__builtin_fabs(x)).cosine; }
+};
+
+struct near_tanh : near_sinh {
+    static f64 near(f64 x)
+    {
+        const hyperbolic_parts p(__builtin_fabs(x));
+        return with_sign_of(p.sine / p.cosine, x);
     }
 };
 

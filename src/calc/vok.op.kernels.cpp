@@ -65,22 +65,29 @@ template <typename Near, typename Suits, typename Exactly>
     constexpr long block = 128;
     f32 out[block];
     u32 open[block];
+    long outside = 0; // blocks to give to the library whole, after one that was mostly undecided
     for (long from = 0; from < n; from += block) {
         const long count = n - from < block ? n - from : block;
-        u32 any = 0;
+        u32 undecided = 0;
+        if (outside > 0) {
+            outside--;
+            for (long i = from; i < from + count; i++)
+                z[i] = exactly(i);
+            continue;
+        }
         VOKRA_INDEPENDENT
         for (long i = 0; i < count; i++) {
             const f64 y = near(from + i), margin = y * error;
             const f32 below = static_cast<f32>(y - margin), above = static_cast<f32>(y + margin);
-            const u32 undecided = !((below == above) & suits(from + i));
-            out[i] = below;
-            open[i] = undecided;
-            any |= undecided;
+            open[i] = !((below == above) & suits(from + i));
+            out[i] = above; // a negative zero here, where y - margin is a positive one
+            undecided += open[i];
         }
-        for (long i = 0; any && i < count; i++)
+        for (long i = 0; undecided && i < count; i++)
             if (open[i])
                 out[i] = exactly(from + i);
         __builtin_memcpy(z + from, out, static_cast<u64>(count) * sizeof(f32));
+        outside = 2 * undecided > count ? 16 : 0;
     }
 }
 

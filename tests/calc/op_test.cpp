@@ -18,11 +18,9 @@
 #include <zan/objects.h>
 #include <zan/symbols.h>
 
-namespace
-{
+namespace {
 
-class Op : public testing::Test
-{
+class Op : public testing::Test {
   protected:
     void SetUp() override { initialize(); }
 };
