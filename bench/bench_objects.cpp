@@ -5,8 +5,7 @@
 
 #include <zan/zan.h>
 
-namespace
-{
+namespace {
 
 struct thing {
     object header;

@@ -3,8 +3,7 @@
 #include <vokra/kernel.h>
 #include <zan/host.h>
 
-namespace bench
-{
+namespace bench {
 void register_op_words();
 }
 

@@ -7,13 +7,11 @@
 
 #include "kernel/message.h"
 
-namespace vok
-{
+namespace vok {
 
 // Any object that answers as a matrix, reached by message. A null object, or one
 // that isn't a matrix, has null data and a dimcount of 0.
-class matrix_lock
-{
+class matrix_lock {
   public:
     explicit matrix_lock(void *matrix) : matrix_(matrix)
     {
@@ -49,8 +47,7 @@ class matrix_lock
 
 // The same for a matrix whose record is at hand: its own fields stay the info and
 // the data, which are up to date again after the end of the scope.
-class matrix_pin
-{
+class matrix_pin {
   public:
     explicit matrix_pin(vok_matrix *x) : x_(x), save_(vok_matrix_lock(x, 1)) {}
     matrix_pin(const matrix_pin &) = delete;

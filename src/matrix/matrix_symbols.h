@@ -2,8 +2,7 @@
 #pragma once
 #include <zan/symbols.h>
 
-namespace vok
-{
+namespace vok {
 
 #define VOK_MATRIX_SYMBOLS(X)                                                                                     \
     X(getcell)                                                                                                    \

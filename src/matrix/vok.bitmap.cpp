@@ -4,8 +4,7 @@
 
 #include <vokra/memory.h>
 
-namespace
-{
+namespace {
 
 void drop_pixels(vok_bitmap *b)
 {

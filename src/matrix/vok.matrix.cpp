@@ -20,11 +20,9 @@
 float _c2ftab[256];
 double _c2dtab[256];
 
-namespace vok
-{
+namespace vok {
 
-namespace
-{
+namespace {
 
 zan_class *matrix_class;
 matrix_symbol_table symbols;

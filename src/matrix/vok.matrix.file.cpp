@@ -16,8 +16,7 @@
 
 using namespace vok;
 
-namespace
-{
+namespace {
 
 enum { seek_start = 1, seek_here = 3 }; // modes of sysfile_setpos
 

@@ -24,8 +24,7 @@
 
 using namespace vok;
 
-namespace
-{
+namespace {
 
 constexpr long pixel_bytes = 4;
 
@@ -40,8 +39,7 @@ struct surface_destroyer {
 using owned_surface = std::unique_ptr<zan_surface, surface_destroyer>;
 
 // The pixels of a surface, held for reading.
-class surface_pixels
-{
+class surface_pixels {
   public:
     explicit surface_pixels(zan_surface *s)
         : surface_(s), width(zgraphics_image_surface_get_width(s)), height(zgraphics_image_surface_get_height(s))

@@ -6,8 +6,7 @@
 
 using namespace vok;
 
-namespace
-{
+namespace {
 
 template <typename Test> vok_err all_agree(long count, const vok_matrix_info *infos, const Test &test)
 {

@@ -19,8 +19,7 @@
 
 using namespace vok;
 
-namespace
-{
+namespace {
 
 struct object_freer {
     void operator()(void *x) const { vok_object_free(x); }

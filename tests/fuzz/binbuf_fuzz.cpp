@@ -19,10 +19,12 @@ object *receiver()
     static object *made = [] {
         zan_start();
         zan_set_reporter([](void *, long, void *, const char *) {}, nullptr);
-        zan_class *c = class_new("binbuf_fuzz_receiver", nullptr, nullptr, sizeof(object), nullptr, argtype_cant, 0);
+        zan_class *c =
+            class_new("binbuf_fuzz_receiver", nullptr, nullptr, sizeof(object), nullptr, argtype_cant, 0);
         for (const char *name : {"list", "int", "float", "set", "a"})
             class_addmethod(c, reinterpret_cast<zan_method>(take), name, argtype_gimme, 0);
-        class_addmethod(c, reinterpret_cast<zan_method>(take_typed), "t", argtype_long, argtype_float, argtype_sym, 0);
+        class_addmethod(c, reinterpret_cast<zan_method>(take_typed), "t", argtype_long, argtype_float, argtype_sym,
+                        0);
         class_register(gensym("nobox"), c);
         object *x = static_cast<object *>(object_alloc(c));
         gensym("r")->thing = x;
@@ -57,8 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         binbuf_getatoms(copy, &again, &second);
         require(argc == again);
         for (long i = 0; i < argc; i++)
-            require(argv[i].type == second[i].type && (argv[i].type == argtype_float ||
-                                                       memcmp(&argv[i].value, &second[i].value, 8) == 0));
+            require(argv[i].type == second[i].type &&
+                    (argv[i].type == argtype_float || memcmp(&argv[i].value, &second[i].value, 8) == 0));
         freeobject(copy);
         atom arguments[2];
         atom_setsym(&arguments[0], gensym("r"));

@@ -10,12 +10,10 @@
 
 #include "scratch.h"
 
-namespace
-{
+namespace {
 
 // A host file that is closed with its scope.
-class host_file
-{
+class host_file {
   public:
     static host_file create(const std::string &name)
     {
@@ -91,8 +89,7 @@ std::string chunk(const std::string &type, long planes, const std::vector<long> 
     return text + cells;
 }
 
-class Files : public Library
-{
+class Files : public Library {
   protected:
     // A new file each time: writing over one makes the disk wait.
     void make(const std::string &bytes)

@@ -9,8 +9,7 @@
 
 #include "scratch.h"
 
-namespace
-{
+namespace {
 
 struct pixels {
     explicit pixels(zan_surface *s)
@@ -28,8 +27,7 @@ zan_surface *surface_of(vok_matrix *x)
     return reinterpret_cast<zan_surface *>(send_words(x, "get_image_surface"));
 }
 
-class Pictures : public Library
-{
+class Pictures : public Library {
   protected:
     scratch_folder folder_;
 };

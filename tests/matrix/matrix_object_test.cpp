@@ -11,8 +11,7 @@
 
 #include "scratch.h"
 
-namespace
-{
+namespace {
 
 // ---- layout ----
 
@@ -25,9 +24,7 @@ struct layout_row {
     long size;
 };
 
-class Layout : public LibraryTable<layout_row>
-{
-};
+class Layout : public LibraryTable<layout_row> {};
 
 TEST_P(Layout, strides_and_size)
 {
@@ -396,9 +393,7 @@ struct typed_row {
     std::vector<long> dims;
 };
 
-class TypedNew : public LibraryTable<typed_row>
-{
-};
+class TypedNew : public LibraryTable<typed_row> {};
 
 TEST_P(TypedNew, reads_planecount_type_dims)
 {

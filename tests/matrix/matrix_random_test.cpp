@@ -10,8 +10,7 @@
 
 #include "scratch.h"
 
-namespace
-{
+namespace {
 
 std::mt19937 dice(20260117);
 
