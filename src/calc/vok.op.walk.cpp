@@ -231,7 +231,8 @@ class walk {
         for (operand &each : operands_)
             each.stride = each.planes = 1;
         packed_ = 1;
-        while (packed_ < dims_ && follows(packed_))
+        // a function from elsewhere is promised a call a row
+        while (packed_ < dims_ && follows(packed_) && (packed_ > 1 || cost_of(fns_[0], type_) != cost::unknown))
             n_ *= dim_[packed_++];
     }
 

@@ -1,5 +1,6 @@
 // vok_op: the walk over rows, planes and dimensions against the same walk said cell
 // by cell, and the class as its users meet it.
+#include <array>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
@@ -422,6 +423,37 @@ TEST_F(Op, the_walk_reaches_every_cell_once)
                               z.data());
         ASSERT_EQ(std::memcmp(z.block.data(), expected.block.data(), z.block.size()), 0) << "round " << round;
     }
+}
+
+// What a function from another module is called with: the runs as they are told.
+std::vector<std::array<long, 4>> recorded_calls; // n and the three strides
+void record(long n, void *, vok_op_vector_arg *a, vok_op_vector_arg *b, vok_op_vector_arg *z)
+{
+    recorded_calls.push_back({n, a->stride, b->stride, z->stride});
+}
+void record_too(long n, void *fns, vok_op_vector_arg *a, vok_op_vector_arg *b, vok_op_vector_arg *z)
+{
+    record(n, fns, a, b, z);
+}
+
+TEST_F(Op, other_modules_functions_are_called_a_row_or_a_plane)
+{
+    cells four(_vok_sym_char, 4, {40, 3}), one(_vok_sym_char, 1, {40, 3}), cell(_vok_sym_char, 4, {1, 3});
+    vok_op_vector_fn fns[32];
+    long dim[32] = {40, 3};
+    const auto run = [&](cells &a, cells &b) {
+        recorded_calls.clear();
+        vok_op_calculate_ndim(fns, 2, dim, 4, &a.info, &a.at<uint8_t>(0), &b.info, &b.at<uint8_t>(0), &four.info,
+                              &four.at<uint8_t>(0));
+        return recorded_calls;
+    };
+    using calls = std::vector<std::array<long, 4>>;
+    std::fill(std::begin(fns), std::end(fns), record);
+    EXPECT_EQ(run(four, four), calls(3, {160, 1, 1, 1}));
+    EXPECT_EQ(run(four, one), calls(12, {40, 4, 1, 4}));
+    EXPECT_EQ(run(cell, four), calls(12, {40, 0, 4, 4}));
+    fns[2] = record_too;
+    EXPECT_EQ(run(four, four), calls(12, {40, 4, 4, 4}));
 }
 
 TEST_F(Op, the_walk_takes_odd_arguments)
