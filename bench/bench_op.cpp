@@ -21,13 +21,11 @@
 
 #include "limits.h"
 
-namespace bench
-{
+namespace bench {
 void register_op_words();
 }
 
-namespace
-{
+namespace {
 
 using object_ptr = std::unique_ptr<void, decltype([](void *x) { vok_object_free(x); })>;
 

@@ -12,8 +12,7 @@
 #include <vokra/numerics.h>
 #include <zan/symbols.h>
 
-namespace
-{
+namespace {
 
 constexpr double inf = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
