@@ -23,8 +23,9 @@ struct holder {
     X("char", as_char)                                                                                            \
     X("long", as_long)                                                                                            \
     X("atom_long", as_long)                                                                                       \
-    X("float32", as_float32) X("float64", as_float64) X("symbol", as_symbol) X("object", as_object)               \
-        X("pointer", as_object) X("atom", as_atom)
+    X("float32", as_float32)                                                                                      \
+    X("float64", as_float64)                                                                                      \
+    X("symbol", as_symbol) X("object", as_object) X("pointer", as_object) X("atom", as_atom)
 
 struct type_row {
     const char *type;
