@@ -84,16 +84,15 @@ zan_word clear(atomarray *array)
 
 void zan::init_atomarray_class()
 {
-    const auto method = [](auto *fn) { return reinterpret_cast<zan_method>(fn); };
-    zan_class *c =
-        class_new("atomarray", method(&create), method(&destroy), sizeof(atomarray), nullptr, argtype_cant, 0);
-    class_addmethod(c, method(&getvalueof), "getvalueof", argtype_cant, 0);
-    class_addmethod(c, method(&set_atoms), "setvalueof", argtype_cant, 0);
-    class_addmethod(c, method(&atomarray_getsize), "getsize", argtype_cant, 0);
-    class_addmethod(c, method(&atomarray_getatoms), "getatoms", argtype_cant, 0);
-    class_addmethod(c, method(&clear), "clear", argtype_cant, 0);
-    class_addmethod(c, method(&copy_of), "object_clone", argtype_cant, 0);
-    class_addtypedwrapper(c, method(&create_typed), "new", argtype_gimme, 0);
+    zan_class *c = class_new("atomarray", zan::erase(&create), zan::erase(&destroy), sizeof(atomarray), nullptr,
+                             argtype_cant, 0);
+    class_addmethod(c, zan::erase(&getvalueof), "getvalueof", argtype_cant, 0);
+    class_addmethod(c, zan::erase(&set_atoms), "setvalueof", argtype_cant, 0);
+    class_addmethod(c, zan::erase(&atomarray_getsize), "getsize", argtype_cant, 0);
+    class_addmethod(c, zan::erase(&atomarray_getatoms), "getatoms", argtype_cant, 0);
+    class_addmethod(c, zan::erase(&clear), "clear", argtype_cant, 0);
+    class_addmethod(c, zan::erase(&copy_of), "object_clone", argtype_cant, 0);
+    class_addtypedwrapper(c, zan::erase(&create_typed), "new", argtype_gimme, 0);
     class_register(nobox(), c);
     array_class = c;
 }

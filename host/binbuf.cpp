@@ -305,14 +305,13 @@ zan_word clear(binbuf *b)
 
 void zan::init_binbuf_class()
 {
-    const auto method = [](auto *fn) { return reinterpret_cast<zan_method>(fn); };
-    zan_class *c =
-        class_new("binbuf", method(&binbuf_new), method(&destroy), sizeof(binbuf), nullptr, argtype_cant, 0);
-    class_addmethod(c, method(&binbuf_read), "read", argtype_cant, 0);
-    class_addmethod(c, method(&binbuf_settext), "settext", argtype_cant, 0);
-    class_addmethod(c, method(&binbuf_eval), "eval", argtype_cant, 0);
-    class_addmethod(c, method(&binbuf_getatoms), "getatoms", argtype_cant, 0);
-    class_addmethod(c, method(&clear), "clear", argtype_cant, 0);
+    zan_class *c = class_new("binbuf", zan::erase(&binbuf_new), zan::erase(&destroy), sizeof(binbuf), nullptr,
+                             argtype_cant, 0);
+    class_addmethod(c, zan::erase(&binbuf_read), "read", argtype_cant, 0);
+    class_addmethod(c, zan::erase(&binbuf_settext), "settext", argtype_cant, 0);
+    class_addmethod(c, zan::erase(&binbuf_eval), "eval", argtype_cant, 0);
+    class_addmethod(c, zan::erase(&binbuf_getatoms), "getatoms", argtype_cant, 0);
+    class_addmethod(c, zan::erase(&clear), "clear", argtype_cant, 0);
     class_register(nobox(), c);
     binbuf_class = c;
 }

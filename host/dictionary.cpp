@@ -118,31 +118,30 @@ long deleteentry(dictionary *d, symbol *key)
 
 void zan::init_dictionary_class()
 {
-    const auto method = [](auto *fn) { return reinterpret_cast<zan_method>(fn); };
     name_atomarray = gensym("atomarray");
-    entry_class =
-        class_new("dictionary_entry", nullptr, method(&entry_destroy), sizeof(entry), nullptr, argtype_cant, 0);
+    entry_class = class_new("dictionary_entry", nullptr, zan::erase(&entry_destroy), sizeof(entry), nullptr,
+                            argtype_cant, 0);
     class_register(nobox(), entry_class);
 
-    zan_class *c = class_new("dictionary", method(&dictionary_new), method(&destroy), sizeof(dictionary), nullptr,
-                             argtype_cant, 0);
+    zan_class *c = class_new("dictionary", zan::erase(&dictionary_new), zan::erase(&destroy), sizeof(dictionary),
+                             nullptr, argtype_cant, 0);
     const struct {
         const char *name;
         zan_method function;
     } rows[] = {
-        {"appendlong", method(&dictionary_appendlong)},
-        {"appendsym", method(&dictionary_appendsym)},
-        {"appendatoms", method(&dictionary_appendatoms)},
-        {"appenddictionary", method(&dictionary_appenddictionary)},
-        {"getlong", method(&dictionary_getlong)},
-        {"getatoms", method(&dictionary_getatoms)},
-        {"getatomarray", method(&dictionary_getatomarray)},
-        {"getdictionary", method(&dictionary_getdictionary)},
-        {"getkeys", method(&dictionary_getkeys)},
-        {"getentry", method(&dictionary_getentry)},
-        {"hasentry", method(&dictionary_hasentry)},
-        {"deleteentry", method(&deleteentry)},
-        {"clear", method(&clear)},
+        {"appendlong", zan::erase(&dictionary_appendlong)},
+        {"appendsym", zan::erase(&dictionary_appendsym)},
+        {"appendatoms", zan::erase(&dictionary_appendatoms)},
+        {"appenddictionary", zan::erase(&dictionary_appenddictionary)},
+        {"getlong", zan::erase(&dictionary_getlong)},
+        {"getatoms", zan::erase(&dictionary_getatoms)},
+        {"getatomarray", zan::erase(&dictionary_getatomarray)},
+        {"getdictionary", zan::erase(&dictionary_getdictionary)},
+        {"getkeys", zan::erase(&dictionary_getkeys)},
+        {"getentry", zan::erase(&dictionary_getentry)},
+        {"hasentry", zan::erase(&dictionary_hasentry)},
+        {"deleteentry", zan::erase(&deleteentry)},
+        {"clear", zan::erase(&clear)},
     };
     for (const auto &row : rows)
         class_addmethod(c, row.function, row.name, argtype_cant, 0);

@@ -112,6 +112,12 @@ bool encode_jpeg(const zan_surface &s, FILE *stream, std::string &why);
 // A resolution to a hundredth, which is finer than any file keeps; 72 for nonsense.
 double tidy_dpi(double dpi);
 
+// A function as the untyped pointer that class_new and class_addmethod take.
+template <class F> inline zan_method erase(F *fn)
+{
+    return reinterpret_cast<zan_method>(fn);
+}
+
 } // namespace zan
 
 typedef struct _cairo_surface cairo_surface_t;

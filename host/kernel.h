@@ -148,10 +148,6 @@ template <class F> inline F as(zan_method fn)
 {
     return reinterpret_cast<F>(fn);
 }
-template <class F> inline zan_method erase(F *fn)
-{
-    return reinterpret_cast<zan_method>(fn);
-}
 
 using word8_method = zan_word (*)(void *, zan_word, zan_word, zan_word, zan_word, zan_word, zan_word, zan_word,
                                   zan_word);

@@ -47,10 +47,6 @@ struct message_row {
     zan_method fn;
     int tag;
 };
-template <class Fn> zan_method method(Fn *fn)
-{
-    return reinterpret_cast<zan_method>(fn);
-}
 
 struct attribute_row {
     const char *name;
@@ -72,15 +68,15 @@ namespace zan {
 void init_receiver()
 {
     const message_row messages[] = {
-        {"showmenubar", method(set_to<&receiver::menubar, 1>), argtype_nothing},
-        {"hidemenubar", method(set_to<&receiver::menubar, 0>), argtype_nothing},
-        {"showcursor", method(set_to<&receiver::cursor, 1>), argtype_nothing},
-        {"hidecursor", method(set_to<&receiver::cursor, 0>), argtype_nothing},
-        {"setpollthrottle", method(set_positive<&receiver::pollthrottle>), argtype_long},
-        {"setqueuethrottle", method(set_positive<&receiver::queuethrottle>), argtype_long},
-        {"launchbrowser", method(set_page), argtype_gimme},
-        {"html_ref", method(set_page), argtype_gimme},
-        {"openfilefront", method(nothing), argtype_gimme},
+        {"showmenubar", zan::erase(set_to<&receiver::menubar, 1>), argtype_nothing},
+        {"hidemenubar", zan::erase(set_to<&receiver::menubar, 0>), argtype_nothing},
+        {"showcursor", zan::erase(set_to<&receiver::cursor, 1>), argtype_nothing},
+        {"hidecursor", zan::erase(set_to<&receiver::cursor, 0>), argtype_nothing},
+        {"setpollthrottle", zan::erase(set_positive<&receiver::pollthrottle>), argtype_long},
+        {"setqueuethrottle", zan::erase(set_positive<&receiver::queuethrottle>), argtype_long},
+        {"launchbrowser", zan::erase(set_page), argtype_gimme},
+        {"html_ref", zan::erase(set_page), argtype_gimme},
+        {"openfilefront", zan::erase(nothing), argtype_gimme},
     };
     zan_class *c = class_new("zan", nullptr, nullptr, sizeof(receiver), nullptr, 0);
     for (const message_row &row : messages)

@@ -28,6 +28,7 @@ ZAN_EXPORT long zgraphics_image_surface_get_height(zan_surface *s);
 /* The horizontal resolution the file told, in dots an inch, to a hundredth; 72 where
  * it told none (or only the shape of a pixel) and for any other surface. */
 ZAN_EXPORT double zgraphics_image_surface_get_dpi(zan_surface *s);
+/* What a file written from the surface tells; 0 and below changes nothing. */
 ZAN_EXPORT void zgraphics_image_surface_set_dpi(zan_surface *s, double dpi);
 /* The first byte of pixel (x, y), bytes to the next row, bytes a pixel; null when
  * the area isn't inside. Unlock with the pointer. */
