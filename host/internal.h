@@ -40,6 +40,21 @@ void queue_forget(object *x);
 // Called while state_has_cords is set, behind the free function: that one may have
 // freed proxies and outlets itself.
 void cords_forget(object *x);
+// The place of the innermost box that handles a message on this thread, or that was at
+// work when the function which runs now was queued; or null (outlets.cpp).
+const zan_place *place_at_work();
+// While one lives, a function runs that was queued from `place` (outlets.cpp).
+class queued_work {
+  public:
+    explicit queued_work(const zan_place *place);
+    ~queued_work();
+    queued_work(const queued_work &) = delete;
+    queued_work &operator=(const queued_work &) = delete;
+
+  private:
+    void *top_;
+    const zan_place *from_;
+};
 // The registered main thread is calling, or none has been named yet (queue.cpp).
 bool on_main_thread();
 

@@ -126,7 +126,8 @@ struct side_record {
     std::atomic<void *> own_attributes{nullptr}; // hashtab of attributes, also in the obex
     std::mutex lock;                             // guards obex
     pod_array<keyed_word> obex;
-    name_entry *registration = nullptr; // guarded by the registry's lock
+    std::atomic<const zan_place *> place{nullptr}; // of a box: where it was written
+    name_entry *registration = nullptr;            // guarded by the registry's lock
     pod_array<name_entry *> subjects;   // the names it is a client of; the same lock
 };
 

@@ -114,6 +114,7 @@ struct travel {
     delivery *top = nullptr;
     int depth = 0;
     bool overflowed = false; // the limit was met: drop everything until all have returned
+    const zan_place *from = nullptr; // where the queued function that runs now comes from
 };
 // the initial-exec model costs one instruction where a call would be; the record is small
 __attribute__((tls_model("initial-exec"))) thread_local travel here;
@@ -473,6 +474,28 @@ void init_outlet_classes()
     s.outlet_class = make_class("outlet", outlet_release, sizeof(outlet_object));
     outlet_methods = s.outlet_class->methods;
     s.proxy_class = make_class("proxy", proxy_release, sizeof(proxy_object));
+}
+
+const zan_place *place_at_work()
+{
+    for (const delivery *d = here.top; d; d = d->outer)
+        if (looks_live(d->box)) // it may be freed by what it handles
+            if (const side_record *side = side_of(d->box))
+                if (const zan_place *place = side->place.load(std::memory_order_acquire))
+                    return place;
+    return here.from;
+}
+
+queued_work::queued_work(const zan_place *place) : top_(here.top), from_(here.from)
+{
+    here.top = nullptr;
+    here.from = place;
+}
+
+queued_work::~queued_work()
+{
+    here.top = static_cast<delivery *>(top_);
+    here.from = from_;
 }
 
 void cords_forget(object *x)

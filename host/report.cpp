@@ -1,11 +1,15 @@
 // Posts, warnings and errors: one at a time, from any thread, to the embedder's
-// reporter or, by default, as lines on standard error.
+// reporter or, by default, as lines on standard error. Equal ones can be merged.
 #include "internal.h"
 
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <mutex>
+#include <string>
+#include <tuple>
+#include <vector>
 
 namespace {
 
@@ -15,17 +19,64 @@ std::mutex lock; // held while a reporter runs; constant-initialised and never d
 zan_reporter reporter = nullptr;
 void *reporter_data = nullptr;
 thread_local bool reporting; // this thread is inside the reporter
+thread_local const zan_place *reported_place;
 
-void write_line(void *x, const char *text)
+// Warnings and errors that came while equal ones are merged, and how often again.
+constexpr size_t most_merged = 1000;
+using report_key = std::tuple<long, const zan_place *, const symbol *, std::string>; // kind, place, class, text
+struct repeats {
+    size_t serial; // in order of their first coming
+    long more;
+};
+bool merging = false;
+std::map<report_key, repeats> &merged()
 {
-    const symbol *name = x ? object_classname(x) : nullptr;
-    // one call a line, so that lines of several threads and processes don't mix
+    static auto &all = *new std::map<report_key, repeats>;
+    return all;
+}
+
+// One call a line, so that lines of several threads and processes don't mix.
+void write_line(const zan_place *place, const symbol *classname, const char *text)
+{
+    const size_t length = classname ? std::strlen(classname->name) : 0;
     // a text that begins with the class's name already keeps it as it is
-    const size_t length = name ? std::strlen(name->name) : 0;
-    if (name && !(std::strncmp(text, name->name, length) == 0 && text[length] == ':'))
-        std::fprintf(stderr, "%s: %s\n", name->name, text);
-    else
-        std::fprintf(stderr, "%s\n", text);
+    const bool named = classname && std::strncmp(text, classname->name, length) == 0 && text[length] == ':';
+    std::string line(size_t(zan_place_text(place, nullptr, 0)), 0);
+    zan_place_text(place, line.data(), long(line.size()) + 1);
+    if (!line.empty())
+        line += ": ";
+    if (classname && !named && !(place && place->classname == classname))
+        line += std::string(classname->name) + ": ";
+    std::fprintf(stderr, "%s%s\n", line.c_str(), text);
+}
+
+// With the lock held.
+void tell(long kind, void *x, const zan_place *place, const symbol *classname, const char *text)
+{
+    if (!reporter) {
+        write_line(place, classname, text);
+        return;
+    }
+    reporting = true;
+    reported_place = place;
+    reporter(reporter_data, kind, x, text);
+    reported_place = nullptr;
+    reporting = false;
+}
+
+void tell_merged()
+{
+    std::map<report_key, repeats> all;
+    all.swap(merged());
+    std::vector<const std::pair<const report_key, repeats> *> in_order(all.size());
+    for (const auto &one : all)
+        in_order[one.second.serial] = &one;
+    for (const auto *one : in_order)
+        if (one->second.more > 0) {
+            const auto &[kind, place, classname, text] = one->first;
+            const std::string more = " (... and " + std::to_string(one->second.more) + " more)";
+            tell(kind, nullptr, place, classname, (text + more).c_str());
+        }
 }
 
 // The length without a character that the limit has cut apart.
@@ -54,18 +105,26 @@ void report(long kind, void *x, const char *format, va_list list)
         length--;
     text[length] = 0;
     void *source = zan::looks_live(x) ? x : nullptr;
+    const symbol *classname = source ? object_classname(source) : nullptr;
+    const zan_place *place = source ? zan_place_of(source) : nullptr;
+    if (!place)
+        place = zan::place_at_work();
     if (reporting) { // the reporter's own reports: never back into it
-        write_line(source, text);
+        write_line(place, classname, text);
         return;
     }
     const std::lock_guard held(lock);
-    if (!reporter) {
-        write_line(source, text);
-        return;
+    if (merging && (kind == zan_report_warning || kind == zan_report_error)) {
+        if (merged().size() >= most_merged)
+            tell_merged();
+        const auto [at, fresh] =
+            merged().try_emplace({kind, place, classname, text}, repeats{merged().size(), 0});
+        if (!fresh) {
+            at->second.more++;
+            return;
+        }
     }
-    reporting = true;
-    reporter(reporter_data, kind, source, text);
-    reporting = false;
+    tell(kind, source, place, classname, text);
 }
 
 } // namespace
@@ -110,6 +169,20 @@ void zan_set_reporter(zan_reporter fn, void *data)
         held.lock();
     reporter = fn;
     reporter_data = fn ? data : nullptr;
+}
+
+const zan_place *zan_report_place(void)
+{
+    return reported_place;
+}
+
+void zan_merge_reports(long on)
+{
+    if (reporting)
+        return;
+    const std::lock_guard held(lock);
+    tell_merged();
+    merging = on != 0;
 }
 
 } // extern "C"

@@ -41,6 +41,34 @@ enum { zan_report_post = 0, zan_report_warning = 1, zan_report_error = 2, zan_re
  * reporter is out of use when this returns. */
 typedef void (*zan_reporter)(void *data, long kind, void *object, const char *text);
 ZAN_EXPORT void zan_set_reporter(zan_reporter fn, void *data);
+
+/* Where a box stands, as a person wrote it. Any word may be null and the line 0.
+ * Places are kept once and for ever, as symbols are. */
+typedef struct zan_place {
+    symbol *file;
+    long line;         /* from 1 */
+    symbol *box;       /* its name in the patch */
+    symbol *classname; /* of the box */
+} zan_place;
+/* Tells a box its name (the answer of zbox_get_id) and the line that made it. Host
+ * error number. Before messages reach the box, or on the thread that sends them. */
+ZAN_EXPORT long zan_set_box_place(void *box, symbol *id, symbol *file, long line);
+/* The place of x, or of the box that it belongs to ("#B", "zanwrapper" in its obex);
+ * null when none is known. Any thread. */
+ZAN_EXPORT const zan_place *zan_place_of(void *x);
+/* Inside a reporter: the place that the report is about. That is the place of its
+ * object; failing that, of the innermost box that handles a message on this thread; in
+ * a deferred call, a qelem's or a clock's function, of the box that was at work when
+ * it was queued or set. Null when there is none, or outside of a reporter. */
+ZAN_EXPORT const zan_place *zan_report_place(void);
+/* "FILE:LINE: BOX (CLASS)" without what isn't known, cut at `size` bytes with the NUL;
+ * the length it would have. Null gives the empty text. */
+ZAN_EXPORT long zan_place_text(const zan_place *place, char *text, long size);
+/* From now on (1) a warning or error that equals an earlier one of the same place is
+ * counted instead of told; how often it came is told once, with "(... and N more)" at
+ * its end, when this is called again (1 goes on counting from 0, 0 tells each report
+ * again), or when 1000 different ones have come. */
+ZAN_EXPORT void zan_merge_reports(long on);
 /* What the next dialogs answer: a full name, or null for cancelled. */
 ZAN_EXPORT void zan_set_dialog_answer(const char *fullname);
 
