@@ -128,7 +128,7 @@ struct side_record {
     pod_array<keyed_word> obex;
     std::atomic<const zan_place *> place{nullptr}; // of a box: where it was written
     name_entry *registration = nullptr;            // guarded by the registry's lock
-    pod_array<name_entry *> subjects;   // the names it is a client of; the same lock
+    pod_array<name_entry *> subjects;              // the names it is a client of; the same lock
 };
 
 // Bits of object::state that are the kernel's own (the others: state_bits).

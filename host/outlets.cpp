@@ -113,7 +113,7 @@ struct delivery {
 struct travel {
     delivery *top = nullptr;
     int depth = 0;
-    bool overflowed = false; // the limit was met: drop everything until all have returned
+    bool overflowed = false;         // the limit was met: drop everything until all have returned
     const zan_place *from = nullptr; // where the queued function that runs now comes from
 };
 // the initial-exec model costs one instruction where a call would be; the record is small

@@ -117,8 +117,7 @@ void report(long kind, void *x, const char *format, va_list list)
     if (merging && (kind == zan_report_warning || kind == zan_report_error)) {
         if (merged().size() >= most_merged)
             tell_merged();
-        const auto [at, fresh] =
-            merged().try_emplace({kind, place, classname, text}, repeats{merged().size(), 0});
+        const auto [at, fresh] = merged().try_emplace({kind, place, classname, text}, repeats{merged().size(), 0});
         if (!fresh) {
             at->second.more++;
             return;
