@@ -4,6 +4,7 @@
 
 #include <vokra/attributes.h>
 #include <vokra/base.h>
+#include <vokra/box.h>
 #include <vokra/commonsyms.h>
 #include <vokra/kernel.h>
 #include <vokra/matrix.h>
