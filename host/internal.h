@@ -74,6 +74,8 @@ inline void mark_state(object *x, intptr_t bit)
 }
 // Loads NAME.so along the search path (modules.cpp); true when a module was loaded.
 bool load_module_for(symbol *classname);
+// Loads the modules in the folders "packs" of the search path that weren't tried yet (modules.cpp).
+void load_packs();
 
 symbol *nobox(); // the namespace "nobox"
 

@@ -1,12 +1,15 @@
-// Loading of separately built modules, by file or by the name of a box class that a
-// patch asks for: NAME.so along the search path.
+// Loading of separately built modules, by file, by the name of a box class that a patch
+// asks for (NAME.so along the search path), or all that lie in a folder of packs.
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <mutex>
 #include <set>
 #include <string>
+#include <vector>
 
 #include <zan/files.h>
 #include <zan/module.h>
@@ -77,4 +80,21 @@ bool zan::load_module_for(symbol *classname)
     if (locatefile_extended(name, &path, &type, nullptr, 0) || path_topathname(path, name, full))
         return false;
     return zan_load_module(full) == zan_err_none;
+}
+
+void zan::load_packs()
+{
+    static std::set<std::string> tried; // one that can't be loaded says so once
+    char folder[ZAN_NAME_SIZE];
+    for (long i = 0; !path_getsearchpath(i, folder); i++) {
+        std::error_code none;
+        std::vector<std::string> files;
+        for (const auto &entry : std::filesystem::directory_iterator(std::string(folder) + "/packs", none))
+            if (entry.path().extension() == ".so")
+                files.push_back(entry.path().string());
+        std::sort(files.begin(), files.end()); // the order of a folder is nobody's choice
+        for (const std::string &file : files)
+            if (tried.insert(file).second)
+                zan_load_module(file.c_str());
+    }
 }

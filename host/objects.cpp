@@ -102,9 +102,7 @@ void *newinstance(symbol *name, long argc, atom *argv)
 {
     if (!name)
         return nullptr;
-    if (!class_findbyname(ks().box, name))
-        load_module_for(name);
-    return object_new_typed(ks().box, name, argc, argv);
+    return zan_box_class(name) ? object_new_typed(ks().box, name, argc, argv) : nullptr;
 }
 
 long object_free(void *x)

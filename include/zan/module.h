@@ -28,6 +28,31 @@ typedef struct zan_module {
     ZAN_MODULE_LINKAGE __attribute__((visibility("default"))) const zan_module zan_module_record;                 \
     const zan_module zan_module_record = {ZAN_MODULE_INTERFACE, sizeof(zan_word), name, init}
 
+/* A finder makes box classes on demand, for a module that offers a whole family of them:
+ * what a patch never asks for is never made. `find` makes the class of that name and
+ * registers it in namespace "box", or gives null for a name that isn't its own. `list`
+ * tells every name that `find` would serve, made or not. Both are called by one thread
+ * at a time. */
+typedef struct zan_class_finder {
+    zan_class *(*find)(symbol *name);
+    void (*list)(void (*tell)(void *data, symbol *name), void *data);
+} zan_class_finder;
+/* The record must stay where it is. Finders are asked in the order of their adding. */
+ZAN_EXPORT long zan_add_class_finder(const zan_class_finder *finder);
+
+/* The class of a box by the name that a patch writes, or null. In this order: a class of
+ * namespace "box"; the same after the packs were loaded (modules in a folder "packs" of
+ * a search folder; each is tried once); what a finder makes; the module NAME.so along the
+ * search path. So a file that happens to lie about changes no box that is known. */
+ZAN_EXPORT zan_class *zan_box_class(symbol *name);
+/* Every name that zan_box_class knows without looking for a file of that name, sorted:
+ * the caller frees *names with sysmem_freeptr. Host error number. */
+ZAN_EXPORT long zan_box_names(long *count, symbol ***names);
+/* One sentence that says what a box of this class does, for a person who looks for one.
+ * Kept under "digest" in the class's extra words; null when nobody set it. */
+ZAN_EXPORT symbol *zan_class_digest(zan_class *c);
+ZAN_EXPORT long zan_class_setdigest(zan_class *c, const char *sentence);
+
 /* Loads a module by its file name and runs its init, once a file: loading it again
  * gives 0 at once. Main thread. An error says why in the loader's own words. */
 ZAN_EXPORT long zan_load_module(const char *filename);
