@@ -76,8 +76,8 @@ long zan_box_names(long *count, symbol ***names)
         all.assign(registered, registered + known);
     sysmem_freeptr(registered);
     for (size_t i = 0; i < finders().size(); i++)
-        finders()[i]->list([](void *to, symbol *name) { static_cast<std::vector<symbol *> *>(to)->push_back(name); },
-                           &all);
+        finders()[i]->list(
+            [](void *to, symbol *name) { static_cast<std::vector<symbol *> *>(to)->push_back(name); }, &all);
     symbolarray_sort(all.data(), long(all.size()));
     all.erase(std::unique(all.begin(), all.end()), all.end());
     *count = long(all.size());
