@@ -6,6 +6,7 @@
 #include <vokra/base.h>
 #include <vokra/box.h>
 #include <vokra/commonsyms.h>
+#include <vokra/functor.h>
 #include <vokra/kernel.h>
 #include <vokra/matrix.h>
 #include <vokra/matrix_copy.h>

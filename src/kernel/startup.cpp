@@ -7,6 +7,7 @@
 
 #include <vokra/attributes.h>
 #include <vokra/commonsyms.h>
+#include <vokra/functor.h>
 #include <vokra/kernel.h>
 #include <vokra/matrix.h>
 #include <vokra/memory.h>
@@ -86,6 +87,7 @@ constexpr step steps[] = {
     {"thread pool", vok_parallel_utils_init},
     {"vok_op", vok_op_init},
     {"vok_tree", vok_tree_init},
+    {"functors", vok_functor_init},
     {"OpenGL", take_over_gl},
 };
 
