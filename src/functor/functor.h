@@ -436,7 +436,7 @@ vok_err add(const char *name, const char *category, const char *short_name, func
 
 // The exported functions of the class whose record is vok_functor_<category>_<name>.
 #define VOKRA_FUNCTOR(category, name, text)                                                                       \
-    int32_t vok_functor_##category##_##name##_eval_fixed(void *x, long dimcount, const int32_t *values)             \
+    int32_t vok_functor_##category##_##name##_eval_fixed(void *x, long dimcount, const int32_t *values)           \
     {                                                                                                             \
         return vok::functor::eval<vok_functor_##category##_##name>(x, dimcount, values);                          \
     }                                                                                                             \
@@ -464,9 +464,8 @@ vok_err add(const char *name, const char *category, const char *short_name, func
             {"evalfloat64", vok::fn<vok_functor_##category##_##name##_eval_float64>, {argtype_cant}},             \
         };                                                                                                        \
         return vok::functor::add<vok_functor_##category##_##name>(                                                \
-            "vok_functor_" #category "_" #name, #category, text,                                                  \
-            vok::fn<vok_functor_##category##_##name##_new>, vok::fn<vok_functor_##category##_##name##_free>,      \
-            eval_messages);                                                                                       \
+            "vok_functor_" #category "_" #name, #category, text, vok::fn<vok_functor_##category##_##name##_new>,  \
+            vok::fn<vok_functor_##category##_##name##_free>, eval_messages);                                      \
     }
 
 } // namespace vok::functor

@@ -234,7 +234,7 @@ vok_err vok_functor_combined_dynarray_init(vok_functor_combined_dynarray *array,
         return slot != nullptr;
     };
     return allocate(array->fixed) && allocate(array->float32) && allocate(array->float64) ? VOK_ERR_NONE
-                                                                                           : VOK_ERR_INVP;
+                                                                                          : VOK_ERR_INVP;
 }
 
 vok_err vok_functor_combined_dynarray_destroy(vok_functor_combined_dynarray *array)
@@ -255,9 +255,8 @@ vok_err vok_functor_eval_typed(void *x, symbol *, long argc, atom *argv, atom *r
     for (long i = 0; i < count; i++)
         values[i] = static_cast<float>(atom_getfloat(argv + i));
     const zan_method eval = vok_object_getmethod(x, sym_evalfloat32);
-    const double result = eval == missing_method(x)
-                              ? 0
-                              : reinterpret_cast<vok_functor_eval_float32_fn>(eval)(x, count, values);
+    const double result =
+        eval == missing_method(x) ? 0 : reinterpret_cast<vok_functor_eval_float32_fn>(eval)(x, count, values);
     if (rv)
         atom_setfloat(rv, result);
     return VOK_ERR_NONE;

@@ -31,8 +31,7 @@ struct vok_functor_distance_euclidean_squared {
     }
 };
 
-struct vok_functor_distance_squared : vok_functor_distance_euclidean_squared {
-};
+struct vok_functor_distance_squared : vok_functor_distance_euclidean_squared {};
 
 struct vok_functor_distance_euclidean {
     object header;
@@ -78,8 +77,7 @@ struct vok_functor_distance_manhattan_radial {
     }
 };
 
-struct vok_functor_distance_radial : vok_functor_distance_manhattan_radial {
-};
+struct vok_functor_distance_radial : vok_functor_distance_manhattan_radial {};
 
 struct vok_functor_distance_superquadratic {
     object header;
