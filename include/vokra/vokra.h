@@ -13,8 +13,10 @@
 #include <vokra/matrix_file.h>
 #include <vokra/matrix_image.h>
 #include <vokra/matrix_info.h>
+#include <vokra/matrix_wrapper.h>
 #include <vokra/memory.h>
 #include <vokra/mop.h>
+#include <vokra/mop_box.h>
 #include <vokra/numerics.h>
 #include <vokra/op.h>
 #include <vokra/parallel_ndim.h>
