@@ -43,8 +43,8 @@ VOKRA_EXPORT void vok_matrix_wrapper_notify(vok_matrix_wrapper *x, symbol *name,
  * atoms travel. */
 VOKRA_EXPORT vok_err vok_matrix_wrapper_attrwrap_get(vok_matrix_wrapper *x, void *attr, long *argc, atom **argv);
 VOKRA_EXPORT vok_err vok_matrix_wrapper_attrwrap_set(vok_matrix_wrapper *x, void *attr, long argc, atom *argv);
-VOKRA_EXPORT zan_word vok_matrix_wrapper_methodwrap(vok_matrix_wrapper *x, symbol *selector, long argc,
-                                                    atom *argv, atom *result);
+VOKRA_EXPORT zan_word vok_matrix_wrapper_methodwrap(vok_matrix_wrapper *x, symbol *selector, long argc, atom *argv,
+                                                    atom *result);
 VOKRA_EXPORT zan_word vok_matrix_wrapper_opwrap(vok_matrix_wrapper *x, symbol *selector, long argc, atom *argv,
                                                 atom *result);
 

@@ -20,18 +20,18 @@ struct zan_vok_classex;
 
 /* What a wrap leaves out, for classes that have their own. */
 enum {
-    ZAN_VOK_MOP_NO_MATRIX = 0x1,          /* the message vok_matrix */
-    ZAN_VOK_MOP_NO_BANG = 0x2,            /* bang */
-    ZAN_VOK_MOP_NO_OUTPUTMATRIX = 0x4,    /* outputmatrix */
-    ZAN_VOK_MOP_NO_NAME = 0x8,            /* the attributes <io>_name */
-    ZAN_VOK_MOP_NO_TYPE = 0x10,           /* type and <io>_type */
-    ZAN_VOK_MOP_NO_DIM = 0x20,            /* dim and <io>_dim */
-    ZAN_VOK_MOP_NO_PLANECOUNT = 0x40,     /* planecount and <io>_planecount */
-    ZAN_VOK_MOP_NO_CLEAR = 0x80,          /* clear */
-    ZAN_VOK_MOP_NO_NOTIFY = 0x100,        /* notify */
-    ZAN_VOK_MOP_NO_ADAPT = 0x200,         /* adapt */
-    ZAN_VOK_MOP_NO_OUTPUTMODE = 0x400,    /* outputmode */
-    ZAN_VOK_MOP_PROBE_ONLY = 0x10000000   /* as the whole of the flags: only the probe messages */
+    ZAN_VOK_MOP_NO_MATRIX = 0x1,        /* the message vok_matrix */
+    ZAN_VOK_MOP_NO_BANG = 0x2,          /* bang */
+    ZAN_VOK_MOP_NO_OUTPUTMATRIX = 0x4,  /* outputmatrix */
+    ZAN_VOK_MOP_NO_NAME = 0x8,          /* the attributes <io>_name */
+    ZAN_VOK_MOP_NO_TYPE = 0x10,         /* type and <io>_type */
+    ZAN_VOK_MOP_NO_DIM = 0x20,          /* dim and <io>_dim */
+    ZAN_VOK_MOP_NO_PLANECOUNT = 0x40,   /* planecount and <io>_planecount */
+    ZAN_VOK_MOP_NO_CLEAR = 0x80,        /* clear */
+    ZAN_VOK_MOP_NO_NOTIFY = 0x100,      /* notify */
+    ZAN_VOK_MOP_NO_ADAPT = 0x200,       /* adapt */
+    ZAN_VOK_MOP_NO_OUTPUTMODE = 0x400,  /* outputmode */
+    ZAN_VOK_MOP_PROBE_ONLY = 0x10000000 /* as the whole of the flags: only the probe messages */
 };
 
 /* What a matrix at the left inlet leads to; any other value counts as normal. */
