@@ -41,15 +41,14 @@ typedef struct zan_vok_obex {
  * the main thread become one, with the last one's atoms. */
 typedef struct vok_usurp {
     object header;
-    void *owner;     /* the box */
-    zan_method fn;   /* (target, name, argc, argv) */
-    symbol *name;    /* the public message */
-    long flags;      /* vok_usurp_... */
-    void *qelem;     /* owned */
-    long argc;       /* of the call that waits */
-    atom *argv;      /* owned */
-    long spareargc;  /* of the block kept for the next call of that many atoms */
-    atom *spareargv; /* owned */
+    void *owner;   /* the box */
+    zan_method fn; /* (target, name, argc, argv) */
+    symbol *name;  /* the public message */
+    long flags;    /* vok_usurp_... */
+    void *qelem;   /* owned */
+    long argc;     /* atoms of the call that waits */
+    atom *argv;    /* room for them, kept for the next call; owned */
+    long room;     /* atoms that argv has room for */
 } vok_usurp;
 
 enum {

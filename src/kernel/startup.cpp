@@ -6,6 +6,7 @@
 #include <zan/symbols.h>
 
 #include <vokra/attributes.h>
+#include <vokra/box.h>
 #include <vokra/commonsyms.h>
 #include <vokra/functor.h>
 #include <vokra/kernel.h>
@@ -81,6 +82,7 @@ constexpr step steps[] = {
     {"vok_linklist", vok_linklist_init},
     {"vok_class registered", register_class_of_classes},
     {"attributes", vok_attr_init},
+    {"vok_usurp", vok_zan_init},
     {"vok_matrix", vok_matrix_init},
     {"vok_mop", vok_mop_init},
     {"vok_kernel", vok_kernel_init},

@@ -7,15 +7,13 @@
 
 #include <zan/zan.h>
 
+#include <vokra/box.h>
 #include <vokra/commonsyms.h>
 #include <vokra/memory.h>
 
 #include "kernel/atoms.h"
 #include "kernel/attribute.h"
 #include "kernel/message.h"
-
-// The bridge's: the library object behind a box.
-extern "C" __attribute__((weak)) void *zan_vok_obex_vokob_get(void *box);
 
 namespace vok {
 
@@ -310,9 +308,8 @@ vok_err get_text(vok_attribute *attr, void *x, long *textsize, char **text, long
     if (!shows_as_text(type))
         return VOK_ERR_EROR;
     // A box shows an attribute of the library object behind it.
-    if (zan_vok_obex_vokob_get)
-        if (void *inner = zan_vok_obex_vokob_get(x); inner && object_attr_get(inner, attr->name) == attr)
-            x = inner;
+    if (void *inner = zan_vok_obex_vokob_get(x); inner && object_attr_get(inner, attr->name) == attr)
+        x = inner;
 
     atom_array value;
     if (const vok_err err = object_attr_getvalueof(x, attr->name, &value.argc, &value.argv))

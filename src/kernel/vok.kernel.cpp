@@ -4,6 +4,7 @@
 
 #include <zan/zan.h>
 
+#include <vokra/box.h>
 #include <vokra/commonsyms.h>
 #include <vokra/kernel.h>
 #include <vokra/mop.h>
@@ -185,7 +186,15 @@ constexpr vok::message messages[] = {
     // functions that the host fetches by name and calls as they are
     {"exp_vok_object_getmethod", vok::fn<vok_object_getmethod>, {argtype_cant}},
     {"exp_vok_object_findregistered", vok::fn<vok_object_findregistered>, {argtype_cant}},
+    {"exp_zan_vok_obex_vokob_get", vok::fn<zan_vok_obex_vokob_get>, {argtype_cant}},
+    {"exp_zan_vok_method_is_attr", vok::fn<zan_vok_method_is_attr>, {argtype_cant}},
+    {"exp_zan_vok_method_is_undocumented", vok::fn<zan_vok_method_is_undocumented>, {argtype_cant}},
+    {"exp_zan_vok_method_is_groupreference", vok::fn<zan_vok_method_is_groupreference>, {argtype_cant}},
+    {"exp_zan_vok_obex_attrlist_get", vok::fn<zan_vok_obex_attrlist_get>, {argtype_cant}},
     {"exp_vok_mop_ioproc_tosym", vok::fn<vok_mop_ioproc_tosym>, {argtype_cant}},
+    {"exp_zan_vok_classex_get", vok::fn<zan_vok_classex_get>, {argtype_cant}},
+    {"exp_zan_vok_usurp_method", vok::fn<zan_vok_usurp_method>, {argtype_cant}},
+    {"exp_zan_defer_method", vok::fn<zan_defer_method>, {argtype_cant}},
 };
 
 // showglstatus names no method, and marks nothing.

@@ -227,6 +227,14 @@ TEST_F(KernelObject, FunctionsForTheHost)
         {"exp_vok_object_getmethod", reinterpret_cast<zan_method>(vok_object_getmethod)},
         {"exp_vok_object_findregistered", reinterpret_cast<zan_method>(vok_object_findregistered)},
         {"exp_vok_mop_ioproc_tosym", reinterpret_cast<zan_method>(vok_mop_ioproc_tosym)},
+        {"exp_zan_vok_obex_vokob_get", reinterpret_cast<zan_method>(zan_vok_obex_vokob_get)},
+        {"exp_zan_vok_method_is_attr", reinterpret_cast<zan_method>(zan_vok_method_is_attr)},
+        {"exp_zan_vok_method_is_undocumented", reinterpret_cast<zan_method>(zan_vok_method_is_undocumented)},
+        {"exp_zan_vok_method_is_groupreference", reinterpret_cast<zan_method>(zan_vok_method_is_groupreference)},
+        {"exp_zan_vok_obex_attrlist_get", reinterpret_cast<zan_method>(zan_vok_obex_attrlist_get)},
+        {"exp_zan_vok_classex_get", reinterpret_cast<zan_method>(zan_vok_classex_get)},
+        {"exp_zan_vok_usurp_method", reinterpret_cast<zan_method>(zan_vok_usurp_method)},
+        {"exp_zan_defer_method", reinterpret_cast<zan_method>(zan_defer_method)},
     };
     for (const auto &row : rows)
         EXPECT_EQ(vok_object_getmethod(kernel, gensym(row.name)), row.function) << row.name;
