@@ -8,6 +8,7 @@
 #include <vokra/commonsyms.h>
 #include <vokra/functor.h>
 #include <vokra/kernel.h>
+#include <vokra/listener.h>
 #include <vokra/matrix.h>
 #include <vokra/matrix_copy.h>
 #include <vokra/matrix_file.h>

@@ -10,6 +10,7 @@
 #include <vokra/commonsyms.h>
 #include <vokra/functor.h>
 #include <vokra/kernel.h>
+#include <vokra/listener.h>
 #include <vokra/matrix.h>
 #include <vokra/memory.h>
 #include <vokra/mop.h>
@@ -90,6 +91,7 @@ constexpr step steps[] = {
     {"vok_op", vok_op_init},
     {"vok_tree", vok_tree_init},
     {"functors", vok_functor_init},
+    {"vok_listener", vok_listener_init},
     {"OpenGL", take_over_gl},
 };
 
