@@ -171,8 +171,19 @@ VOKRA_EXPORT vok_err vok_functor_setattr(void *x, symbol *selector, long argc, a
     X(filter, mitchell, "mitchell")                                                                               \
     X(filter, sinc, "sinc")                                                                                       \
     X(filter, triangle, "triangle")
-#define VOK_FUNCTORS_NOISE(X)
-#define VOK_FUNCTORS_FRACTAL(X)
+#define VOK_FUNCTORS_NOISE(X)                                                                                     \
+    X(noise, cell, "cell")                                                                                        \
+    X(noise, checker, "checker")                                                                                  \
+    X(noise, distorted, "distorted")                                                                              \
+    X(noise, gradient, "gradient")                                                                                \
+    X(noise, value_cubicspline, "value.cubicspline")
+#define VOK_FUNCTORS_FRACTAL(X)                                                                                   \
+    X(fractal, mono, "mono")                                                                                      \
+    X(fractal, multi, "multi")                                                                                    \
+    X(fractal, hetero, "hetero")                                                                                  \
+    X(fractal, multi_hybrid, "multi.hybrid")                                                                      \
+    X(fractal, multi_ridged, "multi.ridged")                                                                      \
+    X(fractal, turbulence, "turbulence")
 #define VOK_FUNCTORS_DISTANCE(X)                                                                                  \
     X(distance, chebychev, "chebychev")                                                                           \
     X(distance, euclidean, "euclidean")                                                                           \
