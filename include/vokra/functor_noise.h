@@ -137,8 +137,7 @@ VOKRA_EXPORT vok_err vok_functor_noise_voronoi_features_init_float64(vok_functor
 /* Puts the features of a cell in among `count` ranks. x is a vok_functor_noise_voronoi
  * with its tables and distance, `p` the coordinate in the lattice (100000 added). */
 VOKRA_EXPORT void vok_noise_voronoi_fillcell_float32(void *x, long dimcount, const int32_t *cell, const float *p,
-                                                     long count,
-                                                     vok_functor_noise_voronoi_feature_float32 *ranks);
+                                                     long count, vok_functor_noise_voronoi_feature_float32 *ranks);
 VOKRA_EXPORT void vok_noise_voronoi_fillcell_float64(void *x, long dimcount, const int32_t *cell, const double *p,
                                                      long count, vok_functor_noise_voronoi_feature *ranks);
 /* The result from the ranks, whose distances are changed. */

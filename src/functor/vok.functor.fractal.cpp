@@ -271,8 +271,7 @@ template <combination how> constexpr auto make_attributes()
 
 } // namespace
 
-template <combination how>
-constexpr auto attributes<fractal_class<how>> = make_attributes<how>();
+template <combination how> constexpr auto attributes<fractal_class<how>> = make_attributes<how>();
 template <combination how>
 constexpr auto roles<fractal_class<how>> =
     std::array{role<fractal_class<how>>{"basis", &fractal_class<how>::held}};

@@ -89,9 +89,9 @@ constexpr auto attributes<vok_functor_noise_cell> =
     std::array{VOKRA_NOISE_FLAGS(vok_functor_noise_cell), VOKRA_NOISE_SEED(vok_functor_noise_cell)};
 
 template <>
-constexpr auto attributes<vok_functor_noise_checker> = std::array{
-    VOKRA_NOISE_FLAGS(vok_functor_noise_checker), VOKRA_NOISE_SEED(vok_functor_noise_checker),
-    number("smooth", "float64", offsetof(vok_functor_noise_checker, smooth), fn<set_smooth>, "Smooth")};
+constexpr auto attributes<vok_functor_noise_checker> =
+    std::array{VOKRA_NOISE_FLAGS(vok_functor_noise_checker), VOKRA_NOISE_SEED(vok_functor_noise_checker),
+               number("smooth", "float64", offsetof(vok_functor_noise_checker, smooth), fn<set_smooth>, "Smooth")};
 
 } // namespace vok::functor
 

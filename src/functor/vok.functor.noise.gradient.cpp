@@ -119,11 +119,10 @@ template <typename T> T vok_functor_noise_gradient::eval(long n, const T *x)
 namespace vok::functor {
 
 template <>
-constexpr auto attributes<vok_functor_noise_gradient> =
-    std::array{VOKRA_NOISE_FLAGS(vok_functor_noise_gradient), VOKRA_NOISE_SEED(vok_functor_noise_gradient),
-               VOKRA_NOISE_TABLESIZE(vok_functor_noise_gradient),
-               VOKRA_FUNCTOR_SYMBOL(vok_functor_noise_gradient, filter, "Filter",
-                                    &vok_functor_noise_gradient::make_filter)};
+constexpr auto attributes<vok_functor_noise_gradient> = std::array{
+    VOKRA_NOISE_FLAGS(vok_functor_noise_gradient), VOKRA_NOISE_SEED(vok_functor_noise_gradient),
+    VOKRA_NOISE_TABLESIZE(vok_functor_noise_gradient),
+    VOKRA_FUNCTOR_SYMBOL(vok_functor_noise_gradient, filter, "Filter", &vok_functor_noise_gradient::make_filter)};
 
 template <>
 constexpr auto roles<vok_functor_noise_gradient> =
