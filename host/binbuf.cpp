@@ -163,7 +163,7 @@ bool understands(void *x, symbol *selector)
         return true;
     if (strncmp(selector->name, "get", 3) == 0 && object_attr_get(x, gensym(selector->name + 3)))
         return true;
-    return zgetfn(x, gensym("decorator")) != nullptr;
+    return zgetfn(x, gensym("decorator")) != nullptr || object_mess(x, gensym("anything"));
 }
 
 // A name's `thing` may be any word that someone keeps there, a function too.

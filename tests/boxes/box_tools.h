@@ -1,0 +1,143 @@
+// What tests of boxes share: boxes made from text, messages sent as text, and an ear
+// behind their outlets that notes what it hears as text.
+#pragma once
+#include "scratch.h"
+#include <chrono>
+#include <condition_variable>
+#include <set>
+#include <sstream>
+
+namespace box_tools {
+
+inline std::vector<atom> atoms_of(const std::string &text)
+{
+    std::vector<atom> atoms;
+    char word[ZAN_NAME_SIZE];
+    atom a;
+    long at = 0;
+    while (readatom(word, text.c_str(), &at, sizeof word, &a))
+        atoms.push_back(a);
+    return atoms;
+}
+
+class patch;
+
+struct ear {
+    object header;
+    patch *owner;
+    long number;
+};
+
+// Boxes that go with it, in the order opposite to their making.
+class patch {
+  public:
+    patch() = default;
+    ~patch()
+    {
+        while (!boxes_.empty())
+            free(boxes_.back());
+    }
+    patch(const patch &) = delete;
+    patch &operator=(const patch &) = delete;
+
+    // "class argument ..."; null when there is no such box.
+    void *make(const std::string &text)
+    {
+        std::vector<atom> atoms = atoms_of(text);
+        void *box = newinstance(gensym(text.substr(0, text.find(' ')).c_str()), long(atoms.size()) - 1, &atoms[1]);
+        if (box)
+            boxes_.push_back(box);
+        return box;
+    }
+    void free(void *box)
+    {
+        std::erase(boxes_, box);
+        object_free(box);
+    }
+    // Notes what leaves the box's outlets, numbered from `first`.
+    void listen(void *box, long first = 0)
+    {
+        for (long i = 0; i < outlet_count(box); i++) {
+            auto *e = static_cast<ear *>(newobject(ear_class()));
+            e->owner = this;
+            e->number = first + i;
+            boxes_.push_back(e);
+            EXPECT_EQ(zan_connect(box, i, e, 0), 0);
+        }
+    }
+    // "inlet message"
+    void send(void *box, const std::string &text)
+    {
+        std::vector<atom> m = atoms_of(text);
+        const long inlet = atom_getlong(&m[0]);
+        if (symbol *selector = atom_getsym(&m[1]))
+            zan_send(box, inlet, selector, long(m.size()) - 2, m.data() + 2);
+        else if (m.size() > 2)
+            zan_send(box, inlet, gensym("list"), long(m.size()) - 1, m.data() + 1);
+        else
+            zan_send(box, inlet, gensym(m[1].type == argtype_long ? "int" : "float"), 1, m.data() + 1);
+    }
+    // "number message; ..." since the last call.
+    std::string heard()
+    {
+        const std::lock_guard hold(lock_);
+        return std::exchange(heard_, "");
+    }
+    // The errors since the last call, a line each.
+    std::string errors()
+    {
+        std::string all;
+        for (const std::string &text : reports_.take(zan_report_error))
+            all += (all.empty() ? "" : "\n") + text;
+        return all;
+    }
+    // Serves the main queue until something was heard that ends with the text.
+    void wait_for(const std::string &text)
+    {
+        for (int tenths = 0; tenths < 100000; tenths++) {
+            zan_service();
+            {
+                std::unique_lock hold(lock_);
+                if (heard_.ends_with(text))
+                    return;
+                more_.wait_for(hold, std::chrono::microseconds(100));
+            }
+        }
+        FAIL() << "never heard: " << text;
+    }
+
+  private:
+    static void hear(ear *e, symbol *selector, long argc, atom *argv)
+    {
+        std::string text;
+        if (std::set<std::string>{"int", "float", "list"}.count(selector->name) == 0)
+            text = selector->name;
+        for (long i = 0; i < argc; i++) {
+            char one[256];
+            atoms_totext(1, argv + i, one, sizeof one);
+            text += (text.empty() ? "" : " ") + std::string(one);
+        }
+        const std::lock_guard hold(e->owner->lock_);
+        std::string &all = e->owner->heard_;
+        all += (all.empty() ? "" : "; ") + std::to_string(e->number) + " " + text;
+        e->owner->more_.notify_all();
+    }
+    static zan_class *ear_class()
+    {
+        static zan_class *const c = [] {
+            zan_class *made = class_new("ear", nullptr, nullptr, sizeof(ear), nullptr, 0);
+            for (const char *word : {"bang", "int", "float", "list", "anything"})
+                class_addmethod(made, reinterpret_cast<zan_method>(hear), word, argtype_gimme, 0);
+            return made;
+        }();
+        return c;
+    }
+
+    std::vector<void *> boxes_;
+    std::mutex lock_;
+    std::condition_variable more_;
+    std::string heard_;
+    report_catcher reports_;
+};
+
+} // namespace box_tools

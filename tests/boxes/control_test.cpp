@@ -1,0 +1,190 @@
+// Control boxes: what comes out, and in which order, for what goes in. Each row makes a
+// box from its text, sends it messages and compares what arrives behind its outlets.
+#include "box_tools.h"
+#include <chrono>
+#include <thread>
+
+namespace {
+
+using namespace box_tools;
+
+struct row {
+    const char *box;              // class and arguments
+    std::vector<const char *> in; // "inlet message"
+    const char *out;              // "outlet message; outlet message ..." in order
+};
+
+class ControlBox : public testing::TestWithParam<row> {};
+
+TEST_P(ControlBox, Answers)
+{
+    const row &r = GetParam();
+    patch p;
+    void *box = p.make(r.box);
+    ASSERT_TRUE(box) << r.box;
+    p.listen(box);
+    for (const char *message : r.in)
+        p.send(box, message);
+    EXPECT_EQ(p.heard(), r.out) << r.box;
+    EXPECT_EQ(p.errors(), "");
+}
+
+const row rows[] = {
+    {"loadbang", {"0 loadbang"}, "0 bang"},
+    {"trigger b i f s a 7 foo", {"0 2.5"}, "6 foo; 5 7; 4 2.5; 3 ; 2 2.5; 1 2; 0 bang"},
+    {"trigger", {"0 vok_matrix a"}, "1 bang; 0 bang"},
+    {"trigger l b", {"0 vok_matrix a"}, "1 bang; 0 vok_matrix a"},
+    {"route foo 3 bang", {"0 foo 1 2", "0 foo", "0 foo bar 1", "0 3", "0 3. x", "0 bang", "0 other 1", "0 4"},
+     "0 1 2; 0 bang; 0 bar 1; 1 bang; 1 x; 2 bang; 3 other 1; 3 4"},
+    {"select 1 foo", {"0 1", "0 1.", "0 foo 2", "0 2 1"}, "0 bang; 0 bang; 1 bang; 2 2 1"},
+    {"gate 2", {"1 lost", "0 2", "1 here 1", "0 1", "1 3", "0 0", "1 lost", "0 9", "1 lost"}, "1 here 1; 0 3"},
+    {"gate 1 1", {"1 2"}, "0 2"},
+    {"pack 1 2 x", {"0 bang", "2 y", "1 5", "0 4", "1 7 8", "0 list a 1"}, "0 1 2 x; 0 4 5 y; 0 a 1 8"},
+    {"unpack 3", {"0 1 two 3.5 4", "0 7"}, "2 3.5; 1 two; 0 1; 0 7"},
+    {"prepend a 1", {"0 2 3", "0 bang", "1 b", "0 go 1"}, "0 a 1 2 3; 0 a 1; 0 b go 1"},
+    {"int 3", {"0 bang", "1 5.9", "0 bang", "0 7.9", "0 set 2", "0 bang"}, "0 3; 0 5; 0 7; 0 2"},
+    {"float", {"0 bang", "1 5", "0 bang", "0 7"}, "0 0.; 0 5.; 0 7."},
+    {"counter 1 3", {"0 bang", "0 bang", "0 bang", "0 bang"}, "0 1; 0 2; 1 bang; 0 3; 0 1"},
+    {"counter 1", {"0 bang", "0 bang", "0 bang", "0 1", "0 set 1", "0 reset", "0 bang"},
+     "0 0; 1 bang; 0 1; 0 0; 1 bang; 0 1; 0 0"},
+    {"counter 1 3 @direction down", {"0 bang", "0 bang", "0 bang", "0 bang"}, "0 3; 0 2; 1 bang; 0 1; 0 3"},
+    {"counter 0 2 @direction updown", {"0 bang", "0 bang", "0 bang", "0 bang", "0 bang", "0 bang"},
+     "0 0; 0 1; 1 bang; 0 2; 0 1; 0 0; 0 1"},
+    {"counter", {"0 bang", "1 5", "0 bang"}, "0 0; 0 5"},
+    {"repeat 3", {"0 bang", "1 1", "0 bang"}, "0 0; 0 1; 0 2; 1 bang; 0 0; 1 bang"},
+    {"random 1", {"0 bang"}, "0 0"},
+    {"+ 2", {"0 3", "0 3.5", "1 10", "0 bang", "0 1 1"}, "0 5; 0 5.5; 0 13.5; 0 2"},
+    {"/ 2", {"0 5", "0 5.", "1 0", "0 5"}, "0 2; 0 2.5; 0 0"},
+    {"/ -1", {"0 -9223372036854775808"}, "0 -9223372036854775808"},
+    {"% 3", {"0 7", "0 7.5", "1 0", "0 7"}, "0 1; 0 1.5; 0 0"},
+    {"- 1.", {"0 3"}, "0 2."},
+    {"pow 2", {"0 3"}, "0 9."},
+    {"> 2", {"0 3", "0 2"}, "0 1; 0 0"},
+    {"sqrt", {"0 9", "0 -1"}, "0 3.; 0 0."},
+    {"message hello 1", {"0 bang", "0 5"}, "0 hello 1; 0 hello 1"},
+    {"message go \\$1 x-\\$2 \\, \\$1", {"0 7 8", "0 cat"}, "0 go 7 x-8; 0 7; 0 go cat x-0; 0 cat"},
+    {"message go $1 x-$2, $1", {"0 7 8"}, "0 go 7 x-8; 0 7"},
+    {"message 1 2", {"0 append a b", "0 bang", "0 set 4", "0 bang", "1 foo 3", "0 bang"},
+     "0 1 2 a b; 0 4; 0 foo 3"},
+    {"message \"two words\"", {"0 bang"}, "0 two words"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, ControlBox, testing::ValuesIn(rows));
+
+TEST(ControlBoxes, EveryOneIsListedAndSaysWhatItDoes)
+{
+    long count = 0;
+    symbol **names = nullptr;
+    ASSERT_EQ(zan_box_names(&count, &names), 0);
+    std::set<std::string> known;
+    for (long i = 0; i < count; i++)
+        known.insert(names[i]->name);
+    sysmem_freeptr(names);
+    for (const char *name : {"metro", "delay", "print", "send", "receive", "quit", "==", "sin"}) {
+        EXPECT_TRUE(known.count(name)) << name;
+        zan_class *c = zan_box_class(gensym(name));
+        ASSERT_TRUE(c) << name;
+        EXPECT_TRUE(zan_class_digest(c)) << name;
+    }
+    patch p;
+    void *box = p.make("pack 1 2 3");
+    char text[256] = "";
+    for (const auto &[kind, index, expected] :
+         {std::tuple(1L, 2L, "value of this place"), std::tuple(2L, 0L, "the list")}) {
+        object_method_imp(box, gensym("assist"), 0, kind, index, reinterpret_cast<zan_word>(text), 0, 0, 0, 0);
+        EXPECT_STREQ(text, expected);
+    }
+}
+
+TEST(ControlBoxes, TellWhatTheyDontTake)
+{
+    const std::pair<const char *, const char *> wrong[] = {
+        {"metro fast", "argument 1 is a number ([milliseconds]), found \"fast\""},
+        {"metro 10 @speed 3", "\"speed\" is not a valid attribute argument"},
+        {"metro 10 @interval", "the attribute argument \"interval\" has no value"},
+        {"counter @direction sideways", "direction is up, down or updown, not \"sideways\""},
+        {"send", "a name is missing (send NAME)"},
+        {"receive zan", "the name \"zan\" is taken by something else"},
+    };
+    for (const auto &[text, error] : wrong) {
+        patch p;
+        EXPECT_TRUE(p.make(text)) << "it keeps its place";
+        EXPECT_EQ(p.errors(), error);
+    }
+    patch p;
+    p.send(p.make("metro"), "1 stop");
+    EXPECT_EQ(p.errors(), "inlet 1 takes a number of milliseconds, not \"stop\"");
+    p.send(p.make("send boxes-nobody"), "0 1");
+    EXPECT_EQ(p.errors(), "nobody receives \"boxes-nobody\"");
+}
+
+TEST(ControlBoxes, SendReachesEveryReceive)
+{
+    patch p;
+    void *first = p.make("receive boxes-here"), *second = p.make("receive boxes-here");
+    p.listen(first, 10);
+    p.listen(second, 20);
+    p.send(p.make("send boxes-here"), "0 vok_matrix a");
+    p.send(p.make("message \\; boxes-here 1 2 \\, 3"), "0 bang");
+    EXPECT_EQ(p.heard(), "10 vok_matrix a; 20 vok_matrix a; 10 1 2; 20 1 2; 10 3; 20 3");
+    p.free(first);
+    p.send(p.make("send boxes-here"), "0 1");
+    EXPECT_EQ(p.heard(), "20 1");
+    p.free(second);
+    EXPECT_EQ(gensym("boxes-here")->thing, nullptr);
+    EXPECT_EQ(p.errors(), "");
+}
+
+TEST(ControlBoxes, ALoopOfCordsEndsInOneError)
+{
+    patch p;
+    void *a = p.make("int"), *b = p.make("+ 1");
+    ASSERT_EQ(zan_connect(a, 0, b, 0), 0);
+    ASSERT_EQ(zan_connect(b, 0, a, 0), 0);
+    p.send(a, "0 0");
+    const std::string error = p.errors();
+    EXPECT_NE(error.find("loop"), error.npos) << error;
+    EXPECT_EQ(error.find('\n'), error.npos) << error;
+    void *out = p.make("send boxes-loop"), *in = p.make("receive boxes-loop");
+    ASSERT_EQ(zan_connect(in, 0, out, 0), 0);
+    p.send(out, "0 1");
+    EXPECT_NE(p.errors().find("loop"), error.npos);
+}
+
+TEST(ControlBoxes, RandomIsTheSameOnEveryRun)
+{
+    patch p;
+    void *one = p.make("random 1000 @seed 5"), *other = p.make("random 1000 @seed 5");
+    p.listen(one);
+    p.listen(other);
+    p.send(one, "0 bang");
+    const std::string first = p.heard();
+    p.send(other, "0 bang");
+    EXPECT_EQ(p.heard(), first);
+    p.send(one, "0 bang");
+    EXPECT_NE(p.heard(), first);
+}
+
+// Clocks bang on the scheduler's thread: what they sent is waited for, with a bound.
+TEST(ControlBoxes, ClocksBeginAndStop)
+{
+    patch p;
+    void *metro = p.make("metro 1 @interval 2"), *count = p.make("counter"), *six = p.make("select 5"),
+         *stop = p.make("message stop"), *late = p.make("delay 1");
+    EXPECT_EQ(object_attr_getfloat(metro, gensym("interval")), 2);
+    zan_connect(metro, 0, count, 0);
+    zan_connect(count, 0, six, 0);
+    zan_connect(six, 0, stop, 0);
+    zan_connect(stop, 0, metro, 0);
+    zan_connect(six, 0, late, 0);
+    p.listen(count);
+    p.listen(late, 10);
+    p.send(metro, "0 bang");
+    p.wait_for("10 bang");
+    EXPECT_EQ(p.heard(), "0 0; 0 1; 0 2; 0 3; 0 4; 0 5; 10 bang");
+    p.send(late, "0 1000000");
+    p.send(late, "0 stop");
+    EXPECT_EQ(p.errors(), "");
+}
+
+} // namespace
