@@ -224,9 +224,8 @@ zan_class *receivers_class()
 {
     static zan_class *const c = [] {
         zan_class *made =
-            class_new("receivers", nullptr,
-                      reinterpret_cast<zan_method>(+[](receivers *r) { delete r->outlets; }), sizeof(receivers),
-                      nullptr, argtype_cant, 0);
+            class_new("receivers", nullptr, reinterpret_cast<zan_method>(+[](receivers *r) { delete r->outlets; }),
+                      sizeof(receivers), nullptr, argtype_cant, 0);
         for (const char *word : {"bang", "int", "float", "list", "anything"})
             class_addmethod(made, reinterpret_cast<zan_method>(hand_on), word, argtype_gimme, 0);
         return made;
@@ -307,8 +306,9 @@ struct receive : box {
 constexpr kind rows[] = {
     {"trigger", "Sends a message on in several forms, from right to left.", "[b i f s a or a constant] ...",
      "anything", "any message", "the message in the form of the argument", make<trigger>},
-    {"route", "Sorts messages by their first word or number, which it takes off.", "word or number ...", "anything",
-     "any message", "what begins with the argument of this outlet, the last one for all else", make<route>},
+    {"route", "Sorts messages by their first word or number, which it takes off.", "word or number ...",
+     "anything", "any message", "what begins with the argument of this outlet, the last one for all else",
+     make<route>},
     {"select", "Sends a bang where a message begins with the argument.", "word or number ...", "anything",
      "any message", "bang for the argument of this outlet, the last one for all else", make<select>},
     {"gate", "Lets messages through to the outlet that is open.", "[outlets] [open one]", "anything",

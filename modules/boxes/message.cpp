@@ -36,7 +36,8 @@ std::string script_of(std::span<const atom> atoms)
     std::string text;
     for (const atom &a : atoms) {
         const symbol *s = a.type == argtype_dollsym ? a.value.as_sym : atom_getsym(&a);
-        const bool mark = s && (std::strchr(s->name, '$') || !std::strcmp(s->name, ",") || !std::strcmp(s->name, ";"));
+        const bool mark =
+            s && (std::strchr(s->name, '$') || !std::strcmp(s->name, ",") || !std::strcmp(s->name, ";"));
         if (mark) {
             text += s->name;
         } else {
@@ -87,9 +88,16 @@ struct message_box : box {
 };
 
 constexpr kind rows[] = {
-    {"message", "Sends the message that is its text; $1, $2... in it are what it hears.", "the text", "anything",
-     "anything sends the text; set and append change it|the text", "the message", make<message_box>,
-     {}, nullptr, true},
+    {"message",
+     "Sends the message that is its text; $1, $2... in it are what it hears.",
+     "the text",
+     "anything",
+     "anything sends the text; set and append change it|the text",
+     "the message",
+     make<message_box>,
+     {},
+     nullptr,
+     true},
 };
 
 } // namespace

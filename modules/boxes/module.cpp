@@ -5,7 +5,8 @@ namespace {
 
 long init()
 {
-    for (const auto kinds : {boxes::timing_kinds(), boxes::flow_kinds(), boxes::value_kinds(), boxes::message_kinds()})
+    for (const auto kinds :
+         {boxes::timing_kinds(), boxes::flow_kinds(), boxes::value_kinds(), boxes::message_kinds()})
         boxes::add_kinds(kinds);
     return zan_err_none;
 }

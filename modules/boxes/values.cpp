@@ -186,7 +186,9 @@ constexpr operation operations[] = {
      [](double a, double b) { return a - b; }},
     {"*", "Multiplies.", [](long a, long b) { return wrapped(std::multiplies(), a, b); },
      [](double a, double b) { return a * b; }},
-    {"/", "Divides.", [](long a, long b) { return b == -1 ? wrapped(std::minus(), 0, a) : b ? a / b : 0; },
+    {"/", "Divides.", [](long a, long b) { return b == -1 ? wrapped(std::minus(), 0, a)
+                                                  : b     ? a / b
+                                                          : 0; },
      [](double a, double b) { return b != 0 ? a / b : 0; }},
     {"%", "Gives the remainder of a division.", [](long a, long b) { return b && b != -1 ? a % b : 0; },
      [](double a, double b) { return b != 0 ? std::fmod(a, b) : 0; }},
@@ -283,8 +285,8 @@ constexpr kind rows[] = {
     {"counter", "Counts bangs from a first to a last number, and begins again.", "[last] or [first] [last]",
      "bang int float set reset", "bang counts, a number counts from there, reset begins again|the next number",
      "the count|bang with the last number", make<counter>, counter_attributes},
-    {"random", "Sends random whole numbers from 0 up to, but not including, its range.", "[range]", "bang int float",
-     "bang sends a number|range", "a number", make<random_box>, random_attributes},
+    {"random", "Sends random whole numbers from 0 up to, but not including, its range.", "[range]",
+     "bang int float", "bang sends a number|range", "a number", make<random_box>, random_attributes},
     {"repeat", "Sends so many numbers at once, counting from 0.", "[times]", "bang int float",
      "bang or a number of times|number of times", "0, 1, 2, ...|bang when all are sent", make<repeat>},
 };
@@ -296,9 +298,15 @@ std::span<const kind> value_kinds()
     static const std::vector<kind> all = [] {
         std::vector<kind> made(std::begin(rows), std::end(rows));
         for (const operation &op : operations)
-            made.push_back({op.name, op.digest, "[right number]", "bang int float list",
-                            "left number: calculates; bang calculates anew|right number", "the result",
-                            make<arithmetic>, {}, &op});
+            made.push_back({op.name,
+                            op.digest,
+                            "[right number]",
+                            "bang int float list",
+                            "left number: calculates; bang calculates anew|right number",
+                            "the result",
+                            make<arithmetic>,
+                            {},
+                            &op});
         for (const function &f : functions)
             made.push_back({f.name, f.digest, "", "int float", "a number", "the result", make<calculate>, {}, &f});
         return made;
