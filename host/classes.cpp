@@ -592,4 +592,23 @@ long zan_object_count(symbol *classname)
     return count;
 }
 
+long zan_class_counts(long *count, zan_class_count **rows)
+{
+    if (!count || !rows)
+        return zan_err_invalid_ptr;
+    const std::lock_guard hold(all_lock);
+    pod_array<zan_class_count> all;
+    for (zan_class *c = all_classes; c; c = c->next)
+        if (const long alive = c->instances.load(std::memory_order_relaxed))
+            if (!all.push({c->name_space, c->name, alive}))
+                return zan_err_out_of_mem;
+    const long size = static_cast<long>(all.size() * sizeof(zan_class_count));
+    *rows = static_cast<zan_class_count *>(sysmem_newptr(size));
+    if (!*rows)
+        return zan_err_out_of_mem;
+    sysmem_copyptr(all.begin(), *rows, size);
+    *count = static_cast<long>(all.size());
+    return zan_err_none;
+}
+
 } // extern "C"

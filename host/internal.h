@@ -29,6 +29,7 @@ void init_attribute_classes();  // attributes.cpp
 void init_binbuf_class();       // binbuf.cpp
 void init_sketch_image_class(); // sketch_image.cpp
 void init_queue_classes();      // queue.cpp: clock, qelem
+zan_class *make_clock_class();  // scheduler.cpp, for the one above
 void init_outlet_classes();     // outlets.cpp: outlet, proxy
 void init_receiver();           // receiver.cpp: the object behind the name "zan"
 
@@ -55,8 +56,12 @@ class queued_work {
     void *top_;
     const zan_place *from_;
 };
-// The registered main thread is calling, or none has been named yet (queue.cpp).
+// The registered main thread is calling, or none has been named yet; not while it plays
+// the scheduler's part (scheduler.cpp).
 bool on_main_thread();
+bool is_named_main();  // the same, but named, and whatever it plays
+double virtual_ms();   // virtual time, or -1 while time is real (scheduler.cpp)
+void end_the_run();    // no clock begins any more, and the main loop ends (scheduler.cpp)
 
 zan_class *class_in_making(); // the class that this thread made last, or null (classes.cpp)
 

@@ -5,12 +5,14 @@
 // replaces. What an edit took out stays in memory until no message is on its way
 // anywhere; a cord that was cut meanwhile is marked, and nothing goes through it.
 #include "kernel.h"
+#include "profile.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <mutex>
 #include <new>
+#include <pthread.h>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -20,6 +22,8 @@ namespace {
 using zan::looks_live;
 
 constexpr int depth_limit = 1000; // boxes that one message may be nested in
+// Of a thread's stack, what is kept free for the last box: a quarter, at most this.
+constexpr size_t stack_reserve = size_t(1) << 20;
 constexpr long typed_inlets = 10; // in1 to in9 and ft1 to ft9
 
 struct outlet_object;
@@ -111,6 +115,7 @@ struct delivery {
 };
 
 struct travel {
+    const char *stack_floor = nullptr; // no message is delivered below it
     delivery *top = nullptr;
     int depth = 0;
     bool overflowed = false;         // the limit was met: drop everything until all have returned
@@ -132,11 +137,30 @@ void sweep(std::unique_lock<std::mutex> &held)
     held.lock();
 }
 
+// Where this thread's stack is nearly used up; its very end when that can't be known.
+__attribute__((noinline, cold)) const char *find_stack_floor()
+{
+    const char *const unknown = reinterpret_cast<const char *>(1);
+    pthread_attr_t attributes;
+    if (pthread_getattr_np(pthread_self(), &attributes))
+        return unknown;
+    void *end = nullptr;
+    size_t size = 0;
+    pthread_attr_getstack(&attributes, &end, &size);
+    pthread_attr_destroy(&attributes);
+    const char *here_now = static_cast<const char *>(__builtin_frame_address(0));
+    const char *floor = static_cast<const char *>(end) + std::min(size / 4, stack_reserve);
+    // a program may run this thread's code on a stack of its own
+    return here_now > floor && here_now < static_cast<const char *>(end) + size ? floor : unknown;
+}
+
 // Keeps what edits take out in memory for the outermost message of a thread.
 class passage {
   public:
     passage()
     {
+        if (!here.stack_floor)
+            here.stack_floor = find_stack_floor();
         if (here.depth++ == 0)
             travelling.fetch_add(1, std::memory_order_seq_cst);
     }
@@ -246,8 +270,10 @@ __attribute__((noinline, cold)) void tell_overflow(object *box, symbol *sel)
     here.overflowed = true;
     std::vector<std::string> names;
     const auto name = [](object *x) {
-        const symbol *n = looks_live(x) ? object_classname(x) : nullptr;
-        return std::string(n ? n->name : "?");
+        if (!looks_live(x))
+            return std::string("?");
+        const symbol *id = zbox_get_id(x);
+        return std::string(id ? id->name : object_classname(x)->name);
     };
     bool loop = false;
     names.push_back(name(box));
@@ -256,7 +282,8 @@ __attribute__((noinline, cold)) void tell_overflow(object *box, symbol *sel)
         loop = d->box == box;
     }
     if (!loop) {
-        object_error(box, "\"%s\" is dropped: it went through more than %d boxes", sel->name, depth_limit);
+        object_error(box, "\"%s\" is dropped: it went through more than %d boxes", sel->name,
+                     here.depth - 1);
         return;
     }
     constexpr size_t shown = 16;
@@ -280,10 +307,11 @@ bool deliver(object *box, long inlet, port *at, symbol *sel, long argc, atom *ar
     travel &t = here;
     if (t.overflowed)
         return false;
-    if (t.depth > depth_limit) {
+    if (t.depth > depth_limit || static_cast<const char *>(__builtin_frame_address(0)) < t.stack_floor) {
         tell_overflow(box, sel);
         return false;
     }
+    const zan::profiled time(box, sel, argc, argv);
     delivery d{box, inlet, t.top};
     t.top = &d;
     zan_word r = 0;

@@ -24,6 +24,7 @@ struct name_entry {
     pod_array<client> clients;
     name_entry *next = nullptr;
     name_entry *next_class = nullptr; // the chain of entries that ever held a class
+    name_entry *next_made = nullptr;  // the chain of all entries
 };
 
 namespace {
@@ -40,6 +41,8 @@ notification *running;        // under registry_lock
 uint64_t last_id;             // under registry_lock
 name_entry *class_entries;    // under registry_lock, in order of their registering
 name_entry *last_class_entry; // under registry_lock
+name_entry *first_made;       // under registry_lock, in order of their making
+name_entry *last_made;        // under registry_lock
 
 name_entry *find_entry_of(symbol *name_space, symbol *name)
 {
@@ -64,6 +67,8 @@ name_entry *make_entry(symbol *name_space, symbol *name)
     e->name = name;
     e->next = record_of(name)->entries.load(std::memory_order_relaxed);
     record_of(name)->entries.store(e, std::memory_order_release);
+    (last_made ? last_made->next_made : first_made) = e;
+    last_made = e;
     return e;
 }
 
@@ -92,6 +97,27 @@ void remove_client(name_entry *e, size_t index)
     e->clients.erase(index);
     if (e->clients.empty())
         e->clients.release();
+}
+
+// The names of the entries of a chain that `match` picks.
+template <class Match>
+long names_that(name_entry *name_entry::*link, name_entry *const &first, long *count, symbol ***names, Match match)
+{
+    if (!count || !names)
+        return zan_err_invalid_ptr;
+    boot();
+    const std::lock_guard hold(registry_lock);
+    pod_array<symbol *> all;
+    for (name_entry *e = first; e; e = e->*link)
+        if (match(e) && !all.push(e->name))
+            return zan_err_out_of_mem;
+    const long size = static_cast<long>(all.size() * sizeof(symbol *));
+    *names = static_cast<symbol **>(sysmem_newptr(size));
+    if (!*names)
+        return zan_err_out_of_mem;
+    sysmem_copyptr(all.begin(), *names, size);
+    *count = static_cast<long>(all.size());
+    return zan_err_none;
 }
 
 } // namespace
@@ -165,23 +191,16 @@ extern "C" {
 
 long zan_class_names(symbol *name_space, long *count, symbol ***names)
 {
-    if (!count || !names)
-        return zan_err_invalid_ptr;
-    boot();
-    const std::lock_guard hold(registry_lock);
-    const auto each = [&](auto take) {
-        for (name_entry *e = class_entries; e; e = e->next_class)
-            if (e->name_space == name_space && e->cls.load(std::memory_order_acquire))
-                take(e->name);
-    };
-    *count = 0;
-    each([&](symbol *) { ++*count; });
-    *names = static_cast<symbol **>(sysmem_newptr(*count * static_cast<long>(sizeof(symbol *))));
-    if (!*names)
-        return zan_err_out_of_mem;
-    symbol **to = *names;
-    each([&](symbol *name) { *to++ = name; });
-    return zan_err_none;
+    return names_that(&name_entry::next_class, class_entries, count, names, [=](const name_entry *e) {
+        return e->name_space == name_space && e->cls.load(std::memory_order_acquire);
+    });
+}
+
+long zan_registered_names(symbol *name_space, long *count, symbol ***names)
+{
+    return names_that(&name_entry::next_made, first_made, count, names, [=](const name_entry *e) {
+        return e->name_space == name_space && e->holder.load(std::memory_order_acquire);
+    });
 }
 
 void *object_register(symbol *name_space, symbol *name, void *x)

@@ -451,12 +451,14 @@ void critical_exit(long number)
 
 uint32_t systime_ticks(void)
 {
-    return uint32_t(now_ns() / 1000000);
+    const double v = zan::virtual_ms();
+    return v < 0 ? uint32_t(now_ns() / 1000000) : uint32_t(uint64_t(v));
 }
 
 double systimer_gettime(void)
 {
-    return double(now_ns()) * 1e-6;
+    const double v = zan::virtual_ms();
+    return v < 0 ? double(now_ns()) * 1e-6 : v;
 }
 
 } // extern "C"

@@ -22,6 +22,69 @@ ZAN_EXPORT void zan_quit(void);
 /* Runs the quit tasks, last in first out, and joins the scheduler. Clocks that are set
  * wait for the next start of it. At process exit the same happens by itself. */
 ZAN_EXPORT void zan_stop(void);
+/* The main loop until a time, in milliseconds as systimer_gettime tells it. It ends
+ * earlier by zan_quit, or when nothing is left to do: nothing waits on the main queue,
+ * no clock is set and none runs. Then virtual time stands at `ms` all the same, unless
+ * that is INFINITY. One of zan_ran_..., or a host error number on another thread. */
+enum { zan_ran_until = 0, zan_ran_quit = 1, zan_ran_dry = 2 };
+ZAN_EXPORT long zan_run_until(double ms);
+/* From now on (1) no clock's function begins, and one under way has ended when this
+ * returns (up to a second); or they go on (0). Time doesn't stop: what fell due
+ * meanwhile comes at once. Any thread. */
+ZAN_EXPORT void zan_hold(long on);
+
+/* What time clocks go by; called on the main thread, while neither a clock's function
+ * runs nor the main queue is served. Clocks that are set keep what is left of their delay.
+ *
+ * Virtual time starts at 0, stands still while anything runs and jumps to the next
+ * clock that is due, so that a run goes as fast as it can. There is no scheduler thread
+ * then: inside zan_run and zan_run_until the main thread plays its part as well, by this
+ * rule. (1) All that waits on the main queue runs, in rounds as of zan_service, until
+ * nothing waits. (2) Time jumps to the clock that is due first (of several the one set
+ * first) and its function runs to its end as on the scheduler thread: sched_isinpoll()
+ * is non-zero and what is deferred waits. Then (1) again. A main queue that refills
+ * itself gets 100 rounds a clock, and the rest goes on behind the next clock. So the
+ * same patch gives the same events in the same order on every run, as long as no other
+ * thread queues anything. zan_in_scheduler runs at once on the main thread, and from
+ * others in the main loop. systimer_gettime and systime_ticks tell virtual time.
+ * Host error number. */
+enum { zan_clock_real = 0, zan_clock_virtual = 1 };
+ZAN_EXPORT long zan_set_clock(long kind);
+
+/* The queues. Each has a limit and drops what comes beyond it, with one error when it
+ * fills up, and another one only after it has been half empty:
+ *   defer, low    calls by defer and defer_low that wait for the main thread; each call
+ *                 counts, and a dropped one gives zan_err_generic
+ *   qelem         qelems that wait for the main thread; setting one that waits already
+ *                 is no second one
+ *   clock         clocks that are set; a new delay of a clock replaces its old one
+ * What waits for an object is taken out when the object is freed. */
+enum { zan_queue_defer = 0, zan_queue_low = 1, zan_queue_qelem = 2, zan_queue_clock = 3, zan_queue_kinds = 4 };
+typedef struct zan_queue_info {
+    long waiting; /* now */
+    long most;    /* that ever waited at once */
+    long passed;  /* have run */
+    long dropped; /* found the queue full */
+    long limit;   /* 65536 unless set otherwise */
+} zan_queue_info;
+/* Host error numbers; any thread. A limit below what waits drops nothing of that. */
+ZAN_EXPORT long zan_queue_get(long queue, zan_queue_info *info);
+ZAN_EXPORT long zan_queue_set_limit(long queue, long limit);
+
+/* Boxes tell here that a frame is done: one picture written, or one beat of a metro
+ * behind everything that the beat caused. The frames of a run are those of one box: the
+ * first that wrote a picture, or in a patch without such a box the first metro that
+ * beat. The number of frames so far. Any thread. */
+enum { zan_frame_beat = 0, zan_frame_picture = 1 };
+ZAN_EXPORT long zan_frame_done(void *box, long kind);
+ZAN_EXPORT long zan_frames(void);
+/* Starts counting from 0, and clocks may run again. At so many frames (0: no limit) no
+ * clock's function begins any more and zan_run or zan_run_until returns. */
+ZAN_EXPORT void zan_set_frame_limit(long frames);
+/* Frames to go to the limit; -1 without one. A box that makes several frames of one
+ * event leaves off at 0. */
+ZAN_EXPORT long zan_frames_left(void);
+
 /* Runs fn(arg) on the scheduler thread, ahead of all clocks, and waits for it. At once
  * when called there. */
 ZAN_EXPORT void zan_in_scheduler(void (*fn)(void *), void *arg);
@@ -72,6 +135,35 @@ ZAN_EXPORT void zan_merge_reports(long on);
 /* What the next dialogs answer: a full name, or null for cancelled. */
 ZAN_EXPORT void zan_set_dialog_answer(const char *fullname);
 
+/* Profiling, of messages to boxes and of what boxes have queued; costs one branch while
+ * it is off. 1 starts from zero, 0 stops and keeps what there is. `bytes` tells how many
+ * bytes a message moves (a name may stand for many); null for none. */
+typedef long (*zan_message_bytes)(symbol *selector, long argc, atom *argv);
+ZAN_EXPORT void zan_profile(long on, zan_message_bytes bytes);
+typedef struct zan_profile_row {
+    const zan_place *place; /* a line that made boxes, or null: boxes without a place */
+    symbol *classname;
+    long messages;   /* delivered to the boxes */
+    double own_ms;   /* spent in them */
+    double total_ms; /* and in the boxes that they sent to meanwhile */
+    double worst_ms; /* the most of own_ms at once */
+    long bytes;      /* moved to them */
+} zan_profile_row;
+/* One row for each line and class that had a message, the most own time first; the
+ * caller frees *rows with sysmem_freeptr. Any thread. Host error number. */
+ZAN_EXPORT long zan_profile_get(long *count, zan_profile_row **rows);
+
+/* The objects alive of each class that has any, in no order; the caller frees *rows
+ * with sysmem_freeptr. Host error number. */
+typedef struct zan_class_count {
+    symbol *name_space; /* null for a class that isn't registered */
+    symbol *classname;
+    long alive;
+} zan_class_count;
+ZAN_EXPORT long zan_class_counts(long *count, zan_class_count **rows);
+/* The names that objects stand under in a namespace now, in order of their first use;
+ * the caller frees *names with sysmem_freeptr. Host error number. */
+ZAN_EXPORT long zan_registered_names(symbol *name_space, long *count, symbol ***names);
 /* The number of objects alive, of one class name or (null) of all. */
 ZAN_EXPORT long zan_object_count(symbol *classname);
 /* The names of the classes registered in a namespace, in order of their

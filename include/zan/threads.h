@@ -42,7 +42,8 @@ ZAN_EXPORT void critical_enter(long region);
 ZAN_EXPORT void critical_exit(long region);
 
 /* Milliseconds of the machine's steady clock: the whole ones, cut to 32 bits (they
- * come round after 49 days), and the same with fractions. */
+ * come round after 49 days), and the same with fractions. While an embedder lets time
+ * be virtual (zan_set_clock), both tell that. */
 ZAN_EXPORT uint32_t systime_ticks(void);
 ZAN_EXPORT double systimer_gettime(void);
 
@@ -50,7 +51,8 @@ ZAN_EXPORT double systimer_gettime(void);
  * 0); a new delay replaces the one under way. Clocks due at the same time run in the
  * order of their setting. Any thread may set, unset and free (object_free); freeing
  * waits for a call that another thread is running now, up to a second. When x is an
- * object and is freed, its clocks stop for good; they still have to be freed. */
+ * object and is freed, its clocks stop for good; they still have to be freed. One more
+ * than may be set at a time (zan_queue_get) is an error and isn't set. */
 ZAN_EXPORT void *clock_new(void *x, void (*fn)(void *));
 ZAN_EXPORT void clock_delay(void *clock, long ms);
 ZAN_EXPORT void clock_fdelay(void *clock, double ms);
@@ -68,8 +70,8 @@ ZAN_EXPORT void qelem_free(void *qelem);
 /* fn(object, selector, argc, argv) on the main thread: at once when called there, or
  * while no main thread has been named (zan_start), else queued with a copy of the
  * atoms (defer ahead of all that is queued low). What is queued for an object is
- * dropped when the object is freed. At most 65536 calls wait: more are dropped with
- * zan_err_generic and one error, until half of them have run. */
+ * dropped when the object is freed. A queue that is full (zan_queue_get) drops what
+ * comes, with zan_err_generic and one error until half of it has run. */
 typedef void (*zan_deferred)(void *x, symbol *s, long argc, atom *argv);
 ZAN_EXPORT long defer(void *x, zan_method fn, symbol *s, long argc, atom *argv);
 ZAN_EXPORT long defer_low(void *x, zan_method fn, symbol *s, long argc, atom *argv);
