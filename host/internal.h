@@ -59,9 +59,9 @@ class queued_work {
 // The registered main thread is calling, or none has been named yet; not while it plays
 // the scheduler's part (scheduler.cpp).
 bool on_main_thread();
-bool is_named_main();  // the same, but named, and whatever it plays
-double virtual_ms();   // virtual time, or -1 while time is real (scheduler.cpp)
-void end_the_run();    // no clock begins any more, and the main loop ends (scheduler.cpp)
+bool is_named_main(); // the same, but named, and whatever it plays
+double virtual_ms();  // virtual time, or -1 while time is real (scheduler.cpp)
+void end_the_run();   // no clock begins any more, and the main loop ends (scheduler.cpp)
 
 zan_class *class_in_making(); // the class that this thread made last, or null (classes.cpp)
 

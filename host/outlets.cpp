@@ -282,8 +282,7 @@ __attribute__((noinline, cold)) void tell_overflow(object *box, symbol *sel)
         loop = d->box == box;
     }
     if (!loop) {
-        object_error(box, "\"%s\" is dropped: it went through more than %d boxes", sel->name,
-                     here.depth - 1);
+        object_error(box, "\"%s\" is dropped: it went through more than %d boxes", sel->name, here.depth - 1);
         return;
     }
     constexpr size_t shown = 16;

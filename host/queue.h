@@ -185,8 +185,8 @@ bool main_has_work(const queue_state &s);
 
 // Runs a function without the lock, inside a frame.
 template <class Fn>
-void run_framed(queue_state &s, queue_guard &held, main_or_scheduler &side, const void *owner,
-                const entry *source, const zan_place *from, Fn fn)
+void run_framed(queue_state &s, queue_guard &held, main_or_scheduler &side, const void *owner, const entry *source,
+                const zan_place *from, Fn fn)
 {
     frame f{owner, source, source && source->queue == zan_queue_clock, side.frames};
     side.frames = &f;
@@ -214,9 +214,7 @@ template <class Match> bool has_frame(const main_or_scheduler &side, Match match
 // for this very thread, directly or by freeing something too, isn't waited for.
 template <class Match> bool wait_for_frames(queue_state &s, queue_guard &held, Match match)
 {
-    main_or_scheduler *mine = on_scheduler()  ? &s.scheduler_side
-                              : is_named_main() ? &s.main_side
-                                                : nullptr;
+    main_or_scheduler *mine = on_scheduler() ? &s.scheduler_side : is_named_main() ? &s.main_side : nullptr;
     const auto busy = [&] {
         for (main_or_scheduler *side : {&s.main_side, &s.scheduler_side})
             if (side != mine && !(mine && side->waits) && has_frame(*side, match))
@@ -237,8 +235,7 @@ template <class Match> bool wait_for_frames(queue_state &s, queue_guard &held, M
 }
 
 // What makes clocks and qelems, which are objects with their part in place.
-template <class T, class Part>
-void *make_queued(zan_class *c, Part T::*member, void *x, void (*fn)(void *))
+template <class T, class Part> void *make_queued(zan_class *c, Part T::*member, void *x, void (*fn)(void *))
 {
     if (!fn)
         return nullptr;

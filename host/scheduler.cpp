@@ -232,8 +232,8 @@ void leave_a_standstill(queue_guard &held, void *owner)
     const int64_t stood = virtual_now.fetch_add(1000000);
     held.unlock();
     object_error(looks_live(owner) ? owner : nullptr,
-                 "%ld clocks ran at the same time, %g ms, without an end: time is moved on by 1 ms", most_at_a_time,
-                 double(stood) * 1e-6);
+                 "%ld clocks ran at the same time, %g ms, without an end: time is moved on by 1 ms",
+                 most_at_a_time, double(stood) * 1e-6);
     held.lock();
 }
 
