@@ -206,9 +206,12 @@ VOKRA_EXPORT vok_err vok_functor_setattr(void *x, symbol *selector, long argc, a
     X(transfer, step, "step")                                                                                     \
     X(transfer, solarize, "solarize")
 #define VOK_FUNCTORS(X)                                                                                           \
+    VOK_FUNCTORS_CURVE(X)                                                                                         \
+    VOK_FUNCTORS_FILTER(X)                                                                                        \
     VOK_FUNCTORS_NOISE(X)                                                                                         \
     VOK_FUNCTORS_FRACTAL(X)                                                                                       \
-    VOK_FUNCTORS_DISTANCE(X)
+    VOK_FUNCTORS_DISTANCE(X)                                                                                      \
+    VOK_FUNCTORS_TRANSFER(X)
 /* Complete, but nothing sets them up: they can't be found by name (deliberate). */
 #define VOK_FUNCTORS_UNREGISTERED(X) X(distance, radial, "radial") X(distance, squared, "squared")
 
@@ -227,6 +230,31 @@ VOKRA_EXPORT vok_err vok_functor_setattr(void *x, symbol *selector, long argc, a
 VOK_FUNCTORS(VOK_DECLARE_FUNCTOR)
 VOK_FUNCTORS_UNREGISTERED(VOK_DECLARE_FUNCTOR)
 #undef VOK_DECLARE_FUNCTOR
+
+/* Of vok_functor_curve_cubicspline; the first two answer as messages too. setbasis takes
+ * the name of a basis (numerics.h); another one is kept as the name and changes nothing
+ * else. resize keeps the knots there are and clears new ones; a smaller count cuts.
+ * setknot stores into one format's array, grown to hold `index`, new knots cleared. 0, or
+ * INVP for a null object, a negative count or index, and no memory. */
+VOKRA_EXPORT vok_err vok_functor_curve_cubicspline_setbasis(void *x, symbol *name);
+VOKRA_EXPORT vok_err vok_functor_curve_cubicspline_resize(void *x, long count);
+VOKRA_EXPORT vok_err vok_functor_curve_cubicspline_setknot_float32(void *x, long index, double value);
+VOKRA_EXPORT vok_err vok_functor_curve_cubicspline_setknot_float64(void *x, long index, double value);
+
+/* The rules for one coordinate of lanczossinc and solarize. */
+VOKRA_EXPORT float vok_functor_filter_lanczossinc_eval_float32_scalar(void *x, float value);
+VOKRA_EXPORT double vok_functor_filter_lanczossinc_eval_float64_scalar(void *x, double value);
+VOKRA_EXPORT float vok_functor_transfer_solarize_eval_float32_scalar(void *x, float value);
+VOKRA_EXPORT double vok_functor_transfer_solarize_eval_float64_scalar(void *x, double value);
+
+/* Fills the 65536 entries of the fixed sine; evaluation does it at first need. */
+VOKRA_EXPORT void vok_functor_transfer_sine_fixlut_init(void);
+
+/* 0 outside startlow to endhigh, 1 between starthigh and endlow, and between those the
+ * smooth step t * t * (3 - 2 * t). */
+VOKRA_EXPORT float smooth_pulse_float32(float x, float startlow, float starthigh, float endlow, float endhigh);
+VOKRA_EXPORT double smooth_pulse_float64(double x, double startlow, double starthigh, double endlow,
+                                         double endhigh);
 
 VOKRA_END_C
 

@@ -21,6 +21,7 @@
 #pragma once
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <span>
 #include <type_traits>
@@ -200,10 +201,10 @@ template <typename R, typename T> T eval(void *record, long n, const T *x)
 {
     R &r = *static_cast<R *>(record);
     if constexpr (std::is_same_v<T, double>)
-        return r.template eval<double>(n, x);
+        return r.eval(n, x);
     else if constexpr (std::is_same_v<T, float>) {
         if constexpr (has_float32_rule<R>)
-            return r.template eval<float>(n, x);
+            return r.eval(n, x);
         else
             return vok_functor_eval_float32_with_float64(record, n, x, eval<R, double>);
     } else if constexpr (has_fixed_rule<R>)
@@ -212,6 +213,15 @@ template <typename R, typename T> T eval(void *record, long n, const T *x)
         return vok_functor_eval_fixed_with_float32(record, n, x, eval<R, float>);
     else
         return vok_functor_eval_fixed_with_float64(record, n, x, eval<R, double>);
+}
+
+// The product of a rule's values; the first coordinate is read whatever the count.
+template <typename T, typename Rule> T product_over(long n, const T *x, Rule rule)
+{
+    T result = rule(x[0]);
+    for (long i = 1; i < n; i++)
+        result *= rule(x[i]);
+    return result;
 }
 
 // The row form of every class: its rule in a loop.
