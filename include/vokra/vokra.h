@@ -7,6 +7,7 @@
 #include <vokra/box.h>
 #include <vokra/commonsyms.h>
 #include <vokra/functor.h>
+#include <vokra/functor_evaluate.h>
 #include <vokra/functor_noise.h>
 #include <vokra/kernel.h>
 #include <vokra/listener.h>

@@ -94,6 +94,8 @@ vok_err vok_functor_init(void)
     sym_subfunctor = gensym("subfunctor");
     for (const init_fn init : class_inits)
         init();
+    vok_functor_evaluate_init();
+    vok_functor_sampler_regular_init();
     return VOK_ERR_NONE;
 }
 
