@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include <vokra/commonsyms.h>
+#include <vokra/functor_evaluate.h>
 
 using namespace vok::functor;
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 
+#include <vokra/functor_evaluate.h>
 #include <vokra/numerics.h>
 
 #include "functor/vok.functor.noise.h"

@@ -1,5 +1,7 @@
 // vok_functor_sampler_regular: writes the coordinates of a regular grid into a matrix, the
 // coordinate of dimension d into plane d.
+#include <vokra/functor_evaluate.h>
+
 #include "functor/vok.functor.walk.h"
 #include "matrix/matrix_lock.h"
 
