@@ -138,8 +138,8 @@ TEST_F(Run, TheMainQueueSettlesBetweenTwoClocks)
         auto &t = *static_cast<words *>(p);
         t.push_back(s->name);
         if (s == S("again")) // on the main thread now: at once
-            defer(p, M(+[](void *q, symbol *, long, atom *) { static_cast<words *>(q)->push_back("inner"); }), s, 0,
-                  nullptr);
+            defer(p, M(+[](void *q, symbol *, long, atom *) { static_cast<words *>(q)->push_back("inner"); }), s,
+                  0, nullptr);
     });
     timed second([&] { trail.push_back("second"); });
     timed first([&] {
@@ -418,8 +418,11 @@ TEST_F(Run, APlaceAsTextLeavesOutWhatIsNotKnown)
     const struct {
         zan_place place;
         const char *text;
-    } rows[] = {{{f, 3, b, c}, "f:3: b (c)"}, {{f, 0, b, nullptr}, "f: b"}, {{f, 3, nullptr, c}, "f:3: c"},
-                {{nullptr, 3, b, c}, "b (c)"}, {{f, 3, nullptr, nullptr}, "f:3"}};
+    } rows[] = {{{f, 3, b, c}, "f:3: b (c)"},
+                {{f, 0, b, nullptr}, "f: b"},
+                {{f, 3, nullptr, c}, "f:3: c"},
+                {{nullptr, 3, b, c}, "b (c)"},
+                {{f, 3, nullptr, nullptr}, "f:3"}};
     for (const auto &row : rows) {
         char text[20] = "?", cut[4];
         EXPECT_EQ(zan_place_text(&row.place, text, sizeof text), long(strlen(row.text)));
