@@ -2,7 +2,7 @@
 // memory and run. Every report names the file and the line, and what can't be run is
 // passed over, so that one wrong line costs one message. Reached through
 // include/zan/files.h.
-#include "internal.h"
+#include "near_words.h"
 #include "text_reader.h"
 
 #include <algorithm>
@@ -97,75 +97,6 @@ long read_text(binbuf *b, const char *name, const char *text, long size)
 
 // ---- running ----
 
-// The number of edits between two words, for finding what a person may have meant.
-long distance(std::string_view a, std::string_view b)
-{
-    std::vector<long> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); j++)
-        row[j] = long(j);
-    for (size_t i = 1; i <= a.size(); i++) {
-        long diagonal = row[0];
-        row[0] = long(i);
-        for (size_t j = 1; j <= b.size(); j++) {
-            const long changed = diagonal + (a[i - 1] != b[j - 1]);
-            diagonal = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, changed});
-        }
-    }
-    return row[b.size()];
-}
-
-bool is_public(void *x, symbol *name)
-{
-    const zan_messlist *entry = object_mess(x, name);
-    return entry && entry->types[0] != argtype_cant;
-}
-
-// The public message or attribute of x whose name is nearest, null when none is near.
-symbol *nearest_message(void *x, const symbol *wanted)
-{
-    const std::string_view word = wanted->name;
-    if (word.size() > 64)
-        return nullptr;
-    symbol *best = nullptr;
-    long best_distance = long(word.size()) / 3 + 2;
-    const auto consider = [&](symbol **names, long count, bool methods) {
-        for (long i = 0; i < count; i++) {
-            if (strlen(names[i]->name) > 64 || (methods && !is_public(x, names[i])))
-                continue;
-            const long d = distance(word, names[i]->name);
-            if (d < best_distance) {
-                best_distance = d;
-                best = names[i];
-            }
-        }
-        sysmem_freeptr(names);
-    };
-    long count = 0;
-    symbol **names = nullptr;
-    if (void *methods = class_extra_lookup(object_class(x), gensym("methods"));
-        methods && hashtab_getkeys(methods, &count, &names) == zan_err_none)
-        consider(names, count, true);
-    count = 0;
-    names = nullptr;
-    if (object_attr_getnames(x, &count, &names) == zan_err_none)
-        consider(names, count, false);
-    return best;
-}
-
-// Whether typedmess will find a way to deliver the message: what it would refuse is
-// refused here, where the line is known.
-bool understands(void *x, symbol *selector)
-{
-    if (object_mess(x, selector))
-        return is_public(x, selector);
-    if (object_attr_get(x, selector))
-        return true;
-    if (strncmp(selector->name, "get", 3) == 0 && object_attr_get(x, gensym(selector->name + 3)))
-        return true;
-    return zgetfn(x, gensym("decorator")) != nullptr || object_mess(x, gensym("anything"));
-}
-
 // A name's `thing` may be any word that someone keeps there, a function too.
 void *live_object(void *thing)
 {
@@ -250,26 +181,19 @@ class evaluation {
 
     void deliver(void *target, long count, atom *message)
     {
-        symbol *selector;
-        if (count == 0) {
-            selector = gensym("bang");
-        } else if (message[0].type == argtype_sym) {
-            selector = message[0].value.as_sym;
-            count--;
-            message++;
-        } else {
-            selector = gensym(count > 1 || message[0].type == argtype_obj ? "list"
-                              : message[0].type == argtype_float          ? "float"
-                                                                          : "int");
-        }
-        if (understands(target, selector)) {
+        long from = 0;
+        symbol *selector = zan::selector_of(count, message, &from);
+        count -= from;
+        message += from;
+        if (zan::understands(target, selector)) {
             result = typedmess(target, selector, count, message);
             return;
         }
         const symbol *classname = object_classname(target);
         std::string what = std::string(classname ? classname->name : "object") + " has no message";
-        const symbol *near = nearest_message(target, selector);
-        report(what.c_str(), selector->name, near ? near->name : nullptr);
+        zan::near_word near(selector->name);
+        zan::consider_messages(near, target);
+        report(what.c_str(), selector->name, near.best().empty() ? nullptr : near.best().c_str());
     }
 
     void report(const char *what, const char *word, const char *near = nullptr)

@@ -20,6 +20,7 @@ static constexpr boot_step steps[] = {
     {"clocks and queue elements", init_queue_classes},
     {"outlets and proxies", init_outlet_classes},
     {"the receiver \"zan\"", init_receiver},
+    {"patches", init_patch_classes},
 };
 
 void boot()

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <vector>
 #include <zan/host.h>
 
 namespace zan {
@@ -32,6 +33,7 @@ void init_queue_classes();      // queue.cpp: clock, qelem
 zan_class *make_clock_class();  // scheduler.cpp, for the one above
 void init_outlet_classes();     // outlets.cpp: outlet, proxy
 void init_receiver();           // receiver.cpp: the object behind the name "zan"
+void init_patch_classes();      // patcher/ports.cpp: patch, inlet, outlet and what stands for a box
 
 // Drop what is queued for an object that is being freed, and wait for a piece of it
 // that another thread is running now (queue.cpp). Called while state_has_queued is
@@ -41,6 +43,7 @@ void queue_forget(object *x);
 // Called while state_has_cords is set, behind the free function: that one may have
 // freed proxies and outlets itself.
 void cords_forget(object *x);
+const zan_place *keep_place(const zan_place &place); // the one copy that stays (places.cpp)
 // The place of the innermost box that handles a message on this thread, or that was at
 // work when the function which runs now was queued; or null (outlets.cpp).
 const zan_place *place_at_work();
@@ -56,6 +59,22 @@ class queued_work {
     void *top_;
     const zan_place *from_;
 };
+// While one lives, the warnings and errors of this thread are kept in it and not told (report.cpp).
+class caught_reports {
+  public:
+    struct report {
+        long kind; // zan_report_...
+        std::string text;
+    };
+    caught_reports();
+    ~caught_reports();
+    caught_reports(const caught_reports &) = delete;
+    caught_reports &operator=(const caught_reports &) = delete;
+    std::vector<report> all;
+
+  private:
+    caught_reports *outer_;
+};
 // The registered main thread is calling, or none has been named yet; not while it plays
 // the scheduler's part (scheduler.cpp).
 bool on_main_thread();
@@ -64,6 +83,9 @@ double virtual_ms();  // virtual time, or -1 while time is real (scheduler.cpp)
 void end_the_run();   // no clock begins any more, and the main loop ends (scheduler.cpp)
 
 zan_class *class_in_making(); // the class that this thread made last, or null (classes.cpp)
+
+// Whether a cord can end at this inlet (outlets.cpp).
+bool has_inlet(object *box, long inlet);
 
 // Whether x is a live object. Any pointer may be asked about: objects lie on 16-byte
 // boundaries, so the magic word of what does is on the same page as x itself.
@@ -94,6 +116,20 @@ constexpr uint32_t file_code(const char (&text)[5])
 }
 // The absolute name of a file in a folder; empty for an unknown path (paths.cpp).
 std::string full_name(short path, const char *name);
+// The full name of the first file of this name where box classes are looked for, or empty (paths.cpp).
+std::string class_file(const std::string &name);
+// While one lives, files are looked for in the folder of this patch too: ahead of all others
+// while the patch is in the making, behind those of other patches afterwards (paths.cpp).
+class open_folder {
+  public:
+    open_folder(std::string folder, bool in_the_making);
+    ~open_folder();
+    open_folder(const open_folder &) = delete;
+    open_folder &operator=(const open_folder &) = delete;
+
+  private:
+    std::string folder_;
+};
 // The identifier of a folder by its absolute name; 0 when no more can be given out (paths.cpp).
 short path_of_folder(const std::string &folder);
 // The four-character type of a file, 'fold' for a folder, 0 when it isn't known or there (files.cpp).

@@ -70,23 +70,17 @@ long zan_load_module(const char *filename)
 
 bool zan::load_module_for(symbol *classname)
 {
-    char name[ZAN_NAME_SIZE], full[ZAN_NAME_SIZE];
-    if (!classname || std::strlen(classname->name) + 4 > sizeof name || std::strchr(classname->name, '/'))
+    if (!classname || std::strchr(classname->name, '/'))
         return false;
-    std::strcpy(name, classname->name);
-    std::strcat(name, ".so");
-    short path = 0;
-    uint32_t type = 0;
-    if (locatefile_extended(name, &path, &type, nullptr, 0) || path_topathname(path, name, full))
-        return false;
-    return zan_load_module(full) == zan_err_none;
+    const std::string file = class_file(std::string(classname->name) + ".so");
+    return !file.empty() && zan_load_module(file.c_str()) == zan_err_none;
 }
 
 void zan::load_packs()
 {
     static std::set<std::string> tried; // one that can't be loaded says so once
     char folder[ZAN_NAME_SIZE];
-    for (long i = 0; !path_getsearchpath(i, folder); i++) {
+    for (long i = 0; !path_getclasspath(i, folder); i++) {
         std::error_code none;
         std::vector<std::string> files;
         for (const auto &entry : std::filesystem::directory_iterator(std::string(folder) + "/packs", none))

@@ -550,9 +550,29 @@ void cords_forget(object *x)
         object_free(o);
 }
 
+bool has_inlet(object *box, long inlet)
+{
+    if (inlet == 0 || typed_inlet(box, inlet, false))
+        return true;
+    state_t &s = state();
+    const std::unique_lock held(s.lock);
+    const auto n = s.nodes.find(box);
+    return n != s.nodes.end() && find_port(n->second, inlet);
+}
+
 } // namespace zan
 
 extern "C" {
+
+long zan_inlet_count(void *x)
+{
+    if (!looks_live(x))
+        return 0;
+    long count = 1;
+    while (zan::has_inlet(static_cast<object *>(x), count))
+        count++;
+    return count;
+}
 
 void *outlet_new(void *box, const char *type)
 {

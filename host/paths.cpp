@@ -25,6 +25,7 @@ struct path_tables {
     std::mutex lock;
     std::vector<std::string> folders; // folder i has the identifier -1 - i
     std::vector<std::string> added;   // the search path's own part, first searched first
+    std::vector<std::string> patches; // of open patches, last searched first
 };
 
 // Never destroyed: other threads may still ask for names while the process ends.
@@ -101,24 +102,38 @@ std::string installed_folder()
 }
 
 // Put together at each search: the environment may be set after the start.
-std::vector<std::string> search_folders()
+std::vector<std::string> search_folders(bool for_classes)
 {
-    std::vector<std::string> folders{current_folder()};
+    const std::string here = current_folder();
+    std::vector<std::string> folders;
     {
         std::lock_guard hold(tables().lock);
+        const auto &open = tables().patches;
+        for (auto folder = open.rbegin(); folder != open.rend(); ++folder)
+            if (std::find(folders.begin(), folders.end(), *folder) == folders.end())
+                folders.push_back(*folder);
+        if (folders.empty() || !for_classes)
+            folders.push_back(here);
         folders.insert(folders.end(), tables().added.begin(), tables().added.end());
     }
     const std::string list = env("VOKRA_PATH");
     for (size_t at = 0; at < list.size();) {
         const size_t end = std::min(list.find(':', at), list.size());
         if (end > at)
-            folders.push_back(absolute_name(list.substr(at, end - at), folders[0]));
+            folders.push_back(absolute_name(list.substr(at, end - at), here));
         at = end + 1;
     }
     for (const std::string &folder : {user_data_folder(), installed_folder()})
         if (!folder.empty())
-            folders.push_back(absolute_name(folder, folders[0]));
+            folders.push_back(absolute_name(folder, here));
     return folders;
+}
+
+short give_folder(const std::vector<std::string> &folders, long index, char *folder)
+{
+    if (!folder || index < 0 || index >= static_cast<long>(folders.size()))
+        return zan_err_generic;
+    return copy_name(folders[static_cast<size_t>(index)], folder) ? 0 : zan_err_generic;
 }
 
 // The extensions that a name without one is tried with, by the type asked for.
@@ -168,6 +183,32 @@ std::string full_name(short path, const char *name)
     return absolute_name(name, folder);
 }
 
+std::string class_file(const std::string &name)
+{
+    for (const std::string &folder : search_folders(true)) {
+        const std::string full = absolute_name(name, folder);
+        if (access(full.c_str(), F_OK) == 0 && !is_folder(full))
+            return full;
+    }
+    return "";
+}
+
+open_folder::open_folder(std::string folder, bool in_the_making) : folder_(std::move(folder))
+{
+    std::lock_guard hold(tables().lock);
+    auto &open = tables().patches;
+    open.insert(in_the_making ? open.end() : open.begin(), folder_);
+}
+
+open_folder::~open_folder()
+{
+    std::lock_guard hold(tables().lock);
+    auto &open = tables().patches;
+    const auto own = std::find(open.rbegin(), open.rend(), folder_);
+    if (own != open.rend())
+        open.erase(std::next(own).base());
+}
+
 } // namespace zan
 
 using namespace zan;
@@ -188,7 +229,7 @@ short locatefile_extended(char *name, short *path, uint32_t *outtype, const uint
     int best = 0;
     std::string found;
     uint32_t found_type = 0;
-    std::vector<std::string> folders = search_folders();
+    std::vector<std::string> folders = search_folders(false);
     if (is_full_name(name))
         folders.resize(1);
     for (const std::string &folder : folders) {
@@ -239,10 +280,12 @@ long path_addsearchpath(const char *folder)
 
 short path_getsearchpath(long index, char *folder)
 {
-    const std::vector<std::string> folders = search_folders();
-    if (!folder || index < 0 || index >= static_cast<long>(folders.size()))
-        return zan_err_generic;
-    return copy_name(folders[static_cast<size_t>(index)], folder) ? 0 : zan_err_generic;
+    return give_folder(search_folders(false), index, folder);
+}
+
+short path_getclasspath(long index, char *folder)
+{
+    return give_folder(search_folders(true), index, folder);
 }
 
 short path_frompotentialpathname(const char *text, short *path, char *name)
@@ -331,7 +374,7 @@ short packages_getpackagepath(const char *name)
     // one plain word: a package's name can't lead out of the packages' folder
     if (!name || !*name || strchr(name, '/') || !strcmp(name, ".") || !strcmp(name, ".."))
         return 0;
-    for (const std::string &folder : search_folders()) {
+    for (const std::string &folder : search_folders(false)) {
         const std::string package = folder + "/packages/" + name;
         if (is_folder(package))
             return path_of_folder(package);

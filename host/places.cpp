@@ -10,9 +10,7 @@
 
 using namespace zan;
 
-namespace {
-
-const zan_place *kept(const zan_place &place)
+const zan_place *zan::keep_place(const zan_place &place)
 {
     struct by_words {
         bool operator()(const zan_place &a, const zan_place &b) const
@@ -25,6 +23,8 @@ const zan_place *kept(const zan_place &place)
     const std::lock_guard held(lock);
     return &*all.insert(place).first;
 }
+
+namespace {
 
 const zan_place *own_place(void *x)
 {
@@ -46,7 +46,7 @@ long zan_set_box_place(void *x, symbol *id, symbol *file, long line)
     if (!side)
         return zan_err_out_of_mem;
     static symbol *const id_key = gensym("#id");
-    side->place.store(kept({file, line, id, object_classname(box)}), std::memory_order_release);
+    side->place.store(keep_place({file, line, id, object_classname(box)}), std::memory_order_release);
     return object_obex_storeflags(box, id_key, id, obex_borrowed);
 }
 

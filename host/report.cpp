@@ -20,6 +20,7 @@ zan_reporter reporter = nullptr;
 void *reporter_data = nullptr;
 thread_local bool reporting; // this thread is inside the reporter
 thread_local const zan_place *reported_place;
+thread_local zan::caught_reports *catching;
 
 // Warnings and errors that came while equal ones are merged, and how often again.
 constexpr size_t most_merged = 1000;
@@ -109,6 +110,10 @@ void report(long kind, void *x, const char *format, va_list list)
     const zan_place *place = source ? zan_place_of(source) : nullptr;
     if (!place)
         place = zan::place_at_work();
+    if (catching && (kind == zan_report_warning || kind == zan_report_error)) {
+        catching->all.push_back({kind, text});
+        return;
+    }
     if (reporting) { // the reporter's own reports: never back into it
         write_line(place, classname, text);
         return;
@@ -127,6 +132,16 @@ void report(long kind, void *x, const char *format, va_list list)
 }
 
 } // namespace
+
+zan::caught_reports::caught_reports() : outer_(catching)
+{
+    catching = this;
+}
+
+zan::caught_reports::~caught_reports()
+{
+    catching = outer_;
+}
 
 extern "C" {
 

@@ -35,9 +35,14 @@ ZAN_EXPORT short locatefile_extended(char *name, short *path, uint32_t *outtype,
                                      short numtypes);
 /* Adds a folder to the front of the search path; ENOTDIR or the like if it is none. */
 ZAN_EXPORT long path_addsearchpath(const char *folder);
-/* The folders searched, in order, the current one first, `index` from 0; non-zero
- * past the last. They needn't be there. */
+/* The folders searched, in order, `index` from 0; non-zero past the last. They needn't
+ * be there. Those of open patches come first (the one in the making ahead of all), then
+ * the current one. */
 ZAN_EXPORT short path_getsearchpath(long index, char *folder);
+/* The same where box classes are looked for, externals and patches: the folders of open
+ * patches (the current one when none is open), those added, $VOKRA_PATH, the user's data
+ * folder, the installed one. */
+ZAN_EXPORT short path_getclasspath(long index, char *folder);
 /* permission 1 read, 2 write, 3 both; the file must be there. *file null on error. */
 ZAN_EXPORT long path_opensysfile(const char *name, short path, zan_file_handle *file, short permission);
 /* Creates or replaces, open for reading and writing. */

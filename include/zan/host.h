@@ -96,6 +96,9 @@ ZAN_EXPORT zan_word zan_send(void *box, long inlet, symbol *selector, long argc,
 ZAN_EXPORT long zan_connect(void *src, long outlet, void *dst, long inlet);
 ZAN_EXPORT long zan_disconnect(void *src, long outlet, void *dst, long inlet);
 
+/* The inlets of a box that cords can end at: the left one and those counted up from it. */
+ZAN_EXPORT long zan_inlet_count(void *box);
+
 enum { zan_report_post = 0, zan_report_warning = 1, zan_report_error = 2, zan_report_console = 3 };
 /* Every post, warning and error goes to fn(data, kind, object, text) instead of
  * standard error (as "class: text" lines); null restores that. Calls come one at a

@@ -4,7 +4,8 @@
  *   patch 1;                    the mark, with the format's number; ahead of it only comments
  *   # a comment                 up to the end of the line, where a statement would begin
  *   box NAME CLASS ARGUMENT...; a box; its name is its own within the patch
- *   cord SOURCE OUTLET DESTINATION INLET;    numbered from 0, from the left
+ *   cord SOURCE OUTLET DESTINATION INLET;    numbered from 0, from the left; the cords of
+ *                               an outlet are served in the order of their lines
  *   NAME MESSAGE...;            sent when all boxes and cords are there, in this order;
  *                               a comma sends one more message to the same box
  *   layout NAME WORD...;        for editors, at the end; changes nothing
@@ -59,16 +60,18 @@ ZAN_EXPORT void zan_patch_free(zan_patch *p);
 /* The findings of reading and of the last check or opening, in order of file and line;
  * zan_err_generic past the last, with *finding left alone. At most 1000 are kept. */
 ZAN_EXPORT long zan_patch_finding(zan_patch *p, long index, zan_finding *finding);
-/* Finds everything that opening would find, without running anything: the boxes are made
- * and freed again, with no cords between them and no messages sent. The number of errors.
- * A box's constructor that would touch a file asks zan_patch_checking first. */
-ZAN_EXPORT long zan_patch_check(zan_patch *p);
+/* Finds everything that opening with these arguments would find, without running anything:
+ * the boxes are made and freed again, with no cords between them and no messages sent; a
+ * message among a box's @words is left out. The number of errors. A box's constructor
+ * that would touch a file or start something asks zan_patch_checking first. An open patch
+ * is closed. */
+ZAN_EXPORT long zan_patch_check(zan_patch *p, long argc, const atom *argv);
 /* Non-zero while boxes are made for a check only. */
 ZAN_EXPORT long zan_patch_checking(void);
 
 /* The canonical text, allocated for the caller (sysmem_freeptr), its length without the NUL
- * in *size when that is given; null when the text could not be read to its end, so that
- * something of it would be lost. Statements and comments keep their order, and one blank
+ * in *size when that is given; null when the text isn't marked as a patch or could not be read
+ * to its end, so that something of it would be lost. Statements and comments keep their order, and one blank
  * line is kept where there were some. Reading it gives the same patch, and writing that
  * the same bytes. */
 ZAN_EXPORT char *zan_patch_text(zan_patch *p, long *size);
