@@ -6,6 +6,7 @@
 #include <vokra/base.h>
 #include <vokra/box.h>
 #include <vokra/commonsyms.h>
+#include <vokra/expr.h>
 #include <vokra/functor.h>
 #include <vokra/functor_evaluate.h>
 #include <vokra/functor_noise.h>

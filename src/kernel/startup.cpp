@@ -8,6 +8,7 @@
 #include <vokra/attributes.h>
 #include <vokra/box.h>
 #include <vokra/commonsyms.h>
+#include <vokra/expr.h>
 #include <vokra/functor.h>
 #include <vokra/kernel.h>
 #include <vokra/listener.h>
@@ -90,6 +91,7 @@ constexpr step steps[] = {
     {"thread pool", vok_parallel_utils_init},
     {"vok_op", vok_op_init},
     {"vok_tree", vok_tree_init},
+    {"vok_expr", vok_expr_init},
     {"functors", vok_functor_init},
     {"vok_listener", vok_listener_init},
     {"OpenGL", take_over_gl},
