@@ -1,8 +1,8 @@
 // What the files of the expression language share: nodes and tokens at hand, the words
 // that are sent, and how a tree goes.
 #pragma once
-#include <zan/collections.h>
 #include <zan/classes.h>
+#include <zan/collections.h>
 #include <zan/objects.h>
 #include <zan/symbols.h>
 

@@ -13,8 +13,8 @@
 #include "kernel/message.h"
 
 const char *const _vok_expr_token_str[vok_expr_token_kinds] = {
-    "UNKNOWN", "WORD", "NUMBER", "SPECIAL", "LPAREN", "RPAREN",   "COMMA",
-    "SEMI",    "GROUP", "INOP",  "OP",      "VARIABLE", "CONSTANT", "ATTRIBUTE"};
+    "UNKNOWN", "WORD",  "NUMBER", "SPECIAL", "LPAREN",   "RPAREN",   "COMMA",
+    "SEMI",    "GROUP", "INOP",   "OP",      "VARIABLE", "CONSTANT", "ATTRIBUTE"};
 
 namespace {
 
@@ -38,8 +38,9 @@ struct pattern {
 
 constexpr int re_token = 0, re_word = 1, re_number = 2, re_special = 3;
 pattern patterns[] = {
-    {"re_token", R"((\,)|(\()|(\))|((@?([a-z]|[A-Z])+\w*(\[[0-9]+\])?)(\.([a-z]|[A-Z])+\w*(\[[0-9]+\])*)?)|)"
-                 RE_NUMBER "|" RE_SPECIAL},
+    {"re_token",
+     R"((\,)|(\()|(\))|((@?([a-z]|[A-Z])+\w*(\[[0-9]+\])?)(\.([a-z]|[A-Z])+\w*(\[[0-9]+\])*)?)|)" RE_NUMBER
+     "|" RE_SPECIAL},
     {"re_word", R"(((@?([a-z]|[A-Z])+\w*(\[[0-9]+\])?)(\.([a-z]|[A-Z])+\w*(\[[0-9]+\])*)*))"},
     {"re_number", RE_NUMBER},
     {"re_special", RE_SPECIAL},

@@ -385,8 +385,8 @@ vok_err vok_expr_flattenconstants(vok_expr *x, vok_tree_node *n)
         numbers = numbers && is_number(child_at(n, i));
     }
     const token *t = token_of(n);
-    if (numbers && child_count(n) > 0 && t && t->type == vok_expr_token_op && !vok_expr_wordisfunctor(word_of(t)) &&
-        !vok_expr_wordisclass(x, word_of(t)))
+    if (numbers && child_count(n) > 0 && t && t->type == vok_expr_token_op &&
+        !vok_expr_wordisfunctor(word_of(t)) && !vok_expr_wordisclass(x, word_of(t)))
         fold(x, n);
     return VOK_ERR_NONE;
 }

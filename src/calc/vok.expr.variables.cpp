@@ -82,7 +82,8 @@ void *make_ramp(const vok_matrix_info &info, long index, long mode)
         return ramp;
     const long size = info.dim[index];
     double value = mode == ramp_signed ? -1.0 : 0.0;
-    const double step = mode == ramp_cells ? 1.0 : (mode == ramp_signed ? 2.0 : 1.0) / static_cast<double>(size - 1);
+    const double step =
+        mode == ramp_cells ? 1.0 : (mode == ramp_signed ? 2.0 : 1.0) / static_cast<double>(size - 1);
     // sums, not products: the rounding of a ramp is theirs
     for (long i = 0; i < (index < line.dimcount ? size : 1); i++, value += step)
         std::memcpy(hold.data + i * hold.info.dimstride[index], &value, sizeof value);
@@ -114,7 +115,8 @@ vok_err vok_expr_mxfn_dim(vok_expr *, vok_tree_node *n, void *, vok_matrix_info 
     return set_all(data, static_cast<double>(info->dim[index]));
 }
 
-vok_err vok_expr_mxfn_norm(vok_expr *, vok_tree_node *n, void *, vok_matrix_info *info, long index, long mode, long)
+vok_err vok_expr_mxfn_norm(vok_expr *, vok_tree_node *n, void *, vok_matrix_info *info, long index, long mode,
+                           long)
 {
     void *data = data_of(n);
     if (!data || !info)

@@ -103,8 +103,7 @@ const row texts[] = {
     {"euclidean(0.5)", "(euclidean 0.5)", ""},
 };
 
-class ExprCompile : public LibraryTable<row> {
-};
+class ExprCompile : public LibraryTable<row> {};
 
 TEST_P(ExprCompile, GivesTheTreeAndTheMessage)
 {
@@ -118,8 +117,7 @@ TEST_P(ExprCompile, GivesTheTreeAndTheMessage)
 }
 INSTANTIATE_TEST_SUITE_P(Texts, ExprCompile, testing::ValuesIn(texts));
 
-class ExprObject : public Library {
-};
+class ExprObject : public Library {};
 
 TEST_F(ExprObject, OneFailureLeavesTheOthers)
 {
@@ -166,9 +164,11 @@ TEST_F(ExprObject, TracesEveryStage)
     vok_attr_setlong(e.x, gensym("verbose"), 1);
     e.set({"-(2)*a"});
     const char *const stages[] = {
-        "parsed tokens\nROOT (NULL)\n     SPECIAL -\n     LPAREN (\n     NUMBER 2.000000\n     RPAREN )\n     SPECIAL *\n"
+        "parsed tokens\nROOT (NULL)\n     SPECIAL -\n     LPAREN (\n     NUMBER 2.000000\n     RPAREN )\n     "
+        "SPECIAL *\n"
         "     WORD a\n",
-        "built tree\nROOT (NULL)\n     INOP -\n     GROUP \n         NUMBER 2.000000\n     INOP *\n     VARIABLE a\n",
+        "built tree\nROOT (NULL)\n     INOP -\n     GROUP \n         NUMBER 2.000000\n     INOP *\n     VARIABLE "
+        "a\n",
         "converted infix to prefix\nROOT (NULL)\n     OP mult\n         OP sub\n             NUMBER 0.000000\n"
         "             GROUP \n                 NUMBER 2.000000\n         VARIABLE a\n",
         "cleaned tree\nROOT (NULL)\n     OP mult\n         OP sub\n             NUMBER 0.000000\n"
@@ -227,7 +227,8 @@ TEST_F(ExprObject, HostileTexts)
     survives(bytes);
     survives(repeated(bytes, 100));
     std::minstd_rand random(4);
-    const char *const words[] = {"(", ")", "a", "sin", "sin(", "1", ".", "-", "*", "!", ",", "@a", "&", "[0]", "||"};
+    const char *const words[] = {"(", ")", "a", "sin", "sin(", "1",   ".", "-",
+                                 "*", "!", ",", "@a",  "&",    "[0]", "||"};
     for (int i = 0; i < 3000; i++) {
         std::string text;
         for (unsigned k = random() % 24; k > 0; k--)

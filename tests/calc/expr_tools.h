@@ -30,10 +30,10 @@ inline std::string tree_text(const vok_tree_node *n)
         std::snprintf(number, sizeof number, "%.15g", atom_getfloat(&t->val));
     const std::string self = *number ? number : atom_getsym(&t->val) ? atom_getsym(&t->val)->name : "group";
     const bool leaf = t->type == vok_expr_token_number || t->type == vok_expr_token_variable;
-    return leaf && below.empty()               ? self
-           : t->type == vok_expr_token_inop    ? "<" + self + ">"
-           : below.empty()                     ? "(" + self + ")"
-                                               : "(" + self + " " + below + ")";
+    return leaf && below.empty()            ? self
+           : t->type == vok_expr_token_inop ? "<" + self + ">"
+           : below.empty()                  ? "(" + self + ")"
+                                            : "(" + self + " " + below + ")";
 }
 
 // All reports since the last call, a line each.
