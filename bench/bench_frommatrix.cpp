@@ -73,7 +73,7 @@ void frommatrix(benchmark::State &state, const row &r)
     vok_matrix_conv_info *record = r.flags == plain ? nullptr : &conv;
     const bench::shape shape = {{static_cast<std::size_t>(src->info.size)},
                                 static_cast<std::size_t>(dst->info.size)};
-    bench::run(state, shape, [&] { vok_matrix_frommatrix(dst.get(), src.get(), record); });
+    bench::run(state, shape, [&](std::size_t) { vok_matrix_frommatrix(dst.get(), src.get(), record); });
 }
 
 [[maybe_unused]] const bool registered = [] {

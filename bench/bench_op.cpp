@@ -1,5 +1,6 @@
 // Cell operators through vok_op: whole matrices of a video frame on one and on two
-// threads, a small one for what a calculation costs beside its cells, and every word
+// threads, once as a film, whose frames are in no cache (op/), and once the same frame
+// again and again, which a large cache may hold (op_cached/); a small one for what a calculation costs beside its cells, and every word
 // of the registry over a run that stays in the cache. VOKRA_ISA=v3 and the like force
 // another instruction set.
 #include <cmath>
@@ -112,12 +113,16 @@ struct worker_setting {
     }
 };
 
-void frame(benchmark::State &state, const char *word, const element &e, long planes, int threads)
+void frame(benchmark::State &state, const char *word, const element &e, long planes, int threads, bool film)
 {
     const worker_setting workers(threads);
-    calculation c({word}, e, planes, 1920, 1080);
-    std::vector<std::size_t> reads(static_cast<std::size_t>(vok_op_fn_lookup(gensym(word))->inputcount), c.bytes);
-    bench::run(state, {reads, c.bytes, threads}, [&] { c.run(); });
+    const std::size_t bytes = e.size * static_cast<std::size_t>(planes) * 1920 * 1080;
+    const auto inputs = static_cast<std::size_t>(vok_op_fn_lookup(gensym(word))->inputcount);
+    const std::size_t sets = film ? bench::sets_beyond_caches(bytes * (inputs + 1)) : 1;
+    std::vector<calculation> c;
+    for (std::size_t i = 0; i < sets; i++)
+        c.emplace_back(std::vector{word}, e, planes, 1920, 1080);
+    bench::run(state, {std::vector(inputs, bytes), bytes, threads, sets}, [&](std::size_t set) { c[set].run(); });
 }
 
 // Four planes that don't make one plain run.
@@ -129,7 +134,7 @@ void mixed(benchmark::State &state, const element &e, std::vector<const char *> 
     std::vector<std::size_t> reads = {c.bytes};
     if (!second_cell)
         reads.push_back(c.bytes / 4 * static_cast<std::size_t>(second_planes));
-    bench::run(state, {reads, c.bytes, 1}, [&] { c.run(); });
+    bench::run(state, {reads, c.bytes, 1}, [&](std::size_t) { c.run(); });
 }
 
 // What a calculation of hardly any cells costs.
@@ -212,15 +217,16 @@ constexpr const char *frame_words[] = {"+",   "-", "*",  "/",  "min", "max", "ab
                                        "avg", ">", "==", "&&", ">p",  "sqrt"};
 
 [[maybe_unused]] const bool registered = [] {
-    for (const int threads : {1, 2})
-        for (const frame_row &r : frames)
-            for (const char *word : frame_words)
-                benchmark::RegisterBenchmark(
-                    (std::string("op/") + word + "/" + r.e.type + "x" + std::to_string(r.planes) +
-                     "/threads:" + std::to_string(threads))
-                        .c_str(),
-                    [=, &r](benchmark::State &state) { frame(state, word, r.e, r.planes, threads); })
-                    ->Unit(benchmark::kMillisecond);
+    for (const bool film : {true, false})
+        for (const int threads : {1, 2})
+            for (const frame_row &r : frames)
+                for (const char *word : frame_words)
+                    benchmark::RegisterBenchmark(
+                        (std::string(film ? "op/" : "op_cached/") + word + "/" + r.e.type + "x" +
+                         std::to_string(r.planes) + "/threads:" + std::to_string(threads))
+                            .c_str(),
+                        [=, &r](benchmark::State &state) { frame(state, word, r.e, r.planes, threads, film); })
+                        ->Unit(benchmark::kMillisecond);
     for (const element &e : {elements[0], elements[2]}) {
         const auto add = [&](const char *name, std::vector<const char *> words, long planes, bool cell) {
             benchmark::RegisterBenchmark((std::string("op_mixed/") + name + "/" + e.type + "x4").c_str(),

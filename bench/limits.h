@@ -14,12 +14,18 @@
 namespace bench {
 
 // What a piece of work touches: the blocks it reads and the one it writes, in bytes,
-// split evenly among threads.
+// split evenly among threads. With several sets of them each round takes the next, as
+// the frames of a film come and go: with enough none is in a cache any more when its
+// turn comes.
 struct shape {
     std::vector<std::size_t> reads;
     std::size_t write = 0;
     int threads = 1;
+    std::size_t sets = 1;
 };
+
+// How many sets of `bytes` are needed for that.
+std::size_t sets_beyond_caches(std::size_t bytes);
 
 inline double seconds_of(const auto &work)
 {
@@ -39,23 +45,26 @@ class limit {
     double measure(int rounds);
 
   private:
-    void part(int thread) const;
+    void part(int thread, unsigned char *const *blocks) const;
     shape shape_;
-    std::vector<unsigned char *> blocks_; // what is read, and last what is written
+    std::vector<unsigned char *> blocks_; // a set after the other: what is read, and last what is written
+    std::size_t next_ = 0;                // the set whose turn it is
     double best_ = 1e9;
 };
 
-// Runs the work as often as the library of benchmarks asks, and sets the counters:
-// best_ms, limit_ms, and of_limit, the share of the limit's speed that was reached.
+// Runs the work, work(set), as often as the library of benchmarks asks, and sets the
+// counters: best_ms, limit_ms, and of_limit, the share of the limit's speed that was
+// reached.
 void run(benchmark::State &state, const shape &s, const auto &work)
 {
     limit l(s);
     double best = 1e9;
-    work(); // pages and tables
+    for (std::size_t set = 0; set < s.sets; set++) // pages and tables
+        work(set);
     l.measure(8);
-    long round = 0;
+    std::size_t round = 0;
     for (auto _ : state) {
-        best = std::min(best, seconds_of(work));
+        best = std::min(best, seconds_of([&] { work(round % s.sets); }));
         if (++round % 16 == 0) { // the neighbours of this machine may come and go
             state.PauseTiming();
             l.measure(3); // more than one: the work has taken the caches

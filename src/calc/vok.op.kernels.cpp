@@ -5,6 +5,9 @@
 // what the plain loop gives.
 #include "calc/vok.op.table.h"
 #include <vokra/numerics.h>
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 #ifndef VOKRA_ISA
 #error "compiled per instruction set, see cmake/VokraCompile.cmake"
@@ -24,6 +27,7 @@ namespace vok::op::VOKRA_ISA {
 namespace {
 
 #include "calc/vok.op.bodies.h"
+#include "calc/vok.op.bytes.h"
 
 template <typename T> struct run {
     T *p;
@@ -56,6 +60,11 @@ template <has_rule Op> constexpr bool by_rule<Op, f32> = true;
 #else
 template <typename Op, typename T> constexpr bool by_rule = false;
 #endif
+
+// ---- functions with a form for many bytes, see vok.op.bytes.h ----
+
+template <typename Op, typename T> constexpr bool by_bytes = false;
+template <takes_many_bytes Op> constexpr bool by_bytes<Op, u8> = true;
 
 // Calculates a run block by block: `near(i)` is element i in double, `suits(i)` whether that
 // holds, `exactly(i)` the library's value.
@@ -141,8 +150,12 @@ template <typename Op, typename T> void contiguous(long n, const T *a, const T *
             [=](long i) { return rule::suits(a[i], b[i]); }, [=](long i) { return Op::of(a[i], b[i]); });
         return;
     }
+    long from = 0;
+    if constexpr (by_bytes<Op, T>)
+        from = whole_vectors<Op>(
+            n, [=](long i) { return load(a + i); }, [=](long i) { return load(b + i); }, z);
     VOKRA_INDEPENDENT
-    for (long i = 0; i < n; i++)
+    for (long i = from; i < n; i++)
         z[i] = Op::of(a[i], b[i]);
 }
 
@@ -155,8 +168,12 @@ template <typename Op, typename T> void constant_a(long n, T a, const T *b, T *z
             [=](long i) { return rule::suits(a, b[i]); }, [=](long i) { return Op::of(a, b[i]); });
         return;
     }
+    long from = 0;
+    if constexpr (by_bytes<Op, T>)
+        from = whole_vectors<Op>(
+            n, [v = u8s{} + a](long) { return v; }, [=](long i) { return load(b + i); }, z);
     VOKRA_INDEPENDENT
-    for (long i = 0; i < n; i++)
+    for (long i = from; i < n; i++)
         z[i] = Op::of(a, b[i]);
 }
 
@@ -169,8 +186,12 @@ template <typename Op, typename T> void constant_b(long n, const T *a, T b, T *z
             [=](long i) { return rule::suits(a[i], b); }, [=](long i) { return Op::of(a[i], b); });
         return;
     }
+    long from = 0;
+    if constexpr (by_bytes<Op, T>)
+        from = whole_vectors<Op>(
+            n, [=](long i) { return load(a + i); }, [v = u8s{} + b](long) { return v; }, z);
     VOKRA_INDEPENDENT
-    for (long i = 0; i < n; i++)
+    for (long i = from; i < n; i++)
         z[i] = Op::of(a[i], b);
 }
 
