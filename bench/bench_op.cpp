@@ -21,6 +21,7 @@
 #include <zan/symbols.h>
 
 #include "limits.h"
+#include "workers.h"
 
 namespace bench {
 void register_op_words();
@@ -93,29 +94,9 @@ struct calculation {
     void run() { vok_object_method(mop.get(), _vok_sym_matrix_calc, op.get()); }
 };
 
-// A number of workers for as long as it lives.
-struct worker_setting {
-    long parallel = _vok_parallel, threads = _vok_parallelthreads;
-    void *task = _vok_parallel_task;
-    explicit worker_setting(int count)
-    {
-        _vok_parallel = count > 1;
-        _vok_parallelthreads = count;
-        _vok_parallel_task = nullptr;
-    }
-    ~worker_setting()
-    {
-        if (_vok_parallel_task)
-            vok_object_free(_vok_parallel_task);
-        _vok_parallel = parallel;
-        _vok_parallelthreads = threads;
-        _vok_parallel_task = task;
-    }
-};
-
 void frame(benchmark::State &state, const char *word, const element &e, long planes, int threads, bool film)
 {
-    const worker_setting workers(threads);
+    const bench::workers workers(threads);
     const std::size_t bytes = e.size * static_cast<std::size_t>(planes) * 1920 * 1080;
     const auto inputs = static_cast<std::size_t>(vok_op_fn_lookup(gensym(word))->inputcount);
     const std::size_t sets = film ? bench::sets_beyond_caches(bytes * (inputs + 1)) : 1;
@@ -129,7 +110,7 @@ void frame(benchmark::State &state, const char *word, const element &e, long pla
 void mixed(benchmark::State &state, const element &e, std::vector<const char *> words, long second_planes,
            bool second_cell)
 {
-    const worker_setting workers(1);
+    const bench::workers workers(1);
     calculation c(words, e, 4, 1920, 1080, second_planes, second_cell);
     std::vector<std::size_t> reads = {c.bytes};
     if (!second_cell)

@@ -25,6 +25,7 @@
 #include <vokra/op.h>
 #include <vokra/parallel_ndim.h>
 #include <vokra/parallel_pool.h>
+#include <vokra/pixel_formats.h>
 #include <vokra/zpatcher_syms.h>
 
 #endif

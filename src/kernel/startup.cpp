@@ -18,6 +18,7 @@
 #include <vokra/numerics.h>
 #include <vokra/op.h>
 #include <vokra/parallel_pool.h>
+#include <vokra/pixel_formats.h>
 
 #include "kernel/message.h"
 
@@ -94,6 +95,7 @@ constexpr step steps[] = {
     {"vok_expr", vok_expr_init},
     {"functors", vok_functor_init},
     {"vok_listener", vok_listener_init},
+    {"pixel formats", vok_uyvy_init},
     {"OpenGL", take_over_gl},
 };
 

@@ -19,6 +19,7 @@
 #include <zan/symbols.h>
 
 #include "calc/op_oracle.h"
+#include "other_paths.h"
 
 namespace {
 
@@ -289,40 +290,17 @@ TEST_F(OpVector, equals_the_plain_loop)
     }
 }
 
-// Runs tests in a child with one instruction set forced; the path it reports.
-std::string run_on(const char *isa, const char *filter)
-{
-    char self[4096] = {};
-    EXPECT_GT(readlink("/proc/self/exe", self, sizeof self - 1), 0);
-    const std::string command =
-        std::string("VOKRA_ISA=") + isa + " '" + self + "' --gtest_filter=" + filter + " 2>&1";
-    FILE *pipe = popen(command.c_str(), "r");
-    std::string output, path = "none";
-    for (char line[4096]; pipe && std::fgets(line, sizeof line, pipe); output += line)
-        if (!std::strncmp(line, "path ", 5))
-            path = line;
-    EXPECT_EQ(pipe ? pclose(pipe) : -1, 0) << isa << ":\n" << output;
-    EXPECT_NE(path, "none") << output;
-    return path;
-}
-
 TEST_F(OpVector, every_path_of_the_machine_equals_the_plain_loop)
 {
-    std::vector<const char *> paths = {"plain"};
-#if defined(__x86_64__)
-    if (__builtin_cpu_supports("x86-64-v2"))
-        paths.push_back("v2");
-    if (__builtin_cpu_supports("x86-64-v3"))
-        paths.push_back("v3");
-    if (__builtin_cpu_supports("x86-64-v4"))
-        paths.push_back("v4");
-#else
-    paths.push_back("neon");
-#endif
-    std::set<std::string> taken;
-    for (const char *isa : paths)
-        taken.insert(
-            run_on(isa, "OpVector.e*_plain_loop:OpVector.every_pair_of_chars:OpVector.functions*:-*every_path*"));
+    const std::vector<const char *> paths = paths_of_machine();
+    std::set<std::string> taken; // the kernels that each had, as a test prints them
+    for (const char *isa : paths) {
+        const std::string output = run_on_path(
+            isa, "OpVector.e*_plain_loop:OpVector.every_pair_of_chars:OpVector.functions*:-*every_path*");
+        const size_t at = output.find("\npath ");
+        ASSERT_NE(at, std::string::npos) << output;
+        taken.insert(output.substr(at, output.find('\n', at + 1) - at));
+    }
     EXPECT_EQ(taken.size(), paths.size()) << "a path was never taken";
 }
 
