@@ -18,10 +18,10 @@ struct row {
     long in_planes, in_width, out_planes, out_width; // as the data goes
 };
 constexpr row rows[] = {
-    {"uyvy2argb", 4, 960, 4, 1920}, {"argb2uyvy", 4, 1920, 4, 960},  {"uyvy2ayuv", 4, 960, 4, 1920},
-    {"ayuv2uyvy", 4, 1920, 4, 960}, {"argb2ayuv", 4, 1920, 4, 1920}, {"ayuv2argb", 4, 1920, 4, 1920},
-    {"uyvy2luma", 4, 960, 1, 1920}, {"luma2uyvy", 1, 1920, 4, 960},  {"ayuv2luma", 4, 1920, 1, 1920},
-    {"luma2ayuv", 1, 1920, 4, 1920}, {"uyvy2yuy2", 4, 960, 4, 960},  {"yuy22yuvy", 4, 960, 4, 960},
+    {"uyvy2argb", 4, 960, 4, 1920},  {"argb2uyvy", 4, 1920, 4, 960},  {"uyvy2ayuv", 4, 960, 4, 1920},
+    {"ayuv2uyvy", 4, 1920, 4, 960},  {"argb2ayuv", 4, 1920, 4, 1920}, {"ayuv2argb", 4, 1920, 4, 1920},
+    {"uyvy2luma", 4, 960, 1, 1920},  {"luma2uyvy", 1, 1920, 4, 960},  {"ayuv2luma", 4, 1920, 1, 1920},
+    {"luma2ayuv", 1, 1920, 4, 1920}, {"uyvy2yuy2", 4, 960, 4, 960},   {"yuy22yuvy", 4, 960, 4, 960},
 };
 
 void convert(benchmark::State &state, const row &r, int threads)
@@ -35,7 +35,8 @@ void convert(benchmark::State &state, const row &r, int threads)
     info.dim[1] = height;
     auto *in = static_cast<vok_matrix *>(vok_object_new(gensym("vok_matrix"), &info));
     const object_ptr input(in), output(vok_object_new(gensym("vok_matrix"), &info)),
-        mop(vok_object_new(gensym("vok_mop"), 1L, 1L)), x(vok_object_new(gensym((std::string("vok_") + r.name).c_str())));
+        mop(vok_object_new(gensym("vok_mop"), 1L, 1L)),
+        x(vok_object_new(gensym((std::string("vok_") + r.name).c_str())));
     for (long i = 0; i < in->info.size; i++)
         in->data[i] = static_cast<unsigned char>(i * 37 >> 3);
     vok_object_method(vok_mop_getinput(static_cast<vok_mop *>(mop.get()), 1), gensym("matrix"), input.get());
@@ -49,7 +50,8 @@ void convert(benchmark::State &state, const row &r, int threads)
     for (const int threads : {1, 2})
         for (const row &r : rows)
             benchmark::RegisterBenchmark(
-                (std::string("pixels/") + r.name + "/threads:" + std::to_string(threads)).c_str(), convert, r, threads)
+                (std::string("pixels/") + r.name + "/threads:" + std::to_string(threads)).c_str(), convert, r,
+                threads)
                 ->Unit(benchmark::kMillisecond);
     return true;
 }();

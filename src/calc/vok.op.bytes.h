@@ -71,8 +71,8 @@ using u8s = u8 __attribute__((vector_size(32)));
     const __m256i high = _mm256_packs_epi32(quotients_of_eight(ah, bh),
                                             quotients_of_eight(_mm_srli_si128(ah, 8), _mm_srli_si128(bh, 8)));
     // packing works in halves of the register: fours stand as 0 2 4 6 1 3 5 7
-    return reinterpret_cast<u8s>(_mm256_permutevar8x32_epi32(_mm256_packus_epi16(low, high),
-                                                               _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
+    return reinterpret_cast<u8s>(
+        _mm256_permutevar8x32_epi32(_mm256_packus_epi16(low, high), _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
 }
 
 #else

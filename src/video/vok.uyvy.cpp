@@ -224,7 +224,10 @@ vok_err init(format_index at, vok::function make, vok::function free, vok::funct
 VOKRA_PIXEL_FORMATS(VOKRA_DEFINE_PIXEL_FORMAT)
 
 #define VOKRA_DEFINE_PIXEL_ROW(name)                                                                              \
-    void vok_##name##_vector_char(long n, void *in, void *out) { convert(rows().name, n, in, out); }
+    void vok_##name##_vector_char(long n, void *in, void *out)                                                    \
+    {                                                                                                             \
+        convert(rows().name, n, in, out);                                                                         \
+    }
 VOKRA_PIXEL_ROWS(VOKRA_DEFINE_PIXEL_ROW)
 // the exchange of bytes is its own inverse
 void vok_yuy22yuvy_vector_char(long n, void *in, void *out)

@@ -111,8 +111,8 @@ inline void uyvy_to_argb(u32 before, u32 c, cell *out)
 
 inline void uyvy_to_ayuv(u32 before, u32 c, cell *out)
 {
-    out[0] = made_of(255, plane(c, 1), (plane(before, 0) + plane(c, 0)) >> 1,
-                     (plane(before, 2) + plane(c, 2)) >> 1);
+    out[0] =
+        made_of(255, plane(c, 1), (plane(before, 0) + plane(c, 0)) >> 1, (plane(before, 2) + plane(c, 2)) >> 1);
     out[1] = made_of(255, plane(c, 3), plane(c, 0), plane(c, 2));
 }
 

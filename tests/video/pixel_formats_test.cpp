@@ -121,7 +121,8 @@ template <int planes> bytes uyvy2argb(long n, const bytes &in)
     bytes out;
     for (long i = 0; i < n; i++) {
         const unsigned char *c = &in[4 * i], *before = i ? c - 4 : c;
-        const rgb p = colour_of(c[1], down(c[0] + (before[0] - 128) - 128, 1), down(c[2] + (before[2] - 128) - 128, 1));
+        const rgb p =
+            colour_of(c[1], down(c[0] + (before[0] - 128) - 128, 1), down(c[2] + (before[2] - 128) - 128, 1));
         const rgb q = colour_of(c[3], c[0] - 128, c[2] - 128);
         put<planes>(out, p.r, p.g, p.b);
         put<planes>(out, q.r, q.g, q.b);
