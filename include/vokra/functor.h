@@ -176,7 +176,11 @@ VOKRA_EXPORT vok_err vok_functor_setattr(void *x, symbol *selector, long argc, a
     X(noise, checker, "checker")                                                                                  \
     X(noise, distorted, "distorted")                                                                              \
     X(noise, gradient, "gradient")                                                                                \
-    X(noise, value_cubicspline, "value.cubicspline")
+    X(noise, simplex, "simplex")                                                                                  \
+    X(noise, sparse_convolution, "sparse.convolution")                                                            \
+    X(noise, value_convolution, "value.convolution")                                                              \
+    X(noise, value_cubicspline, "value.cubicspline")                                                              \
+    X(noise, voronoi, "voronoi")
 #define VOK_FUNCTORS_FRACTAL(X)                                                                                   \
     X(fractal, mono, "mono")                                                                                      \
     X(fractal, multi, "multi")                                                                                    \

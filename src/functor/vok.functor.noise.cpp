@@ -83,14 +83,15 @@ void noise_tables::release()
     sysmem_freeptr(std::exchange(lattice.float64, nullptr));
 }
 
-bool noise_directions::allocate(long rows, long n)
+bool noise_directions::allocate(long rows, long n, long components)
 {
     release();
-    const long count = std::max(rows * n, 1L);
+    const long count = std::max(rows * components, 1L);
     fixed = static_cast<int32_t *>(sysmem_newptrclear(count * static_cast<long>(sizeof *fixed)));
     float32 = static_cast<float *>(sysmem_newptrclear(count * static_cast<long>(sizeof *float32)));
     float64 = static_cast<double *>(sysmem_newptrclear(count * static_cast<long>(sizeof *float64)));
     dimensions = n;
+    stride = components;
     return made_for(n);
 }
 
@@ -104,9 +105,9 @@ void noise_directions::release()
 void noise_directions::store(long index, const double *row, long n)
 {
     for (long i = 0; i < n; i++) {
-        fixed[index * dimensions + i] = to_fixed(row[i]);
-        float32[index * dimensions + i] = static_cast<float>(row[i]);
-        float64[index * dimensions + i] = row[i];
+        fixed[index * stride + i] = to_fixed(row[i]);
+        float32[index * stride + i] = static_cast<float>(row[i]);
+        float64[index * stride + i] = row[i];
     }
 }
 

@@ -68,7 +68,7 @@ bool vok_functor_noise_gradient::ready(long n)
         return false;
     if (directions.made_for(n))
         return true;
-    if (!directions.allocate(tables.tablesize, n))
+    if (!directions.allocate(tables.tablesize, n, n))
         return false;
     vok_rand_setseed(tables.seed);
     double row[max_dimensions];

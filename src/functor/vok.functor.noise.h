@@ -110,26 +110,26 @@ struct noise_tables : vok_functor_noise_tables {
     }
 };
 
-// A direction a table entry, in the three formats, for one count of dimensions.
+// Rows of directions in the three formats, for one count of dimensions.
 struct noise_directions {
     int32_t *fixed;
     float *float32;
     double *float64;
     long dimensions;
+    long stride; // components a row; those that nobody stores are 0
 
     bool made_for(long n) const { return fixed && float32 && float64 && dimensions == n; }
-    bool allocate(long rows, long n);
+    bool allocate(long rows, long n, long components);
     void release();
-    // Component i of the row, which comes in float64.
     void store(long index, const double *row, long n);
     template <typename T> const T *row(long index) const
     {
         if constexpr (std::is_same_v<T, int32_t>)
-            return fixed + index * dimensions;
+            return fixed + index * stride;
         else if constexpr (std::is_same_v<T, float>)
-            return float32 + index * dimensions;
+            return float32 + index * stride;
         else
-            return float64 + index * dimensions;
+            return float64 + index * stride;
     }
 };
 

@@ -57,7 +57,29 @@ struct vok_functor_noise_simplex {
     using fixed_by = float;
     void init();
     void release();
-    vok_err rebuild();
     bool ready(long n);
     template <typename T> T eval(long n, const T *x);
+};
+
+struct vok_functor_noise_voronoi {
+    enum class placement { random, triangle, square, hexagon, octagon };
+
+    object header;
+    long abs, sign;
+    double *weight, *exp; // a number each for `features` ranks, or null
+    symbol *distance, *combiner, *metric, *shape;
+    long features;
+    double density;
+    long postsqrt;
+    vok::functor::noise_tables tables;
+    placement placing;
+    bool multiplies, by_id;
+    vok_functor_wrapper held; // the distance
+
+    void init();
+    void release();
+    vok_err make_ranks();
+    vok_err make_distance();
+    template <typename T> T eval(long n, const T *x);
+    vok::functor::fixed eval_fixed(long n, const vok::functor::fixed *x);
 };
