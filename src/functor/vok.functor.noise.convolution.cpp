@@ -119,7 +119,8 @@ struct convolution {
                 const double real = static_cast<double>(square) * from_fixed;
                 distance = to_fixed(fastsqrt ? vok_math_fast_sqrt(static_cast<float>(real)) : std::sqrt(real));
             } else {
-                distance = fastsqrt ? static_cast<T>(vok_math_fast_sqrt(static_cast<float>(square))) : root(square);
+                distance =
+                    fastsqrt ? static_cast<T>(vok_math_fast_sqrt(static_cast<float>(square))) : root(square);
             }
             return eval_of<T>(held.interface)(held.object, 1, &distance);
         }
@@ -272,9 +273,9 @@ struct vok_functor_noise_sparse_convolution : convolution {
                 const auto &impulse = position_and_weight(impulses[k], T());
                 T square = 0;
                 for (long i = 0; i < n; i++)
-                    square = sum_of(square, square_of(difference_of(
-                                                at.fraction[i],
-                                                sum_of(whole<T>(point.offset[i]), impulse.position[i]))));
+                    square =
+                        sum_of(square, square_of(difference_of(at.fraction[i], sum_of(whole<T>(point.offset[i]),
+                                                                                      impulse.position[i]))));
                 sum = added(sum, impulse.weight, filtered(square));
                 k = ((k + 1) & tables.mask32()) * count; // the first one was not multiplied: deliberate
             }

@@ -82,19 +82,19 @@ void fill_cell(const vok_functor_noise_voronoi &x, long n, const int32_t *cell, 
     stream s(x.tables.hash(n, cell));
     int32_t features = 1;
     switch (x.placing) {
-        case how::random: {
-            const T d = static_cast<T>(x.density), half = d * T(0.5);
-            features = std::clamp(truncated((2 * d - half) * lattice[s.number() & mask] + half + T(0.5)), 1,
-                                  static_cast<int32_t>(most_features));
-            break;
-        }
-        case how::octagon:
-        case how::triangle: features = 2; break;
-        case how::square:
-        case how::hexagon: break;
-        default:
-            vok_object_post(const_cast<vok_functor_noise_voronoi *>(&x),
-                            "vok_noise_voronoi_fillcell_fixed: unexpected shape");
+    case how::random: {
+        const T d = static_cast<T>(x.density), half = d * T(0.5);
+        features = std::clamp(truncated((2 * d - half) * lattice[s.number() & mask] + half + T(0.5)), 1,
+                              static_cast<int32_t>(most_features));
+        break;
+    }
+    case how::octagon:
+    case how::triangle: features = 2; break;
+    case how::square:
+    case how::hexagon: break;
+    default:
+        vok_object_post(const_cast<vok_functor_noise_voronoi *>(&x),
+                        "vok_noise_voronoi_fillcell_fixed: unexpected shape");
     }
     s.advance();
     const bool odd_0 = n > 0 && (cell[0] & 1), odd_1 = n > 1 && (cell[1] & 1);
@@ -105,19 +105,19 @@ void fill_cell(const vok_functor_noise_voronoi &x, long n, const int32_t *cell, 
         for (long j = 0; j < n; j++) {
             const bool even = j % 2 == 0;
             switch (x.placing) {
-                case how::random:
-                    v[j] = static_cast<T>(cell[j]) + lattice[s.number() & mask] - p[j];
-                    s.advance();
-                    break;
-                case how::square:
-                    v[j] = T(0.5);
-                    s.advance();
-                    break;
-                case how::hexagon: v[j] = even ? T(0.75) : odd_0 ? T(0.5) : T(0); break;
-                case how::octagon: v[j] = f == 0 ? T(0.207) : T(0.707); break;
-                case how::triangle:
-                    v[j] = even ? ((f == 0) == odd_1 ? T(0.75) : T(0.25)) : (f == 0 ? T(0.35) : T(0.65));
-                    break;
+            case how::random:
+                v[j] = static_cast<T>(cell[j]) + lattice[s.number() & mask] - p[j];
+                s.advance();
+                break;
+            case how::square:
+                v[j] = T(0.5);
+                s.advance();
+                break;
+            case how::hexagon: v[j] = even ? T(0.75) : odd_0 ? T(0.5) : T(0); break;
+            case how::octagon: v[j] = f == 0 ? T(0.207) : T(0.707); break;
+            case how::triangle:
+                v[j] = even ? ((f == 0) == odd_1 ? T(0.75) : T(0.25)) : (f == 0 ? T(0.35) : T(0.65));
+                break;
             }
         }
         insert(ranks, count, n, eval_of<T>(x.held.interface)(x.held.object, n, v), id, v);
@@ -233,7 +233,8 @@ vok_err vok_functor_noise_voronoi::make_distance()
     const vok_err err = vok_functor_wrapper_init(&held, nullptr, distance);
     if (err) {
         clear(held);
-        vok_object_error(this, "vok.functor.noise.voronoi: unable to create distance object '%s'.", distance->name);
+        vok_object_error(this, "vok.functor.noise.voronoi: unable to create distance object '%s'.",
+                         distance->name);
     }
     return err;
 }
@@ -334,11 +335,10 @@ vok_err set_combiner(voronoi *x, void *, long argc, atom *argv)
 {
     static constexpr const char *words[] = {"add", "+", "mult", "*"};
     size_t index;
-    const vok_err err =
-        take_word(x, &voronoi::combiner,
-                  {words, std::size(words), "invalid combination operation specified",
-                   "invalid combination operation specified"},
-                  argc, argv, &index);
+    const vok_err err = take_word(x, &voronoi::combiner,
+                                  {words, std::size(words), "invalid combination operation specified",
+                                   "invalid combination operation specified"},
+                                  argc, argv, &index);
     if (!err)
         x->multiplies = index >= 2;
     return err;
@@ -348,10 +348,10 @@ vok_err set_metric(voronoi *x, void *, long argc, atom *argv)
 {
     static constexpr const char *words[] = {"distance", "id"};
     size_t index;
-    const vok_err err = take_word(
-        x, &voronoi::metric,
-        {words, std::size(words), "invalid metric specified", "invalid metric operation specified"}, argc, argv,
-        &index);
+    const vok_err err =
+        take_word(x, &voronoi::metric,
+                  {words, std::size(words), "invalid metric specified", "invalid metric operation specified"},
+                  argc, argv, &index);
     if (!err)
         x->by_id = index == 1;
     return err;
@@ -361,10 +361,9 @@ vok_err set_shape(voronoi *x, void *, long argc, atom *argv)
 {
     static constexpr const char *words[] = {"random", "triangle", "square", "hexagon", "octagon"};
     size_t index;
-    const vok_err err =
-        take_word(x, &voronoi::shape,
-                  {words, std::size(words), "invalid shape specified", "invalid shape specified"}, argc, argv,
-                  &index);
+    const vok_err err = take_word(x, &voronoi::shape,
+                                  {words, std::size(words), "invalid shape specified", "invalid shape specified"},
+                                  argc, argv, &index);
     if (!err)
         x->placing = static_cast<voronoi::placement>(index);
     return err;
@@ -429,7 +428,8 @@ constexpr attribute word(const char *name, long offset, function set, const char
 
 template <>
 constexpr auto attributes<voronoi> = std::array{
-    VOKRA_NOISE_FLAGS(voronoi), VOKRA_NOISE_SEED(voronoi),
+    VOKRA_NOISE_FLAGS(voronoi),
+    VOKRA_NOISE_SEED(voronoi),
     list("weight", fn<get_list<&voronoi::weight>>, fn<set_list<&voronoi::weight>>, "Weight"),
     list("exp", fn<get_list<&voronoi::exp>>, fn<set_list<&voronoi::exp>>, "Exponent"),
     VOKRA_NOISE_TABLESIZE(voronoi),
