@@ -98,7 +98,7 @@ VOKRA_EXPORT extern symbol *_zan_vok_ignorelist[4];
 
 /* A method of the box itself, run deferred or merged: a public message and a private
  * one "<name>_defer", "<name>_usurp" or "<name>_usurp_low" with the function
- * (box, selector, argc, argv). A box's own are added before its record is made. */
+ * (box, selector, argc, argv). */
 VOKRA_EXPORT vok_err zan_addmethod_defer(zan_method fn, const char *name);
 VOKRA_EXPORT vok_err zan_addmethod_defer_low(zan_method fn, const char *name);
 VOKRA_EXPORT vok_err zan_addmethod_usurp(zan_method fn, const char *name);

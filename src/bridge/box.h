@@ -30,6 +30,8 @@ struct wrap_target {
     void add_attribute(void *attr, zan_method set, zan_method get) const;
 };
 
+void merged_method_added(void *x, symbol *name);
+
 // "<head><name><tail>", as a symbol.
 symbol *affixed(const char *head, const symbol *name, const char *tail);
 // A selector without its leading "get".

@@ -171,6 +171,20 @@ struct usurplist {
 
 } // namespace
 
+// The box got a merged method while it lives: the list that it was made with follows.
+void vok::merged_method_added(void *x, symbol *name)
+{
+    zan_vok_obex *record = zan_vok_obex_get(x);
+    if (!record)
+        return;
+    const long older = linklist_findfirst(record->usurplist, nullptr, vok_usurp_symcompare, name);
+    if (older >= 0)
+        linklist_deleteindex(record->usurplist, older);
+    usurplist merged{x, record->usurplist};
+    merged.add_own(object_mess(x, name));
+    record->usurplist = merged.list;
+}
+
 void vok_usurplist_objectfn(void *method_object, void *build)
 {
     if (method_object && build)

@@ -73,6 +73,8 @@ vok_err wrap_target::add_run_as(long tag, zan_method fn, const char *name) const
             add(road.public_fn(), name, argtype_gimme);
             add(fn, affixed("", gensym(name), road.suffix)->name, argtype_cant);
         }
+    if (kind == of_box && (tag == argtype_usurp || tag == argtype_usurp_low))
+        merged_method_added(p, gensym(name));
     return VOK_ERR_NONE;
 }
 

@@ -1,0 +1,209 @@
+// A library class with a message of each tag and attributes of each kind, its box, and a
+// box that writes down what it hears.
+#pragma once
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <vokra/vokra.h>
+#include <zan/host.h>
+
+namespace bridge_test {
+
+template <typename Fn> zan_method erase(Fn fn)
+{
+    return reinterpret_cast<zan_method>(+fn);
+}
+
+inline std::string text_of(symbol *selector, long argc, const atom *argv)
+{
+    char buffer[4096];
+    atoms_totext(argc, argv, buffer, sizeof buffer);
+    return std::string(selector->name) + (argc ? " " : "") + buffer;
+}
+
+using log = std::vector<std::string>;
+inline log calls; // of the library object's and the box's own methods, with the thread
+
+inline void note(symbol *selector, long argc, const atom *argv)
+{
+    calls.push_back(text_of(selector, argc, argv) + (sched_isinpoll() ? " @scheduler" : ""));
+}
+
+struct subject { // the library object
+    object header;
+    long val, counted, secret;
+    long vals[6];
+    float gain;
+    symbol *label;
+};
+
+struct shell { // its box
+    object header;
+    void *record;
+    long own, low;
+};
+
+struct sink {
+    object header;
+    log *heard;
+};
+
+inline void gimme(void *, symbol *selector, long argc, atom *argv)
+{
+    note(selector, argc, argv);
+}
+inline void pair(void *, long n, symbol *s)
+{
+    atom a[2];
+    atom_setlong(a, n);
+    atom_setsym(a + 1, s);
+    note(gensym("pair"), 2, a);
+}
+inline void answer(void *, symbol *, long, atom *, atom *rv)
+{
+    atom_setlong(rv, 41);
+}
+inline void answers(void *, symbol *, long argc, atom *argv, atom *rv)
+{
+    atom_setobj(rv, object_new_imp(gensym("nobox"), gensym("atomarray"), argc, (zan_word)argv, 0, 0, 0, 0, 0, 0));
+}
+inline vok_err set_low(shell *x, void *attr, long argc, atom *argv)
+{
+    note(gensym("set_low"), argc, argv);
+    return vok_attr_offset_set(x, attr, argc, argv);
+}
+
+inline void *offset_attr(const char *name, const char *type, long flags, long offset, zan_method set = nullptr)
+{
+    return vok_attr_offset_new(name, gensym(type), flags, nullptr, set, offset);
+}
+
+inline zan_class *make_subject_class()
+{
+    zan_class *c = vok_class_new("vok_subject", nullptr, nullptr, sizeof(subject), argtype_cant, 0);
+    const struct {
+        const char *name;
+        int tag;
+    } messages[] = {{"now", argtype_gimme},   {"later", argtype_defer},         {"later_low", argtype_defer_low},
+                    {"merge", argtype_usurp}, {"merge_low", argtype_usurp_low}, {"hidden", argtype_cant},
+                    {"assist", argtype_gimme}};
+    for (const auto &m : messages)
+        vok_class_addmethod(c, erase(gimme), m.name, m.tag, 0);
+    vok_class_addmethod(c, erase(pair), "pair", argtype_long, argtype_sym, 0);
+    vok_class_addmethod(c, erase(answer), "getfoo", argtype_gimmeback, 0);
+    vok_class_addmethod(c, erase(answers), "echo", argtype_gimmeback, 0);
+    vok_class_method_addargsafe(c, "param", "now");
+    constexpr long low = 0x8040000;
+    vok_class_addattr(c, offset_attr("val", "long", low, offsetof(subject, val)));
+    vok_class_addattr(c, offset_attr("gain", "float32", 0, offsetof(subject, gain)));
+    vok_class_addattr(c, offset_attr("label", "symbol", 0, offsetof(subject, label)));
+    vok_class_addattr(c, offset_attr("counted", "long", vok_attrflag_set_opaque_user, offsetof(subject, counted)));
+    vok_class_addattr(c, offset_attr("key", "long", vok_attrflag_get_opaque_user, offsetof(subject, secret)));
+    vok_class_addattr(c, offset_attr("secret", "long", 0x300, offsetof(subject, secret)));
+    vok_class_addattr(c, vok_attr_offset_array_new("vals", gensym("long"), 6, low, nullptr, nullptr,
+                                                   offsetof(subject, counted), offsetof(subject, vals)));
+    vok_class_register(c);
+    return c;
+}
+
+inline void free_shell(shell *x)
+{
+    vok_object_free(zan_vok_obex_vokob_get(x));
+    zan_vok_obex_free(x);
+}
+
+inline zan_class *make_shell_class(const char *name, long flags)
+{
+    zan_class *c = class_new(name, nullptr, erase(free_shell), sizeof(shell), nullptr, 0);
+    zan_vok_class_obex_setup(c, offsetof(shell, record));
+    zan_vok_class_wrap_standard(c, vok_class_findbyname(gensym("vok_subject")), flags);
+    zan_vok_class_addattr(c, offset_attr("own", "long", 0, offsetof(shell, own)));
+    zan_vok_class_addattr(c, offset_attr("low", "char", 0x8040000, offsetof(shell, low), erase(set_low)));
+    zan_vok_class_addmethod_usurp_low(c, erase(gimme), "boxmerge");
+    return c;
+}
+
+class Boxes : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        initialize();
+        static zan_class *subjects = make_subject_class();
+        static zan_class *shells = make_shell_class("vok.subject", 0);
+        static zan_class *repliers = make_shell_class("vok.replier", zan_vok_wrap_reply_dumpout);
+        static zan_class *sinks = [] {
+            zan_class *c = class_new("bridge.sink", nullptr, nullptr, sizeof(sink), nullptr, 0);
+            const auto hear = [](sink *s, symbol *selector, long argc, atom *argv) {
+                s->heard->push_back(text_of(selector, argc, argv));
+            };
+            class_addmethod(c, erase(hear), "anything", argtype_gimme, 0);
+            return c;
+        }();
+        subject_class = subjects;
+        sink_class = sinks;
+        calls.clear();
+        box = make(shells);
+        replier = make(repliers);
+        zan_set_reporter(
+            [](void *data, long kind, void *x, const char *text) {
+                auto *t = static_cast<Boxes *>(data);
+                if (kind == zan_report_error)
+                    t->errors.push_back(text), t->blamed = x;
+            },
+            this);
+    }
+    void TearDown() override
+    {
+        for (void *x : {box, replier, ear})
+            object_free(x);
+        zan_service();
+        zan_set_reporter(nullptr, nullptr);
+    }
+    void *make(zan_class *c)
+    {
+        void *x = zan_vok_obex_new(c, gensym("vok_subject"));
+        zan_vok_obex_dumpout_set(x, outlet_new(x, nullptr));
+        zan_vok_obex_vokob_set(x, vok_object_alloc(subject_class));
+        return x;
+    }
+    // Everything that comes out of dumpout is in `heard`.
+    void listen(void *x)
+    {
+        ear = object_alloc(sink_class);
+        static_cast<sink *>(ear)->heard = &heard;
+        ASSERT_EQ(zan_connect(x, 0, ear, 0), 0);
+    }
+    static std::vector<atom> atoms(const char *text)
+    {
+        std::vector<atom> all;
+        char token[256];
+        long index = 0;
+        for (atom a; readatom(token, text, &index, sizeof token, &a);)
+            all.push_back(a);
+        return all;
+    }
+    static void send(void *x, const char *selector, const char *text = "")
+    {
+        auto a = atoms(text);
+        zan_send(x, 0, gensym(selector), long(a.size()), a.data());
+    }
+    template <typename Fn> static void in_scheduler(Fn fn)
+    {
+        zan_in_scheduler([](void *f) { (*static_cast<Fn *>(f))(); }, &fn);
+    }
+    subject *inner() { return static_cast<subject *>(zan_vok_obex_vokob_get(box)); }
+    log take()
+    {
+        log taken;
+        taken.swap(calls);
+        return taken;
+    }
+
+    void *box = nullptr, *replier = nullptr, *ear = nullptr;
+    zan_class *subject_class = nullptr, *sink_class = nullptr;
+    log heard, errors;
+    void *blamed = nullptr;
+};
+
+} // namespace bridge_test
