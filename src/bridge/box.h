@@ -4,6 +4,7 @@
 #include <zan/zan.h>
 
 #include <vokra/box.h>
+#include <vokra/zpatcher_syms.h>
 
 #include "kernel/atoms.h"
 #include "kernel/class_table.h"
@@ -30,6 +31,7 @@ struct wrap_target {
     void add_attribute(void *attr, zan_method set, zan_method get) const;
 };
 
+// The box, which may have its list of merged methods already, got one more.
 void merged_method_added(void *x, symbol *name);
 
 // "<head><name><tail>", as a symbol.
@@ -43,10 +45,10 @@ template <typename Fn> void for_each_message(void *x, Fn fn)
     for (auto *e = static_cast<zan_messlist *>(static_cast<object *>(x)->messlist); e && e->name; ++e)
         fn(e);
     void *own = nullptr;
-    if (object_obex_lookup(x, gensym("methods"), &own) || !own)
+    if (object_obex_lookup(x, ps_methods, &own) || !own)
         return;
     const auto visit = [](void *m, void *data) {
-        (*static_cast<Fn *>(data))(ask<zan_messlist>(m, gensym("getmesslist")));
+        (*static_cast<Fn *>(data))(ask<zan_messlist>(m, ps_getmesslist));
     };
     hashtab_objfunall(own, visit, &fn);
 }

@@ -5,7 +5,6 @@
 
 #include <vokra/commonsyms.h>
 #include <vokra/memory.h>
-#include <vokra/zpatcher_syms.h>
 
 #include "bridge/box.h"
 
@@ -171,7 +170,6 @@ struct usurplist {
 
 } // namespace
 
-// The box got a merged method while it lives: the list that it was made with follows.
 void vok::merged_method_added(void *x, symbol *name)
 {
     zan_vok_obex *record = zan_vok_obex_get(x);

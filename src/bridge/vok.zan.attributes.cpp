@@ -5,7 +5,6 @@
 
 #include <vokra/attributes.h>
 #include <vokra/commonsyms.h>
-#include <vokra/zpatcher_syms.h>
 
 #include "bridge/box.h"
 

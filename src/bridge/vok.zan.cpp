@@ -3,7 +3,6 @@
 // three roads (wrap_target): to the class in the making, to a class, or to one box.
 #include <vokra/commonsyms.h>
 #include <vokra/memory.h>
-#include <vokra/zpatcher_syms.h>
 
 #include "bridge/box.h"
 

@@ -6,7 +6,6 @@
 #include <string>
 
 #include <vokra/commonsyms.h>
-#include <vokra/zpatcher_syms.h>
 
 #include "bridge/box.h"
 

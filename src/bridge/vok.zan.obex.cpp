@@ -98,7 +98,7 @@ vok_err zan_vok_obex_vokob_set(void *x, void *o)
 {
     const vok_err err = set_field<&zan_vok_obex::vokob>(x, o);
     if (!err && o)
-        object_obex_storeflags(o, gensym("zanwrapper"), x, 1);
+        object_obex_storeflags(o, ps_zanwrapper, x, 1);
     return err;
 }
 

@@ -10,7 +10,6 @@
 #include <vokra/attributes.h>
 #include <vokra/commonsyms.h>
 #include <vokra/mop.h>
-#include <vokra/zpatcher_syms.h>
 
 #include "bridge/box.h"
 
