@@ -1,0 +1,116 @@
+// What tests of functors share: a functor by name with its attributes from text, and an
+// evaluator that fills a matrix.
+#pragma once
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include <vokra/attributes.h>
+#include <vokra/functor.h>
+#include <vokra/functor_evaluate.h>
+#include <vokra/mop.h>
+#include <vokra/numerics.h>
+
+#include "matrix/matrix_tools.h"
+
+// A functor made by name. Settings are "name value ..." each, chains allowed.
+struct functor {
+    void *object = nullptr;
+    vok_functor_interface *interface = nullptr;
+
+    explicit functor(const std::string &name, const std::vector<std::string> &settings = {})
+    {
+        EXPECT_EQ(vok_functor_new_object_with_interface(&object, &interface, nullptr, gensym(name.c_str())), 0)
+            << name;
+        for (const std::string &text : settings)
+            EXPECT_EQ(set(text), 0) << name << ": " << text;
+    }
+    ~functor() { vok_object_free(object); }
+    functor(const functor &) = delete;
+    functor &operator=(const functor &) = delete;
+
+    zan_word set(const std::string &text) const
+    {
+        std::vector<atom> list = atoms(text);
+        return vok_object_method_typed(object, gensym("setattr"), static_cast<long>(list.size()), list.data(),
+                                       nullptr);
+    }
+    double number(const char *attribute) const { return vok_attr_getfloat(object, gensym(attribute)); }
+    template <typename... Args> double at(Args... args) const
+    {
+        const double values[] = {static_cast<double>(args)...};
+        return interface->evalfloat64(object, sizeof...(args), values);
+    }
+    template <typename... Args> float at32(Args... args) const
+    {
+        const float values[] = {static_cast<float>(args)...};
+        return interface->evalfloat32(object, sizeof...(args), values);
+    }
+    template <typename... Args> int32_t raw(Args... args) const
+    {
+        const int32_t values[] = {static_cast<int32_t>(args)...};
+        return interface->evalfixed(object, sizeof...(args), values);
+    }
+};
+
+template <typename T> T eval(const functor &f, long n, const T *values);
+template <> inline int32_t eval(const functor &f, long n, const int32_t *values)
+{
+    return f.interface->evalfixed(f.object, n, values);
+}
+template <> inline float eval(const functor &f, long n, const float *values)
+{
+    return f.interface->evalfloat32(f.object, n, values);
+}
+template <> inline double eval(const functor &f, long n, const double *values)
+{
+    return f.interface->evalfloat64(f.object, n, values);
+}
+
+// The float-to-fixed conversion, written out.
+inline int32_t fixed_of(double v)
+{
+    const double scaled = std::trunc(v * 65536);
+    return scaled >= -2147483648.0 && scaled <= 2147483647.0 ? static_cast<int32_t>(scaled) : INT32_MIN;
+}
+
+// A matrix operator of the room with its lists of matrices.
+struct filler {
+    void *object;
+    explicit filler(const char *classname) : object(vok_object_new(gensym(classname))) {}
+    ~filler() { vok_object_free(object); }
+    filler(const filler &) = delete;
+    filler &operator=(const filler &) = delete;
+
+    long set(const std::string &text) const // "name value ..."
+    {
+        std::vector<atom> list = atoms(text);
+        return object_attr_setvalueof(object, atom_getsym(list.data()), static_cast<long>(list.size()) - 1,
+                                      list.data() + 1);
+    }
+    // Calculates with the input, or without data there.
+    long run(void *out, void *in = nullptr) const
+    {
+        void *none = in ? nullptr : vok_object_new(gensym("vok_mop_io"));
+        void *lists[2] = {vok_object_new(gensym("vok_linklist")), vok_object_new(gensym("vok_linklist"))};
+        send_words(lists[0], "append", as_word(in ? in : none));
+        send_words(lists[1], "append", as_word(out));
+        const long result = send_words(object, "matrix_calc", as_word(lists[0]), as_word(lists[1]));
+        for (void *list : lists) {
+            send_words(list, "chuckindex", 0);
+            vok_object_free(list);
+        }
+        if (none)
+            vok_object_free(none);
+        return result;
+    }
+};
+
+template <typename T> T *cell(vok_matrix *m, long x, long y = 0, long z = 0)
+{
+    vok_matrix_info info;
+    send_words(m, "getinfo", as_word(&info));
+    unsigned char *data = nullptr;
+    send_words(m, "getdata", as_word(&data));
+    return reinterpret_cast<T *>(data + z * info.dimstride[2] + y * info.dimstride[1]) + x * info.planecount;
+}

@@ -1,0 +1,188 @@
+// Every registered functor, in every precision and type of cell, fills a grid by rows as its
+// own cells say one by one; and again on every instruction set.
+#include <cstring>
+#include <set>
+#include <unistd.h>
+
+#include <vokra/functor_evaluate.h>
+
+#include "functor/functor_tools.h"
+
+namespace {
+
+class FunctorHarness : public Library {};
+
+struct subject {
+    std::string name; // "category.name" or just its name
+    std::vector<std::string> settings = {};
+};
+
+// Classes join by themselves with their defaults; these are the settings that lead a rule
+// into other branches.
+std::vector<subject> subjects()
+{
+    std::vector<subject> all = {
+        {"curve.cubicspline", {"knots 0. 1. 0.25 0.75 1. 0."}},
+        {"filter.lanczossinc", {"width 3.", "alpha 0.5"}},
+        {"distance.minkovsky", {"exponent 3."}},
+        {"distance.minkovsky", {"exponent 4."}},
+        {"transfer.gain", {"beta 0.2"}},
+        {"noise.checker", {"smooth 0.2"}},
+        {"noise.gradient", {"sign 1", "filter quintic", "tablesize 64"}},
+        {"noise.gradient", {"filter gaussian"}},
+        {"noise.distorted", {"distortion 0.5 0.25", "outer noise.cell"}},
+        {"noise.value.cubicspline", {"basis bspline", "abs 1", "sign 1"}},
+        {"fractal.mono", {"rotate 1", "detail 2.5"}},
+        {"fractal.turbulence", {"basis noise.cell", "scale 2. 0.5", "offset 0.25"}},
+        {"fractal.multi.ridged", {"gain 2.", "detail 4.5"}},
+    };
+    void *list = vok_functor_classlist_in_category(nullptr);
+    std::set<std::string> names;
+    for (long i = 0; i < linklist_getsize(list); i++)
+        names.insert(class_nameget(static_cast<zan_class *>(linklist_getindex(list, i)))->name);
+    linklist_chuck(list);
+    EXPECT_GE(names.size(), 29u);
+    for (std::string name : names) {
+        name = name.substr(std::strlen("vok_functor_"));
+        for (char &c : name)
+            c = c == '_' ? '.' : c;
+        all.push_back({name});
+    }
+    return all;
+}
+
+template <typename T> struct format;
+template <> struct format<int32_t> {
+    static constexpr const char *name = "fixed";
+    static int32_t of(double v) { return fixed_of(v); }
+    static int32_t sum(int32_t a, int32_t b)
+    {
+        return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+    }
+};
+template <> struct format<float> {
+    static constexpr const char *name = "float32";
+    static float of(double v) { return static_cast<float>(v); }
+    static float sum(float a, float b) { return a + b; }
+};
+template <> struct format<double> {
+    static constexpr const char *name = "float64";
+    static double of(double v) { return v; }
+    static double sum(double a, double b) { return a + b; }
+};
+
+// What a value becomes in a cell, as the table of the evaluator has it.
+template <typename Out, typename T> Out stored(T v, T w)
+{
+    if constexpr (std::is_same_v<T, int32_t>) {
+        const auto wrap = [](long long p) { return static_cast<int32_t>(static_cast<uint32_t>(p)); };
+        if constexpr (std::is_same_v<Out, uint8_t>)
+            return static_cast<uint8_t>(
+                std::clamp(wrap(static_cast<long long>(v >> 8) * (wrap((w >> 8) * 0xFF00LL) >> 8)), 0, 255));
+        else if constexpr (std::is_same_v<Out, int32_t>)
+            return wrap(static_cast<long long>(wrap((w >> 8) * 0x7FFFFFLL) >> 8) * (v >> 8));
+        else
+            return static_cast<Out>(wrap(static_cast<long long>(v >> 8) * (w >> 8)));
+    } else if constexpr (std::is_same_v<Out, uint8_t>) {
+        const T scaled = std::trunc(v * w * 255);
+        return static_cast<uint8_t>(std::isnan(scaled) ? 0 : std::clamp(scaled, T(0), T(255)));
+    } else if constexpr (std::is_same_v<Out, int32_t>) {
+        const double scaled = std::trunc(static_cast<double>(v * w) * 2147483647.0);
+        return scaled >= -2147483648.0 && scaled <= 2147483647.0 ? static_cast<int32_t>(scaled) : INT32_MIN;
+    } else {
+        return static_cast<Out>(v * w);
+    }
+}
+
+template <typename T> bool same_bits(T a, T b)
+{
+    if constexpr (std::is_floating_point_v<T>)
+        if (std::isnan(a) && std::isnan(b))
+            return true;
+    return !std::memcmp(&a, &b, sizeof a);
+}
+
+constexpr double origins[3] = {-1.25, 0.5, 3.0}, scales[3] = {9.5, -4.0, 1.5};
+constexpr double weights[2] = {1.0, -0.3};
+
+// Fills a grid and compares each cell with the functor at coordinates that run on as told.
+template <typename T, typename Out> void check(const subject &s, const functor &f, const char *type, long dims)
+{
+    using F = format<T>;
+    const long size[3] = {dims == 2 ? 301 : 67, dims == 2 ? 3 : 2, dims == 2 ? 1 : 2};
+    matrix m(dims == 2 ? shape(type, 2, {size[0], size[1]}) : shape(type, 2, {size[0], size[1], size[2]}));
+    const filler e("vok_functor_evaluate");
+    e.set("basis " + s.name);
+    for (const std::string &text : s.settings) {
+        std::vector<atom> list = atoms("basis " + text);
+        vok_object_method_typed(e.object, gensym("setattr"), static_cast<long>(list.size()), list.data(), nullptr);
+    }
+    e.set(std::string("precision ") + F::name);
+    e.set("origin -1.25 0.5 3.0");
+    e.set("scale 9.5 -4.0 1.5");
+    e.set("weight 1.0 -0.3");
+    ASSERT_EQ(e.run(m), 0);
+
+    double table[32][32]; // how far the planes lie apart
+    vok_rand_setseed(-1138);
+    for (auto &row : table)
+        for (double &entry : row)
+            entry = (static_cast<double>(vok_rand()) + 0.5) / 4294967296.0 * 10;
+    T start[3], step[3], x[3], c[3];
+    for (long d = 0; d < dims; d++) {
+        start[d] = x[d] = F::of(origins[d]);
+        step[d] = F::of(scales[d] / static_cast<double>(size[d] - 1));
+    }
+    for (long k = 0; k<size[2]; k++, x[2] = dims> 2 ? F::sum(x[2], step[2]) : x[2]) {
+        x[1] = start[1];
+        for (long j = 0; j < size[1]; j++, x[1] = F::sum(x[1], step[1])) {
+            x[0] = start[0];
+            for (long i = 0; i < size[0]; i++, x[0] = F::sum(x[0], step[0])) {
+                for (long p = 0; p < 2; p++) {
+                    for (long d = 0; d < dims; d++)
+                        c[d] = F::sum(x[d], F::of(table[d][p]));
+                    const Out expected = stored<Out>(eval(f, dims, c), F::of(weights[p]));
+                    ASSERT_TRUE(same_bits(cell<Out>(m, i, j, k)[p], expected))
+                        << s.name << (s.settings.empty() ? "" : " with " + s.settings[0]) << ", " << F::name
+                        << " into " << type << ", " << dims << " dimensions, cell " << i << " " << j << " " << k
+                        << " plane " << p << ": " << +cell<Out>(m, i, j, k)[p] << ", not " << +expected;
+                }
+            }
+        }
+    }
+}
+
+template <typename T> void check_types(const subject &s, const functor &f)
+{
+    for (long dims : {2L, 3L}) {
+        check<T, uint8_t>(s, f, "char", dims);
+        check<T, int32_t>(s, f, "long", dims);
+        check<T, float>(s, f, "float32", dims);
+        check<T, double>(s, f, "float64", dims);
+    }
+}
+
+TEST_F(FunctorHarness, rows_equal_cells)
+{
+    for (const subject &s : subjects()) {
+        const functor f(s.name, s.settings);
+        check_types<int32_t>(s, f);
+        check_types<float>(s, f);
+        check_types<double>(s, f);
+        if (HasFatalFailure())
+            return;
+    }
+}
+
+TEST_F(FunctorHarness, every_instruction_set_gives_the_same)
+{
+    char self[4096] = {};
+    ASSERT_GT(readlink("/proc/self/exe", self, sizeof self - 1), 0);
+    for (const char *isa : {"plain", "v2", "v3", "v4", "neon"}) { // one that the processor lacks is its best
+        const std::string command = std::string("VOKRA_ISA=") + isa + " '" + self +
+                                    "' --gtest_filter=FunctorHarness.rows_equal_cells >/dev/null 2>&1";
+        EXPECT_EQ(std::system(command.c_str()), 0) << isa;
+    }
+}
+
+} // namespace
