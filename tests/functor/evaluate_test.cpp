@@ -1,0 +1,258 @@
+// The evaluator's coordinates, storage, rotation and failures, and the sampler.
+#include <cstring>
+#include <numbers>
+
+#include <vokra/parallel_ndim.h>
+
+#include "functor/functor_tools.h"
+#include "scratch.h"
+
+namespace {
+
+class Evaluate : public Library {};
+
+// The sum of absolute values shows coordinates as they are, as long as they are above 0.
+struct manhattan : filler {
+    manhattan(std::initializer_list<const char *> settings = {}) : filler("vok_functor_evaluate")
+    {
+        set("basis distance.manhattan");
+        set("align 0.");
+        set("weight 1. 1. 1. 1.");
+        for (const char *text : settings)
+            EXPECT_EQ(set(text), 0) << text;
+    }
+};
+
+TEST_F(Evaluate, a_grid_begins_at_origin_and_offset)
+{
+    const manhattan e = {"origin 1. 10.", "offset 0.5 20.", "scale 2. 3."};
+    matrix m("float64", 1, {5, 4});
+    ASSERT_EQ(e.set("precision float64"), 0);
+    ASSERT_EQ(e.run(m), 0);
+    for (long y = 0; y < 4; y++)
+        for (long x = 0; x < 5; x++)
+            EXPECT_EQ(*cell<double>(m, x, y), 1.5 + 0.5 * static_cast<double>(x) + 30 + static_cast<double>(y));
+    e.set("autocenter 1");
+    ASSERT_EQ(e.run(m), 0);
+    EXPECT_EQ(*cell<double>(m, 0, 0), 2 * 4 * 0.5 + 0.5 + 3 * 3 * 0.5 + 20);
+}
+
+TEST_F(Evaluate, nothing_is_done_twice)
+{
+    const manhattan e = {"scale 1. 1."};
+    matrix m("float32", 1, {4, 4});
+    e.run(m);
+    *cell<float>(m, 2, 1) = 77;
+    e.run(m);
+    EXPECT_EQ(*cell<float>(m, 2, 1), 77) << "nothing has changed";
+    e.set("scale 1. 1.");
+    e.run(m);
+    EXPECT_EQ(*cell<float>(m, 2, 1), 77) << "an equal value is no change";
+    std::vector<atom> list = atoms("basis nothing 1");
+    vok_object_method_typed(e.object, gensym("setattr"), 3, list.data(), nullptr);
+    e.run(m);
+    EXPECT_NE(*cell<float>(m, 2, 1), 77);
+    matrix other("float32", 1, {4, 5});
+    *cell<float>(other, 0, 0) = 77;
+    e.run(other);
+    EXPECT_NE(*cell<float>(other, 0, 0), 77) << "another shape";
+}
+
+TEST_F(Evaluate, values_are_stored_by_type_and_precision)
+{
+    // solarize with threshold 0 and scale 1 gives |x|: one cell of a known value
+    struct row {
+        const char *precision, *type;
+        double origin, weight, expected;
+    };
+    const row rows[] = {
+        {"float32", "char", 0.5, 1, 127},
+        {"float32", "char", 7, 1, 255},
+        {"float32", "char", 0.5, -1, 0},
+        {"float64", "char", 1e30, 1, 255},
+        {"float32", "long", 1, 1, 2147483647},
+        {"float32", "long", 0.5, 1, 1073741823},
+        {"float64", "long", 0.5, -1, -1073741823},
+        {"float32", "float32", 0.1, 3, static_cast<double>(0.1f * 3.0f)},
+        {"float64", "float64", 0.1, 3, 0.1 * 3},
+        {"float64", "float32", 0.1, 3, static_cast<double>(static_cast<float>(0.1 * 3))},
+        {"fixed", "float64", 0.5, 0.25, 128 * 64},
+        {"fixed", "char", 0.5, 1, 255},
+        {"fixed", "long", 0.5, 1, ((256 * 0x7FFFFF) >> 8) * 128},
+        {"float", "float64", 1, 1, 0}, // nothing is written
+        {"double", "float64", 1, 1, 0},
+    };
+    for (const row &r : rows) {
+        const manhattan e = {};
+        e.set("basis transfer.solarize");
+        void *held =
+            reinterpret_cast<void *>(vok_object_method(e.object, gensym("subfunctor"), gensym("functor")));
+        vok_attr_setfloat(held, gensym("threshold"), 0);
+        vok_attr_setfloat(held, gensym("scale"), 1);
+        e.set(std::string("precision ") + r.precision);
+        vok_attr_setfloat(e.object, gensym("weight"), r.weight);
+        vok_attr_setfloat(e.object, gensym("origin"), r.origin);
+        matrix m(r.type, 1, {2}); // of one cell the step would not be finite
+        ASSERT_EQ(e.run(m), 0);
+        const std::string type = r.type;
+        const double got = type == "char"      ? *cell<uint8_t>(m, 0)
+                           : type == "long"    ? *cell<int32_t>(m, 0)
+                           : type == "float32" ? static_cast<double>(*cell<float>(m, 0))
+                                               : *cell<double>(m, 0);
+        EXPECT_EQ(got, r.expected) << r.precision << " into " << r.type << " of " << r.origin;
+    }
+}
+
+TEST_F(Evaluate, a_dimension_of_one_cell_has_no_coordinate)
+{
+    const manhattan e = {"scale 1. 1."};
+    matrix m("float32", 1, {4, 1});
+    *cell<float>(m, 1) = 5;
+    ASSERT_EQ(e.run(m), 0);
+    EXPECT_TRUE(std::isnan(*cell<float>(m, 1)));
+}
+
+TEST_F(Evaluate, an_input_gives_the_coordinates)
+{
+    const manhattan e = {"scale 9. 9.", "offset 9. 9."};
+    matrix in("float32", 3, {4, 3}), out("float32", 2, {5, 2});
+    *cell<float>(out, 4, 0) = -1;
+    for (long y = 0; y < 3; y++)
+        for (long x = 0; x < 4; x++)
+            for (int p = 0; p < 3; p++)
+                cell<float>(in, x, y)[p] = static_cast<float>(100 * p + 10 * x + y);
+    ASSERT_EQ(e.run(out, in), 0);
+    EXPECT_EQ(cell<float>(out, 3, 1)[0], 300 + 90 + 3);
+    EXPECT_EQ(cell<float>(out, 3, 1)[1], 300 + 90 + 3);
+    EXPECT_EQ(*cell<float>(out, 4, 0), -1) << "beyond the input";
+    matrix wrong("float64", 1, {4, 3});
+    ASSERT_EQ(e.run(wrong, in), 0);
+    EXPECT_EQ(*cell<double>(wrong, 3, 1), 0) << "types differ";
+
+    matrix chars("char", 1, {3}), bytes("char", 1, {3});
+    *cell<uint8_t>(chars, 0) = 255; // -1
+    *cell<uint8_t>(chars, 1) = 2;
+    vok_attr_setfloat(e.object, gensym("weight"), 0.25);
+    ASSERT_EQ(e.run(bytes, chars), 0);
+    EXPECT_EQ(*cell<uint8_t>(bytes, 0), 63);
+    EXPECT_EQ(*cell<uint8_t>(bytes, 1), 127);
+
+    matrix longs("long", 1, {3}), fixed("long", 1, {3});
+    *cell<int32_t>(longs, 1) = 49152; // as it stands: 0.75
+    e.set("precision fixed");
+    vok_attr_setfloat(e.object, gensym("weight"), 1);
+    ASSERT_EQ(e.run(fixed, longs), 0);
+    EXPECT_EQ(*cell<int32_t>(fixed, 1), 0) << "without an alignment the coordinates aren't written";
+    e.set("align 1e-9");
+    ASSERT_EQ(e.run(fixed, longs), 0);
+    EXPECT_EQ(*cell<int32_t>(fixed, 1), 0x7FFFFF * 192 >> 16);
+}
+
+TEST_F(Evaluate, turns_the_grid)
+{
+    const double quarter = std::numbers::pi / 2 - 0.0015707963267948967;
+    vok_functor_fractal_rotation_matrix r = {};
+    ASSERT_EQ(vok_functor_evaluate_rotation_matrix_init(&r, 2, &quarter), 0);
+    EXPECT_NEAR(r.float64[0][1], -1, 1e-15);
+    EXPECT_NEAR(r.float64[1][0], 1, 1e-15);
+    EXPECT_EQ(r.fixed[1][0], 65536);
+    vok_functor_fractal_rotation_matrix_destroy(&r);
+    EXPECT_EQ(vok_functor_evaluate_rotation_matrix_init(nullptr, 2, &quarter), VOK_ERR_INVP);
+
+    // a quarter turn makes (x, y) into (-y, x); the weights of radial tell them apart
+    const manhattan e = {"basis distance.manhattan.radial", "origin 1. 10.", "scale 2. 4.", "precision float64"};
+    void *held = reinterpret_cast<void *>(vok_object_method(e.object, gensym("subfunctor"), gensym("basis")));
+    const double radii[] = {1, 1000};
+    vok_attr_setdouble_array(held, gensym("radius"), 2, radii);
+    vok_attr_setdouble_array(e.object, gensym("rotation"), 1, &quarter);
+    matrix m("float64", 1, {3, 3});
+    ASSERT_EQ(e.run(m), 0);
+    EXPECT_NEAR(*cell<double>(m, 1, 2), 14 + 2000, 1e-9);
+    ASSERT_EQ(e.set("rotation 0."), 0);
+    ASSERT_EQ(e.run(m), 0);
+    EXPECT_NEAR(*cell<double>(m, 1, 2), 2 + 14000, 1e-9);
+}
+
+TEST_F(Evaluate, a_split_gives_the_same_picture)
+{
+    const long parallel = _vok_parallel, thresh = _vok_parallelthresh;
+    const filler e("vok_functor_evaluate");
+    e.set("basis fractal.mono");
+    e.set("weight 1. 1.");
+    e.set("scale 7.7 -3.3 1.1");
+    matrix one("float32", 2, {301, 97, 2}), split("float32", 2, {301, 97, 2});
+    _vok_parallel = 0;
+    ASSERT_EQ(e.run(one), 0);
+    e.set("align 9.");
+    e.set("align 10.");
+    _vok_parallel = 1;
+    _vok_parallelthresh = 1;
+    ASSERT_EQ(e.run(split), 0);
+    _vok_parallel = parallel;
+    _vok_parallelthresh = thresh;
+    for (long z = 0; z < 2; z++)
+        for (long y = 0; y < 97; y++)
+            ASSERT_EQ(std::memcmp(cell<float>(one, 0, y, z), cell<float>(split, 0, y, z), 301 * 8), 0) << y;
+}
+
+TEST_F(Evaluate, says_what_it_cannot_do)
+{
+    report_catcher reports;
+    const filler e("vok_functor_evaluate");
+    matrix m("float32", 1, {4, 4});
+    EXPECT_EQ(e.run(m), 0) << "no functor yet";
+    EXPECT_EQ(e.set("basis noise.gradiant"), VOK_ERR_INVP);
+    EXPECT_TRUE(reports.take().empty()) << "the category isn't known";
+    EXPECT_EQ(e.set("basis noise no.such"), VOK_ERR_INVP);
+    EXPECT_NE(reports.one_error().find("unable to create object for evaluation 'noise.no.such'"),
+              std::string::npos);
+    EXPECT_EQ(e.set("basis noise gradient"), 0) << "a category and a name";
+    EXPECT_EQ(e.set("autocenter 1"), 0);
+    EXPECT_EQ(e.set("origin 1. 2."), VOK_ERR_EROR);
+    EXPECT_NE(reports.one_error().find("disable autocenter in order to set origin."), std::string::npos);
+    EXPECT_EQ(vok_functor_evaluate_setattr_category(nullptr, nullptr, 0, nullptr), VOK_ERR_INVP);
+    EXPECT_EQ(vok_object_method(e.object, gensym("matrix_calc"), nullptr, nullptr), 0);
+}
+
+TEST_F(Evaluate, a_chain_reaches_inner_functors)
+{
+    const filler e("vok_functor_evaluate");
+    e.set("basis fractal.mono");
+    std::vector<atom> list = atoms("basis basis filter a 0.5");
+    EXPECT_EQ(vok_object_method_typed(e.object, gensym("setattr"), 5, list.data(), nullptr), 0);
+    void *at = e.object;
+    for (const char *role : {"functor", "basis", "filter"})
+        at = reinterpret_cast<void *>(vok_object_method(at, gensym("subfunctor"), gensym(role)));
+    EXPECT_EQ(vok_attr_getfloat(at, gensym("a")), 0.5);
+}
+
+TEST_F(Evaluate, the_sampler_writes_its_grid_once)
+{
+    const filler s("vok_functor_sampler_regular");
+    s.set("offset 10. 20. 30.");
+    s.set("scale 1. 3. 5.");
+    matrix m("float32", 2, {5, 4, 3});
+    ASSERT_EQ(s.run(m), 0);
+    EXPECT_EQ(cell<float>(m, 2, 3, 1)[0], 10.5f);
+    EXPECT_EQ(cell<float>(m, 2, 3, 1)[1], 23.0f);
+    cell<float>(m, 2, 3, 1)[0] = 7;
+    ASSERT_EQ(s.run(m), 0);
+    EXPECT_EQ(cell<float>(m, 2, 3, 1)[0], 7) << "once";
+    s.set("scale 2. 3. 5.");
+    matrix longs("long", 4, {5, 4, 3});
+    cell<int32_t>(longs, 0)[3] = 42;
+    ASSERT_EQ(s.run(longs), 0);
+    EXPECT_EQ(cell<int32_t>(longs, 1, 0, 2)[0], 10.5 * 65536);
+    EXPECT_EQ(cell<int32_t>(longs, 1, 0, 2)[2], 35 * 65536);
+    EXPECT_EQ(cell<int32_t>(longs, 0)[3], 42) << "planes beyond the dimensions stay";
+    s.set("offset 0.");
+    matrix bytes("char", 1, {257});
+    s.set("scale 1.");
+    ASSERT_EQ(s.run(bytes), 0);
+    EXPECT_EQ(*cell<uint8_t>(bytes, 256), 0);
+    s.set("offset 0.0001");
+    ASSERT_EQ(s.run(bytes), 0);
+    EXPECT_EQ(*cell<uint8_t>(bytes, 256), static_cast<uint8_t>(fixed_of(0.0001) + 65536));
+}
+
+} // namespace

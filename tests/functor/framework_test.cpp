@@ -1,0 +1,234 @@
+// The frame of the functors: names and categories, what a class gets at set-up, the three
+// number formats, folding, and the messages of all.
+#include <functional>
+
+#include "functor/functor_tools.h"
+
+namespace {
+
+class Functors : public Library {};
+
+std::string class_named(zan_class *c)
+{
+    return c ? class_nameget(c)->name : "none";
+}
+
+TEST_F(Functors, are_found_by_short_and_dotted_name)
+{
+    const struct {
+        const char *name, *exact, *relaxed;
+    } rows[] = {
+        {"gaussian", "vok_functor_filter_gaussian", "vok_functor_filter_gaussian"},
+        {"filter.gaussian", "vok_functor_filter_gaussian", "vok_functor_filter_gaussian"},
+        {"vok.functor.filter.gaussian", "none", "vok_functor_filter_gaussian"},
+        {"euclidean.squared", "vok_functor_distance_euclidean_squared", "vok_functor_distance_euclidean_squared"},
+        {"distance.manhattan.radial", "vok_functor_distance_manhattan_radial",
+         "vok_functor_distance_manhattan_radial"},
+        {"linear", "vok_functor_curve_linear", "vok_functor_curve_linear"},
+        {"transfer.linear", "none", "vok_functor_curve_linear"}, // the curve came first
+        {"radial", "none", "none"},
+        {"distance.squared", "none", "none"},
+        {"", "none", "none"},
+        {"a.b.c", "none", "none"},
+        {".", "none", "none"},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(class_named(vok_functor_lookup(nullptr, gensym(row.name))), row.exact) << row.name;
+        EXPECT_EQ(class_named(vok_functor_lookup_relaxed(gensym("noise"), gensym(row.name))), row.relaxed)
+            << row.name;
+        void *object = nullptr;
+        vok_functor_interface *interface = nullptr;
+        const bool made = !vok_functor_new_object_with_interface(&object, &interface, nullptr, gensym(row.name));
+        EXPECT_EQ(made ? vok_object_classname(object)->name : std::string("none"), row.relaxed) << row.name;
+        vok_object_free(object);
+    }
+    EXPECT_EQ(vok_functor_lookup(gensym("noise"), gensym("gaussian")), nullptr);
+    EXPECT_NE(vok_functor_lookup(gensym("filter"), gensym("gaussian")), nullptr);
+    EXPECT_EQ(vok_functor_distance_radial_new(), nullptr) << "nothing set it up";
+}
+
+TEST_F(Functors, categories_list_each_class_twice)
+{
+    const struct {
+        const char *category;
+        long classes;
+    } rows[] = {{"curve", 2}, {"filter", 9}, {"distance", 7}, {"transfer", 11}}; // transfer.linear lost its name
+    for (const auto &row : rows) {
+        void *list = vok_functor_classlist_in_category(gensym(row.category));
+        EXPECT_EQ(linklist_getsize(list), 2 * row.classes) << row.category;
+        linklist_chuck(list);
+    }
+    EXPECT_EQ(vok_functor_classlist_in_category(gensym("nothing")), nullptr);
+    zan_class *c = vok_class_findbyname(gensym("vok_functor_transfer_linear"));
+    EXPECT_EQ(vok_functor_category_match(c, gensym("transfer")), 1);
+    EXPECT_EQ(class_extra_lookup(c, gensym("functor_interface")), nullptr);
+    EXPECT_EQ(vok_functor_category_match(vok_class_findbyname(gensym("vok_matrix")), gensym("transfer")), 0);
+}
+
+// A class of the tests' own, which knows float64 alone and tells what came.
+struct probe {
+    object header;
+};
+long seen;
+double probe_eval(void *, long n, const double *values)
+{
+    seen = n;
+    return n > 1 ? values[n - 1] : values[0];
+}
+
+TEST_F(Functors, a_class_gets_what_it_lacks)
+{
+    zan_class *c = vok_class_new("test_functor_probe", reinterpret_cast<zan_method>(+[]() -> void * {
+                                     return vok_object_alloc(vok_class_findbyname(gensym("test_functor_probe")));
+                                 }),
+                                 nullptr, sizeof(probe), argtype_cant, 0);
+    vok_class_addmethod(c, reinterpret_cast<zan_method>(probe_eval), "evalfloat64", argtype_cant, 0);
+    EXPECT_EQ(vok_functor_setup_class(c, "test", "probe"), 0);
+    EXPECT_EQ(vok_functor_addcategory(c, gensym("more")), 0);
+    vok_class_register(c);
+    EXPECT_NE(vok_functor_lookup(gensym("more"), gensym("test.probe")), nullptr);
+
+    const functor f("probe");
+    auto *const table = static_cast<zan_method *>(static_cast<void *>(f.interface));
+    const char *names[] = {"evalfixed",   "evalfixed_1d",   "evalfixed_2d",   "evalfixed_3d",
+                           "evalfloat32", "evalfloat32_1d", "evalfloat32_2d", "evalfloat32_3d",
+                           "evalfloat64", "evalfloat64_1d", "evalfloat64_2d", "evalfloat64_3d"};
+    for (size_t i = 0; i < std::size(names); i++)
+        EXPECT_EQ(table[i], vok_object_getmethod(f.object, gensym(names[i]))) << names[i];
+
+    // Counts are cut to 256 on the way through a conversion, and only there.
+    std::vector<int32_t> raw(300);
+    for (size_t i = 0; i < raw.size(); i++)
+        raw[i] = static_cast<int32_t>(i << 16);
+    EXPECT_EQ(eval(f, 300, raw.data()), 255 << 16);
+    EXPECT_EQ(seen, 256);
+    std::vector<double> wide(300, 7);
+    EXPECT_EQ(eval(f, 300, wide.data()), 7);
+    EXPECT_EQ(seen, 300);
+
+    const struct {
+        double value;
+        int32_t raw;
+    } rows[] = {{1.5, 98304}, {-1.5, -98304}, {-0.00001, 0}, {1e9, INT32_MIN}, {NAN, INT32_MIN}};
+    for (const auto &row : rows) {
+        int32_t came = 0;
+        struct keep {
+            static int32_t fixed_in(void *to, long, const int32_t *v) { return *static_cast<int32_t *>(to) = *v; }
+        };
+        vok_functor_eval_float64_with_fixed(&came, 1, &row.value, keep::fixed_in);
+        EXPECT_EQ(came, row.raw) << row.value;
+    }
+}
+
+TEST_F(Functors, conversions_go_through_the_other_format)
+{
+    struct target {
+        static float half32(void *, long n, const float *v) { return n == 2 ? v[0] + v[1] / 2 : -1; }
+        static double half64(void *, long n, const double *v) { return n == 2 ? v[0] + v[1] / 2 : -1; }
+        static int32_t half_fixed(void *, long n, const int32_t *v) { return n == 2 ? v[0] + v[1] / 2 : -1; }
+    };
+    const int32_t raw[] = {65536, 3 * 65536};
+    const float f32[] = {1, 3};
+    const double f64[] = {1, 3};
+    EXPECT_EQ(vok_functor_eval_fixed_with_float32(nullptr, 2, raw, target::half32), 163840);
+    EXPECT_EQ(vok_functor_eval_fixed_with_float64(nullptr, 2, raw, target::half64), 163840);
+    EXPECT_EQ(vok_functor_eval_float32_with_float64(nullptr, 2, f32, target::half64), 2.5f);
+    EXPECT_EQ(vok_functor_eval_float32_with_fixed(nullptr, 2, f32, target::half_fixed), 2.5f);
+    EXPECT_EQ(vok_functor_eval_float64_with_fixed(nullptr, 2, f64, target::half_fixed), 2.5);
+    EXPECT_EQ(vok_functor_eval_float64_with_float32(nullptr, 2, f64, target::half32), 2.5);
+}
+
+TEST_F(Functors, rules_fold_over_coordinates)
+{
+    struct rule {
+        static int32_t twice_fixed(void *, int32_t v) { return 2 * v; }
+        static float twice32(void *, float v) { return 2 * v; }
+        static double twice64(void *, double v) { return 2 * v; }
+    };
+    const int32_t raw[] = {65536, 32768, 4097};
+    const float f32[] = {1, 0.5f, 3};
+    const double f64[] = {1, 0.5, 3};
+    const auto product = [](int32_t a, int32_t b) { return (a >> 4) * (b >> 4) >> 8; };
+    EXPECT_EQ(product(65536, 65536), 65536);
+    EXPECT_EQ(vok_functor_eval_fixed_with_scalar_product(nullptr, 3, raw, rule::twice_fixed),
+              product(product(131072, 65536), 8194));
+    EXPECT_EQ(vok_functor_eval_fixed_with_scalar_sum(nullptr, 3, raw, rule::twice_fixed), 131072 + 65536 + 8194);
+    EXPECT_EQ(vok_functor_eval_float32_with_scalar_product(nullptr, 3, f32, rule::twice32), 12);
+    EXPECT_EQ(vok_functor_eval_float32_with_scalar_sum(nullptr, 3, f32, rule::twice32), 9);
+    EXPECT_EQ(vok_functor_eval_float64_with_scalar_product(nullptr, 0, f64, rule::twice64), 2)
+        << "the first always";
+    EXPECT_EQ(vok_functor_eval_float64_with_scalar_sum(nullptr, 3, f64, rule::twice64), 9);
+
+    std::vector<int32_t> table(65536);
+    for (size_t i = 0; i < table.size(); i++)
+        table[i] = static_cast<int32_t>(i) + 100000;
+    const int32_t ends[] = {-1, 65536 + 7};
+    EXPECT_EQ(vok_functor_eval_fixed_with_lut_wrap_sum(nullptr, 2, ends, table.data()), 165535 + 100007);
+    EXPECT_EQ(vok_functor_eval_fixed_with_lut_clip_sum(nullptr, 2, ends, table.data()), 100000 + 165535);
+    EXPECT_EQ(vok_functor_eval_fixed_with_lut_wrap_product(nullptr, 2, ends, table.data()),
+              static_cast<int32_t>(static_cast<uint32_t>(165535 >> 4) * (100007 >> 4)) >> 8);
+    EXPECT_EQ(vok_functor_eval_fixed_with_lut_clip_product(nullptr, 1, ends, table.data()), 100000);
+}
+
+TEST_F(Functors, parameters_in_three_formats)
+{
+    vok_functor_combined_dynarray array = {};
+    EXPECT_EQ(vok_functor_combined_dynarray_init(&array, 5), 0);
+    EXPECT_EQ(array.count, 5);
+    EXPECT_TRUE(array.fixed && array.float32 && array.float64);
+    EXPECT_EQ(vok_functor_combined_dynarray_init(&array, 2), 0);
+    EXPECT_EQ(array.count, 2);
+    EXPECT_EQ(vok_functor_combined_dynarray_destroy(&array), 0);
+    EXPECT_TRUE(!array.fixed && !array.float32 && !array.float64 && !array.count);
+    EXPECT_EQ(vok_functor_combined_dynarray_init(nullptr, 2), VOK_ERR_INVP);
+    EXPECT_EQ(vok_functor_combined_dynarray_destroy(nullptr), VOK_ERR_INVP);
+}
+
+TEST_F(Functors, a_wrapper_owns_what_it_holds)
+{
+    vok_functor_wrapper held = {};
+    EXPECT_EQ(vok_functor_wrapper_init(&held, nullptr, gensym("box")), 0);
+    EXPECT_STREQ(vok_object_classname(held.object)->name, "vok_functor_filter_box");
+    EXPECT_EQ(vok_functor_wrapper_init(&held, nullptr, gensym("disk")), 0);
+    EXPECT_STREQ(vok_object_classname(held.object)->name, "vok_functor_filter_disk");
+    EXPECT_EQ(vok_functor_wrapper_init(&held, nullptr, gensym("no such")), VOK_ERR_INVP);
+    EXPECT_EQ(held.object, nullptr);
+    EXPECT_EQ(vok_functor_wrapper_init(nullptr, nullptr, gensym("box")), VOK_ERR_INVP);
+    EXPECT_EQ(vok_functor_wrapper_init(&held, nullptr, nullptr), VOK_ERR_INVP);
+    vok_functor_interface *interface;
+    EXPECT_EQ(vok_functor_new_object_with_interface(nullptr, &interface, nullptr, gensym("box")), VOK_ERR_INVP);
+}
+
+TEST_F(Functors, answer_eval_and_setattr)
+{
+    const functor f("distance.manhattan");
+    for (const char *word : {"eval", "evaluate"}) {
+        std::vector<atom> list = atoms("-1.5 2");
+        atom rv = {};
+        EXPECT_EQ(vok_object_method_typed(f.object, gensym(word), 2, list.data(), &rv), 0);
+        EXPECT_EQ(rv.type, argtype_float);
+        EXPECT_EQ(atom_getfloat(&rv), 3.5);
+    }
+    const functor box("box");
+    EXPECT_EQ(box.set("width 3."), 0);
+    EXPECT_EQ(box.number("width"), 3);
+    EXPECT_EQ(box.set(""), VOK_ERR_EROR);
+    EXPECT_EQ(box.set("3 4"), VOK_ERR_EROR);
+    EXPECT_NE(box.set("filter width 2."), 0) << "a leaf holds nothing";
+    EXPECT_NE(box.set("width"), 0);
+    EXPECT_EQ(box.number("width"), 3);
+}
+
+TEST_F(Functors, a_chain_reaches_what_is_held)
+{
+    const functor f("noise.gradient");
+    void *filter = reinterpret_cast<void *>(vok_object_method(f.object, gensym("subfunctor"), gensym("filter")));
+    ASSERT_NE(filter, nullptr);
+    EXPECT_EQ(vok_object_method(f.object, gensym("subfunctor"), gensym("basis")), 0);
+    EXPECT_EQ(f.set("filter a 0.25"), 0);
+    EXPECT_EQ(vok_attr_getfloat(filter, gensym("a")), 0.25);
+    EXPECT_EQ(f.set("filter box"), 0); // two arguments are the parent's own
+    EXPECT_STREQ(vok_attr_getsym(f.object, gensym("filter"))->name, "box");
+}
+
+} // namespace
