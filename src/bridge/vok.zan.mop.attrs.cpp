@@ -4,12 +4,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include <vokra/box.h>
 #include <vokra/kernel.h>
-#include <vokra/matrix.h>
 #include <vokra/mop_box.h>
-#include <zan/zan.h>
 
+#include "bridge/box.h"
 #include "bridge/mop_box.h"
 
 namespace {
@@ -32,7 +30,7 @@ void write_planecount(vok_matrix_info *info, long argc, const atom *argv, bool)
 void write_dim(vok_matrix_info *info, long argc, const atom *argv, bool named)
 {
     const long count = std::clamp(argc, 0L, long{VOK_MATRIX_MAX_DIMCOUNT});
-    std::fill(std::begin(info->dim), std::end(info->dim), 1L);
+    std::fill_n(info->dim, VOK_MATRIX_MAX_DIMCOUNT, 1L);
     for (long i = 0; i < count; i++)
         info->dim[i] = atom_getlong(argv + i);
     if (count || named)
@@ -63,18 +61,13 @@ constexpr part parts[] = {
 };
 constexpr const part &type_part = parts[0], &dim_part = parts[1], &planecount_part = parts[2];
 
-symbol *name_of(void *attr)
-{
-    return vok::ask<symbol>(attr, _vok_sym_getname);
-}
-
 vok_err set_part(const part &p, void *x, void *attr, long argc, atom *argv)
 {
     vok_mop *mop = vok::operator_of(x);
     if (!mop || !argv)
         return VOK_ERR_EROR;
     long which = 0, index = 0;
-    zan_vok_mop_parse_name(name_of(attr), &which, &index);
+    zan_vok_mop_parse_name(vok::attr_name(attr), &which, &index);
     if (index == 0) {
         vok::each_own(mop, [&](vok_mop_io *io) {
             if (io->*p.link)
@@ -88,14 +81,12 @@ vok_err set_part(const part &p, void *x, void *attr, long argc, atom *argv)
 
 vok_err get_part(const part &p, void *x, void *attr, long *argc, atom **argv)
 {
-    auto *io = static_cast<vok_mop_io *>(zan_vok_mop_get_io_by_name(x, name_of(attr)));
+    auto *io = static_cast<vok_mop_io *>(zan_vok_mop_get_io_by_name(x, vok::attr_name(attr)));
     if (!io)
         io = static_cast<vok_mop_io *>(zan_vok_mop_getoutput(x, 1));
     if (!io || !io->matrix)
         return VOK_ERR_EROR;
-    char text[32];
-    snprintf_zero(text, sizeof text, "get%s", p.name);
-    return vok::send(io->matrix, gensym(text), argc, argv);
+    return vok::send(io->matrix, vok::affixed("get", gensym(p.name), ""), argc, argv);
 }
 
 // ---- names ----
@@ -151,13 +142,9 @@ void reply_name(void *x, symbol *attrname, const vok_mop_io *io)
 
 void reply_from_matrix(void *x, symbol *attrname, const vok_mop_io *io)
 {
-    char text[256];
-    snprintf_zero(text, sizeof text, "get%s", attrname->name);
-    long argc = 0;
-    atom *argv = nullptr;
-    if (!vok::send(io->matrix, gensym(text), &argc, &argv))
-        zan_vok_obex_dumpout(x, attrname, argc, argv);
-    sysmem_freeptr(argv);
+    vok::atom_array value;
+    if (!vok::send(io->matrix, vok::affixed("get", attrname, ""), &value.argc, &value.argv))
+        zan_vok_obex_dumpout(x, attrname, value.argc, value.argv);
 }
 
 } // namespace
@@ -197,31 +184,31 @@ void *zan_vok_mop_get_io_by_name(void *x, symbol *attrname)
 vok_err zan_vok_mop_getoutputmode_attr(void *x, void *, long *argc, atom **argv)
 {
     vok_mop *mop = vok::operator_of(x);
-    return mop ? vok::send(mop, gensym("getoutputmode"), argc, argv) : VOK_ERR_EROR;
+    return mop ? vok::send(mop, gensym("getoutputmode"), argc, argv) : long{VOK_ERR_EROR};
 }
 
 vok_err zan_vok_mop_outputmode(void *x, void *, long argc, atom *argv)
 {
     vok_mop *mop = vok::operator_of(x);
-    return mop ? vok::send(mop, _vok_sym_outputmode, argc, argv) : VOK_ERR_EROR;
+    return mop ? vok::send(mop, _vok_sym_outputmode, argc, argv) : long{VOK_ERR_EROR};
 }
 
 vok_err zan_vok_mop_getadapt(void *x, void *, long *argc, atom **argv)
 {
     vok_mop *mop = vok::operator_of(x);
-    return mop ? vok::send(mop, gensym("getadapt"), argc, argv) : VOK_ERR_EROR;
+    return mop ? vok::send(mop, gensym("getadapt"), argc, argv) : long{VOK_ERR_EROR};
 }
 
 vok_err zan_vok_mop_adapt(void *x, void *, long argc, atom *argv)
 {
     vok_mop *mop = vok::operator_of(x);
-    return mop ? vok::send(mop, _vok_sym_adapt, argc, argv) : VOK_ERR_EROR;
+    return mop ? vok::send(mop, _vok_sym_adapt, argc, argv) : long{VOK_ERR_EROR};
 }
 
 vok_err zan_vok_mop_getname(void *x, void *attr, long *argc, atom **argv)
 {
-    void *io = zan_vok_mop_get_io_by_name(x, name_of(attr));
-    return io ? vok::send(io, gensym("getmatrixname"), argc, argv) : VOK_ERR_EROR;
+    void *io = zan_vok_mop_get_io_by_name(x, vok::attr_name(attr));
+    return io ? vok::send(io, gensym("getmatrixname"), argc, argv) : long{VOK_ERR_EROR};
 }
 
 vok_err zan_vok_mop_name(void *x, void *attr, long argc, atom *argv)
@@ -231,8 +218,8 @@ vok_err zan_vok_mop_name(void *x, void *attr, long argc, atom *argv)
         return VOK_ERR_EROR;
     if (!vok::operator_of(x))
         return VOK_ERR_EROR;
-    auto *io = static_cast<vok_mop_io *>(zan_vok_mop_get_io_by_name(x, name_of(attr)));
-    return io ? set_name(x, io, name) : VOK_ERR_NONE;
+    auto *io = static_cast<vok_mop_io *>(zan_vok_mop_get_io_by_name(x, vok::attr_name(attr)));
+    return io ? set_name(x, io, name) : long{VOK_ERR_NONE};
 }
 
 vok_err zan_vok_mop_gettype(void *x, void *attr, long *argc, atom **argv)
@@ -286,7 +273,7 @@ vok_err zan_vok_mop_variable_anything(void *x, symbol *selector, long argc, atom
     long isset = 0, which = 0, index = 0;
     if (!selector || zan_vok_mop_variable_parse_sym(selector, &attrname, &isset))
         return VOK_ERR_EROR;
-    zan_vok_mop_parse_name(isset ? selector : gensym(selector->name + 3), &which, &index);
+    zan_vok_mop_parse_name(isset ? selector : vok::without_get(selector), &which, &index);
     if (index == 0)
         return VOK_ERR_EROR;
     vok_mop_io *io = vok::addressed(mop, which, index);

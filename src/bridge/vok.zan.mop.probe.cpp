@@ -2,6 +2,8 @@
 // helper patch of the application shows. One box in the process is probed at a time. The
 // clock runs in the scheduler and asks for the qelem, which does the rest on the main
 // thread.
+#include <initializer_list>
+
 #include <vokra/attributes.h>
 #include <vokra/box.h>
 #include <vokra/kernel.h>
@@ -130,9 +132,9 @@ void vok::forget_probed(void *x)
 
 void zan_vok_mop_initprobesyms(void)
 {
-    words = {gensym("vok.matrix"), gensym("vok.gl.texture"), gensym("vok.movie~"),
-             gensym("getoutputmess"), gensym("drawto"), gensym("out_name"),
-             gensym("output_texture"), gensym("texture_name"), gensym("__vok_matrix_probe_receive")};
+    words = {gensym("vok.matrix"),     gensym("vok.gl.texture"), gensym("vok.movie~"),
+             gensym("getoutputmess"),  gensym("drawto"),         gensym("out_name"),
+             gensym("output_texture"), gensym("texture_name"),   gensym("__vok_matrix_probe_receive")};
 }
 
 vok_err zan_vok_mop_setup_probing(zan_class *c)

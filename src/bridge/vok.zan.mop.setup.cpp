@@ -61,13 +61,13 @@ vok_err zan_vok_mop_setup(void *x)
 vok_err zan_vok_mop_variable_addinputs(void *x, long count)
 {
     vok_mop *mop = vok::operator_of(x);
-    return mop ? vok::send(mop, gensym("addinputs"), count) : VOK_ERR_INVP;
+    return mop ? vok::send(mop, gensym("addinputs"), count) : long{VOK_ERR_INVP};
 }
 
 vok_err zan_vok_mop_variable_addoutputs(void *x, long count)
 {
     vok_mop *mop = vok::operator_of(x);
-    return mop ? vok::send(mop, gensym("addoutputs"), count) : VOK_ERR_INVP;
+    return mop ? vok::send(mop, gensym("addoutputs"), count) : long{VOK_ERR_INVP};
 }
 
 vok_err zan_vok_mop_inputs(void *x)

@@ -2,38 +2,27 @@
 // matrices and probing, and the attributes of the box itself, as far as the flags leave
 // them in. The same for the class in the making, for a class, and for one box.
 #include <vokra/attributes.h>
-#include <vokra/box.h>
+#include <vokra/commonsyms.h>
 #include <vokra/kernel.h>
 #include <vokra/mop_box.h>
-#include <zan/zan.h>
 
+#include "bridge/box.h"
 #include "bridge/mop_box.h"
 
 namespace {
 
-// The three places that a wrap can go to.
-struct class_in_making {
-    zan_vok_classex *classex;
-    void message(zan_method fn, const char *name, int tag) const { addmess(fn, name, tag, 0); }
-    void merged(zan_method fn, const char *name) const { zan_addmethod_usurp_low(fn, name); }
-    void deferred(zan_method fn, const char *name) const { zan_addmethod_defer_low(fn, name); }
-    void attribute(void *attr) const { zan_vok_classex_addattr(classex, attr); }
-};
+// Where a wrap goes, and how it gets an attribute of the box itself there.
+struct place : vok::wrap_target {
+    zan_vok_classex *classex = nullptr; // of the class in the making
 
-struct given_class {
-    zan_class *c;
-    void message(zan_method fn, const char *name, int tag) const { class_addmethod(c, fn, name, tag, 0); }
-    void merged(zan_method fn, const char *name) const { zan_vok_class_addmethod_usurp_low(c, fn, name); }
-    void deferred(zan_method fn, const char *name) const { zan_vok_class_addmethod_defer_low(c, fn, name); }
-    void attribute(void *attr) const { zan_vok_class_addattr(c, attr); }
-};
-
-struct one_box {
-    void *x;
-    void message(zan_method fn, const char *name, int tag) const { object_addmethod(x, fn, name, tag, 0); }
-    void merged(zan_method fn, const char *name) const { zan_vok_object_addmethod_usurp_low(x, fn, name); }
-    void deferred(zan_method fn, const char *name) const { zan_vok_object_addmethod_defer_low(x, fn, name); }
-    void attribute(void *attr) const { zan_vok_object_addattr(x, attr); }
+    void declare(void *attr) const
+    {
+        switch (kind) {
+        case making: zan_vok_classex_addattr(classex, attr); break;
+        case of_class: zan_vok_class_addattr(static_cast<zan_class *>(p), attr); break;
+        case of_box: zan_vok_object_addattr(p, attr); break;
+        }
+    }
 };
 
 struct attribute_row {
@@ -53,8 +42,7 @@ void describe(void *attr, const char *what, symbol *type, const char *text)
         object_addattr_parse(attr, what, type, 0, text);
 }
 
-template <typename Place>
-void add_attribute(const Place &place, const attribute_row &row, const char *name, bool basic)
+void add_attribute(const place &to, const attribute_row &row, const char *name, bool basic)
 {
     // got through defer_low, set as low-priority merged calls
     constexpr long flags = vok_attrflag_get_defer_low | vok_attrflag_set_usurp_low;
@@ -68,43 +56,42 @@ void add_attribute(const Place &place, const attribute_row &row, const char *nam
     describe(attr, "style", _vok_sym_symbol, row.style);
     describe(attr, "enumvals", _vok_sym_atom, row.enumvals);
     describe(attr, "basic", _vok_sym_long, basic ? "1" : nullptr);
-    place.attribute(attr);
+    to.declare(attr);
 }
 
-template <typename Place> void add_messages(const Place &place, const vok_mop *mop, long flags)
+void add_messages(const place &to, long flags)
 {
     if (!(flags & ZAN_VOK_MOP_NO_MATRIX))
-        place.message(vok::method(zan_vok_mop_vok_matrix), "vok_matrix", argtype_gimme);
+        to.add(vok::method(zan_vok_mop_vok_matrix), "vok_matrix", argtype_gimme);
     if (!(flags & ZAN_VOK_MOP_NO_BANG))
-        place.message(vok::method(zan_vok_mop_bang), "bang", 0);
+        to.add(vok::method(zan_vok_mop_bang), "bang", 0);
     if (!(flags & ZAN_VOK_MOP_NO_OUTPUTMATRIX))
-        place.merged(vok::method(zan_vok_mop_outputmatrix), "outputmatrix");
+        to.add_run_as(argtype_usurp_low, vok::method(zan_vok_mop_outputmatrix), "outputmatrix");
     if (!(flags & ZAN_VOK_MOP_NO_CLEAR))
-        place.deferred(vok::method(zan_vok_mop_clear), "clear");
+        to.add_run_as(argtype_defer_low, vok::method(zan_vok_mop_clear), "clear");
     if (!(flags & ZAN_VOK_MOP_NO_NOTIFY))
-        place.message(vok::method(zan_vok_mop_notify), "notify", argtype_cant);
+        to.add(vok::method(zan_vok_mop_notify), "notify", argtype_cant);
 }
 
-template <typename Place> void add_probing(const Place &place)
+void add_probing(const place &to)
 {
-    place.message(vok::method(zan_vok_mop_vok_matrix_startprobe), "vok_matrix_startprobe", argtype_cant);
-    place.message(vok::method(zan_vok_mop_vok_matrix_probevalue), "vok_matrix_probevalue", argtype_cant);
-    place.message(vok::method(zan_vok_mop_vok_matrix_endprobe), "vok_matrix_endprobe", argtype_cant);
+    to.add(vok::method(zan_vok_mop_vok_matrix_startprobe), "vok_matrix_startprobe", argtype_cant);
+    to.add(vok::method(zan_vok_mop_vok_matrix_probevalue), "vok_matrix_probevalue", argtype_cant);
+    to.add(vok::method(zan_vok_mop_vok_matrix_endprobe), "vok_matrix_endprobe", argtype_cant);
 }
 
-template <typename Place> void add_attributes(const Place &place, vok_mop *mop, long flags)
+void add_attributes(const place &to, vok_mop *mop, long flags)
 {
     using vok::method;
     if (!(flags & ZAN_VOK_MOP_NO_OUTPUTMODE))
-        add_attribute(place,
+        add_attribute(to,
                       {"outputmode", "char", 0, method(zan_vok_mop_getoutputmode_attr),
                        method(zan_vok_mop_outputmode), "enumindex",
                        "\"No Output\" Normal \"Pass Input\" \"Pass Output\""},
                       "outputmode", false);
     if (!(flags & ZAN_VOK_MOP_NO_ADAPT))
         add_attribute(
-            place,
-            {"adapt", "char", 0, method(zan_vok_mop_getadapt), method(zan_vok_mop_adapt), "onoff", nullptr},
+            to, {"adapt", "char", 0, method(zan_vok_mop_getadapt), method(zan_vok_mop_adapt), "onoff", nullptr},
             "adapt", true);
 
     const struct {
@@ -131,7 +118,7 @@ template <typename Place> void add_attributes(const Place &place, vok_mop *mop, 
             const bool whole = plain && r.without != ZAN_VOK_MOP_NO_NAME;
             char name[256];
             snprintf_zero(name, sizeof name, whole ? "%s%s" : "%s_%s", whole ? "" : io->ioname->name, r.row.name);
-            add_attribute(place, r.row, name, whole);
+            add_attribute(to, r.row, name, whole);
         }
     };
     for (long i = 2; i <= mop->inputcount; i++)
@@ -145,50 +132,50 @@ vok_mop *adornment_of(zan_class *vokclass)
     return vokclass ? static_cast<vok_mop *>(vok_class_adornment_get(vokclass, _vok_sym_vok_mop)) : nullptr;
 }
 
-template <typename Place> vok_err wrap(const Place &place, zan_class *vokclass, long flags)
+vok_err wrap(const place &to, zan_class *vokclass, long flags)
 {
     vok_mop *mop = adornment_of(vokclass);
     if (!mop)
         return VOK_ERR_EROR;
     const bool probe_only = flags == ZAN_VOK_MOP_PROBE_ONLY;
     if (!probe_only)
-        add_messages(place, mop, flags);
+        add_messages(to, flags);
     if (mop->outputcount != 0)
-        add_probing(place);
+        add_probing(to);
     if (!probe_only)
-        add_attributes(place, mop, flags);
+        add_attributes(to, mop, flags);
     return VOK_ERR_NONE;
 }
 
 vok_err set_mproc(zan_class *vokclass, zan_vok_mproc mproc)
 {
     vok_mop *mop = adornment_of(vokclass);
-    return mop ? vok::send(mop, _vok_sym_special, vok::method(mproc)) : VOK_ERR_EROR;
+    return mop ? vok::send(mop, _vok_sym_special, vok::method(mproc)) : long{VOK_ERR_EROR};
 }
 
 } // namespace
 
 vok_err zan_vok_classex_mop_wrap(zan_vok_classex *classex, zan_class *vokclass, long flags)
 {
-    return classex ? wrap(class_in_making{classex}, vokclass, flags) : VOK_ERR_EROR;
+    return classex ? wrap({{}, classex}, vokclass, flags) : long{VOK_ERR_EROR};
 }
 
 vok_err zan_vok_class_mop_wrap(zan_class *c, zan_class *vokclass, long flags)
 {
-    return c ? wrap(given_class{c}, vokclass, flags) : VOK_ERR_EROR;
+    return c ? wrap({vok::wrap_target::to_class(c)}, vokclass, flags) : long{VOK_ERR_EROR};
 }
 
 vok_err zan_vok_object_mop_wrap(void *x, void *o, long flags)
 {
-    return x && o ? wrap(one_box{x}, object_class(o), flags) : VOK_ERR_EROR;
+    return x && o ? wrap({vok::wrap_target::to_box(x)}, object_class(o), flags) : long{VOK_ERR_EROR};
 }
 
 vok_err zan_vok_classex_mop_mproc(zan_vok_classex *classex, zan_class *vokclass, zan_vok_mproc mproc)
 {
-    return classex && vokclass && mproc ? set_mproc(vokclass, mproc) : VOK_ERR_INVP;
+    return classex && vokclass && mproc ? set_mproc(vokclass, mproc) : long{VOK_ERR_INVP};
 }
 
 vok_err zan_vok_object_mop_mproc(void *x, void *o, zan_vok_mproc mproc)
 {
-    return x && o && mproc ? set_mproc(object_class(o), mproc) : VOK_ERR_INVP;
+    return x && o && mproc ? set_mproc(object_class(o), mproc) : long{VOK_ERR_INVP};
 }

@@ -13,6 +13,7 @@
 #include <vokra/kernel.h>
 #include <vokra/listener.h>
 #include <vokra/matrix.h>
+#include <vokra/matrix_wrapper.h>
 #include <vokra/memory.h>
 #include <vokra/mop.h>
 #include <vokra/numerics.h>
@@ -87,6 +88,7 @@ constexpr step steps[] = {
     {"attributes", vok_attr_init},
     {"vok_usurp", vok_zan_init},
     {"vok_matrix", vok_matrix_init},
+    {"vok_matrix_wrapper", vok_matrix_wrapper_init},
     {"vok_mop", vok_mop_init},
     {"vok_kernel", vok_kernel_init},
     {"thread pool", vok_parallel_utils_init},

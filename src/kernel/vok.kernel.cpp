@@ -8,6 +8,7 @@
 #include <vokra/commonsyms.h>
 #include <vokra/kernel.h>
 #include <vokra/mop.h>
+#include <vokra/mop_box.h>
 #include <vokra/parallel_ndim.h>
 #include <vokra/parallel_pool.h>
 
@@ -15,10 +16,8 @@
 #include "kernel/class_table.h"
 #include "kernel/message.h"
 
-// Of rooms that may not be part of this build.
+// Of a room that may not be part of this build.
 extern "C" __attribute__((weak)) vok_err vok_java_init(void);
-extern "C" __attribute__((weak)) void zan_vok_mop_vok_matrix_showprobe(void);
-extern "C" __attribute__((weak)) vok_err zan_vok_mop_vok_matrix_endprobe(void *x);
 
 namespace {
 
@@ -152,12 +151,6 @@ void sendproperty(void *x, symbol *name, symbol *receiver)
         typedmess(to, name, value.argc, value.argv);
 }
 
-void endprobe(void *x)
-{
-    if (zan_vok_mop_vok_matrix_endprobe)
-        zan_vok_mop_vok_matrix_endprobe(x);
-}
-
 constexpr vok::message messages[] = {
     {"about", vok::fn<ignored>},
     {"altivec", vok::fn<ignored_long>, {argtype_long}},
@@ -182,7 +175,7 @@ constexpr vok::message messages[] = {
     {"getglreadback", vok::fn<getglreadback>, {argtype_cant}},
     {"glstatus", vok::fn<glstatus>, {argtype_gimme}},
     {"sendproperty", vok::fn<sendproperty>, {argtype_sym, argtype_sym}},
-    {"endprobe", vok::fn<endprobe>},
+    {"endprobe", vok::fn<zan_vok_mop_vok_matrix_endprobe>},
     // functions that the host fetches by name and calls as they are
     {"exp_vok_object_getmethod", vok::fn<vok_object_getmethod>, {argtype_cant}},
     {"exp_vok_object_findregistered", vok::fn<vok_object_findregistered>, {argtype_cant}},
@@ -222,8 +215,7 @@ vok_err vok_kernel_init(void)
     for (const char *name : undocumented)
         vok::mark_method(kernel_class, name, "undocumented");
 
-    if (zan_vok_mop_vok_matrix_showprobe)
-        gensym("matrixprobe_show")->thing = reinterpret_cast<void *>(zan_vok_mop_vok_matrix_showprobe);
+    gensym("matrixprobe_show")->thing = reinterpret_cast<void *>(zan_vok_mop_vok_matrix_showprobe);
     if (void *kernel = vok_kernel_new()) {
         gensym("vok")->thing = kernel;
         const bool taken = _cfm_in_ub && ps_vokra->thing;
