@@ -136,5 +136,7 @@ std::span<const kind> timing_kinds();
 std::span<const kind> flow_kinds();
 std::span<const kind> value_kinds();
 std::span<const kind> message_kinds();
+std::span<const kind> picture_kinds();
+std::span<const kind> frame_kinds();
 
 } // namespace boxes

@@ -39,7 +39,8 @@ std::string script_of(std::span<const atom> atoms)
         const bool mark =
             s && (std::strchr(s->name, '$') || !std::strcmp(s->name, ",") || !std::strcmp(s->name, ";"));
         if (mark) {
-            text += s->name;
+            // a script with a receiver takes the word behind two semicolons for a name
+            text += std::strcmp(s->name, ";") ? s->name : ";;";
         } else {
             long size = 0;
             char *one = nullptr;

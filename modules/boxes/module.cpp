@@ -1,13 +1,17 @@
-// How the pack is met: its control boxes are made at once.
+// How the pack is met: its control boxes are made at once, the boxes of library classes
+// when a patch asks for them.
 #include "box.h"
+#include "library.h"
 
 namespace {
 
 long init()
 {
     for (const auto kinds :
-         {boxes::timing_kinds(), boxes::flow_kinds(), boxes::value_kinds(), boxes::message_kinds()})
+         {boxes::timing_kinds(), boxes::flow_kinds(), boxes::value_kinds(), boxes::message_kinds(),
+          boxes::picture_kinds(), boxes::frame_kinds()})
         boxes::add_kinds(kinds);
+    boxes::add_library_boxes();
     return zan_err_none;
 }
 

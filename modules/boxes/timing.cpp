@@ -73,6 +73,7 @@ struct metro : box {
         next = std::fmax(next + interval, now); // what couldn't be done in time is left out
         clock.start(next - now);                // first, so that what the bang leads to may stop it
         outlet_bang(out[0]);
+        zan_frame_done(x, zan_frame_beat);
     }
     static void set(box &b, const atom &a)
     {

@@ -1,0 +1,155 @@
+// Boxes of library classes: made from their dotted names, with the inlets, outlets,
+// attributes and replies of what is behind them.
+#include "box_tools.h"
+#include <cmath>
+#include <vokra/vokra.h>
+
+namespace {
+
+using namespace box_tools;
+
+// The cells of a matrix by its name, plane after plane of each cell, a row after the other.
+std::vector<double> cells_of(const std::string &name)
+{
+    std::vector<double> cells;
+    void *matrix = vok_object_findregistered(gensym(name.c_str()));
+    if (!matrix)
+        return cells;
+    vok_matrix_info info;
+    unsigned char *data = nullptr;
+    vok_object_method(matrix, gensym("getinfo"), &info);
+    vok_object_method(matrix, gensym("getdata"), &data);
+    const long rows = info.dimcount > 1 ? info.dim[1] : 1, columns = info.dim[0] * info.planecount;
+    for (long y = 0; y < rows; y++)
+        for (long i = 0; i < columns; i++) {
+            const unsigned char *row = data + y * info.dimstride[1];
+            cells.push_back(info.type == gensym("char") ? row[i] : double(reinterpret_cast<const float *>(row)[i]));
+        }
+    return cells;
+}
+
+// "N vok_matrix NAME" as the last thing heard: the name.
+std::string matrix_in(const std::string &heard)
+{
+    const size_t at = heard.rfind("vok_matrix ");
+    return at == heard.npos ? "" : heard.substr(at + 11);
+}
+
+TEST(LibraryBoxes, EveryOfferedNameIsABox)
+{
+    long count = 0;
+    symbol **names = nullptr;
+    ASSERT_EQ(zan_box_names(&count, &names), 0);
+    long dotted = 0;
+    for (long i = 0; i < count; i++) {
+        if (!strchr(names[i]->name, '.'))
+            continue;
+        dotted++;
+        patch p;
+        void *box = p.make(std::string(names[i]->name) + " ");
+        ASSERT_TRUE(box) << names[i]->name;
+        EXPECT_GE(outlet_count(box), 1) << names[i]->name;
+        p.send(box, "0 getattributes");
+        EXPECT_EQ(p.errors(), "") << names[i]->name;
+    }
+    sysmem_freeptr(names);
+    EXPECT_GT(dotted, 5);
+}
+
+TEST(LibraryBoxes, OtherSpellingsAndInnerPartsAreNone)
+{
+    for (const char *name : {"vok_op", "vok.nothing", "vok.matrix_wrapper", "vok.matrix.wrapper", "vok.mop.io", "op"})
+        EXPECT_EQ(zan_box_class(gensym(name)), nullptr) << name;
+}
+
+TEST(LibraryBoxes, AMatrixGoesThroughAnOperator)
+{
+    patch p;
+    void *matrix = p.make("vok.matrix boxes-in 1 char 2 2"), *op = p.make("vok.op @op +"),
+         *five = p.make("vok.matrix boxes-five 1 char 1 1");
+    ASSERT_EQ(zan_connect(matrix, 0, op, 0), 0);
+    ASSERT_EQ(zan_connect(five, 0, op, 1), 0);
+    p.listen(op);
+    p.send(five, "0 setall 5");
+    p.send(five, "0 bang");
+    EXPECT_EQ(p.heard(), "") << "the right inlet only takes in";
+    p.send(matrix, "0 setall 10");
+    p.send(matrix, "0 bang");
+    EXPECT_EQ(cells_of(matrix_in(p.heard())), std::vector<double>(4, 15));
+    p.send(op, "0 getop");
+    EXPECT_EQ(p.heard(), "1 op +") << "replies leave by dumpout";
+    EXPECT_EQ(p.errors(), "");
+}
+
+TEST(LibraryBoxes, TheMatrixBoxTakesACopyAndSendsItsOwn)
+{
+    patch p;
+    void *from = p.make("vok.matrix boxes-from 1 char 2 1"), *to = p.make("vok.matrix boxes-to"),
+         *fixed = p.make("vok.matrix boxes-fixed 1 float32 1 1");
+    p.listen(to);
+    p.listen(fixed, 10);
+    p.send(from, "0 setall 51");
+    p.send(to, "0 vok_matrix boxes-from");
+    EXPECT_EQ(p.heard(), "0 vok_matrix boxes-to");
+    EXPECT_EQ(cells_of("boxes-to"), std::vector<double>(2, 51));
+    p.send(fixed, "0 vok_matrix boxes-from");
+    p.heard();
+    EXPECT_EQ(cells_of("boxes-fixed").size(), 1u) << "a format among the arguments stays";
+    p.send(to, "0 getdim");
+    EXPECT_EQ(p.heard(), "1 dim 2 1");
+    p.send(to, "0 vok_matrix boxes-missing");
+    EXPECT_NE(p.errors().find("matrix unknown"), std::string::npos);
+    EXPECT_EQ(p.heard(), "");
+    p.send(to, "0 write /nowhere/at/all.vkf");
+    EXPECT_NE(p.heard().find("1 write"), std::string::npos);
+    EXPECT_NE(p.errors(), "");
+}
+
+TEST(LibraryBoxes, AVariableOperatorTakesItsNumberOfInputs)
+{
+    patch p;
+    void *expr = p.make("vok.expr 1 float32 2 1 @inputs 2 @expr in[0]*in[1]");
+    ASSERT_TRUE(expr);
+    EXPECT_EQ(outlet_count(expr), 2);
+    p.listen(expr);
+    void *a = p.make("vok.matrix boxes-a 1 float32 2 1"), *b = p.make("vok.matrix boxes-b 1 float32 2 1");
+    ASSERT_EQ(zan_connect(a, 0, expr, 0), 0);
+    ASSERT_EQ(zan_connect(b, 0, expr, 1), 0);
+    p.send(a, "0 setall 3");
+    p.send(b, "0 setall 4");
+    p.send(b, "0 bang");
+    EXPECT_EQ(p.heard(), "") << "the right inlet only takes in";
+    p.send(a, "0 bang");
+    EXPECT_EQ(cells_of(matrix_in(p.heard())), std::vector<double>(2, 12));
+    p.send(expr, "0 getin2_dim");
+    EXPECT_EQ(p.heard(), "1 dim 2 1");
+    EXPECT_NE(zan_connect(a, 0, expr, 2), 0);
+    p.send(expr, "0 inputs 3");
+    EXPECT_EQ(zan_connect(a, 0, expr, 2), 0);
+    p.send(expr, "0 getinputs");
+    EXPECT_EQ(p.heard(), "1 inputs 3");
+    EXPECT_EQ(p.errors(), "");
+}
+
+TEST(LibraryBoxes, AnExpressionCalculatesAtABang)
+{
+    patch p;
+    void *ramp = p.make("vok.expr 1 float32 3 1 @expr norm[0]");
+    p.listen(ramp);
+    p.send(ramp, "0 bang");
+    EXPECT_EQ(cells_of(matrix_in(p.heard())), (std::vector<double>{0, .5, 1}));
+    p.send(ramp, "0 outputmode 0");
+    p.send(ramp, "0 bang");
+    EXPECT_EQ(p.heard(), "");
+}
+
+TEST(LibraryBoxes, AFunctorAnswersFromDumpout)
+{
+    patch p;
+    void *box = p.make("vok.functor.transfer.step");
+    p.listen(box);
+    p.send(box, "0 eval 2.");
+    EXPECT_EQ(p.heard(), "0 eval 1.");
+}
+
+} // namespace
