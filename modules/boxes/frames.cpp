@@ -123,16 +123,14 @@ struct frames : box {
             for (unsigned char *p = data + y * info.dimstride[1], *end = p + 4 * info.dim[0]; p < end; p += 4)
                 for (int c = 0; c < 3; c++)
                     p[c] = static_cast<unsigned char>((p[c] * p[3] + 127) / 255);
-        zan_surface *surface = zgraphics_image_surface_create_for_data(data, with_alpha ? 0 : 1, info.dim[0],
-                                                                       info.dim[1], info.dimstride[1], nullptr,
-                                                                       nullptr);
+        zan_surface *surface = zgraphics_image_surface_create_for_data(
+            data, with_alpha ? 0 : 1, info.dim[0], info.dim[1], info.dimstride[1], nullptr, nullptr);
         if (!surface) {
             error("there is no memory for a picture of this size");
             return false;
         }
-        const long failed = to.what == format::png
-                                ? zgraphics_image_surface_writepng(surface, file.c_str(), 0, 0)
-                                : zgraphics_image_surface_writejpeg(surface, file.c_str(), 0);
+        const long failed = to.what == format::png ? zgraphics_image_surface_writepng(surface, file.c_str(), 0, 0)
+                                                   : zgraphics_image_surface_writejpeg(surface, file.c_str(), 0);
         zgraphics_surface_destroy(surface);
         return !failed; // else the host has said why
     }

@@ -209,9 +209,9 @@ template <vok_err (*resize)(void *, long)> vok_err set_count(void *x, void *, lo
 
 void add_count(zan_class *c, const char *name, zan_method get, zan_method set)
 {
-    zan_vok_class_addattr(
-        c, vok_object_new(gensym("vok_attr_offset"), name, gensym("long"),
-                          long(vok_attrflag_get_defer_low | vok_attrflag_set_usurp_low), get, set, long(0)));
+    zan_vok_class_addattr(c, vok_object_new(gensym("vok_attr_offset"), name, gensym("long"),
+                                            long(vok_attrflag_get_defer_low | vok_attrflag_set_usurp_low), get,
+                                            set, long(0)));
 }
 
 void add_operator(zan_class *c, zan_class *library, const vok_mop *adornment)

@@ -23,7 +23,8 @@ std::vector<double> cells_of(const std::string &name)
     for (long y = 0; y < rows; y++)
         for (long i = 0; i < columns; i++) {
             const unsigned char *row = data + y * info.dimstride[1];
-            cells.push_back(info.type == gensym("char") ? row[i] : double(reinterpret_cast<const float *>(row)[i]));
+            cells.push_back(info.type == gensym("char") ? row[i]
+                                                        : double(reinterpret_cast<const float *>(row)[i]));
         }
     return cells;
 }
@@ -58,7 +59,8 @@ TEST(LibraryBoxes, EveryOfferedNameIsABox)
 
 TEST(LibraryBoxes, OtherSpellingsAndInnerPartsAreNone)
 {
-    for (const char *name : {"vok_op", "vok.nothing", "vok.matrix_wrapper", "vok.matrix.wrapper", "vok.mop.io", "op"})
+    for (const char *name :
+         {"vok_op", "vok.nothing", "vok.matrix_wrapper", "vok.matrix.wrapper", "vok.mop.io", "op"})
         EXPECT_EQ(zan_box_class(gensym(name)), nullptr) << name;
 }
 
