@@ -12,6 +12,7 @@
 #include <vokra/functor_noise.h>
 #include <vokra/kernel.h>
 #include <vokra/listener.h>
+#include <vokra/la.h>
 #include <vokra/matrix.h>
 #include <vokra/matrix_copy.h>
 #include <vokra/matrix_file.h>

@@ -12,6 +12,7 @@
 #include <vokra/functor.h>
 #include <vokra/kernel.h>
 #include <vokra/listener.h>
+#include <vokra/la.h>
 #include <vokra/matrix.h>
 #include <vokra/matrix_wrapper.h>
 #include <vokra/memory.h>
@@ -91,6 +92,12 @@ constexpr step steps[] = {
     {"vok_matrix_wrapper", vok_matrix_wrapper_init},
     {"vok_mop", vok_mop_init},
     {"vok_kernel", vok_kernel_init},
+    {"vok_la_mult", vok_la_mult_init},
+    {"vok_la_uppertri", vok_la_uppertri_init},
+    {"vok_la_trace", vok_la_trace_init},
+    {"vok_la_diagproduct", vok_la_diagproduct_init},
+    {"vok_la_determinant", vok_la_determinant_init},
+    {"vok_la_inverse", vok_la_inverse_init},
     {"thread pool", vok_parallel_utils_init},
     {"vok_op", vok_op_init},
     {"vok_tree", vok_tree_init},
