@@ -40,7 +40,8 @@ void la(benchmark::State &state, const char *name, const char *type, long n, dou
     info.planecount = 1;
     info.dim[0] = info.dim[1] = n;
     const bool product = !std::string("vok_la_mult").compare(name);
-    const object_ptr holder(vok_object_new(gensym("vok_mop"), product ? 2L : 1L, 1L)), x(vok_object_new(gensym(name)));
+    const object_ptr holder(vok_object_new(gensym("vok_mop"), product ? 2L : 1L, 1L)),
+        x(vok_object_new(gensym(name)));
     auto *mop = static_cast<vok_mop *>(holder.get());
     object_ptr matrices[3];
     for (int i = 0; i < (product ? 3 : 2); i++) {

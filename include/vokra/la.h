@@ -104,7 +104,8 @@ VOKRA_EXPORT void vok_la_inverse_ident(vok_matrix_info *info, void *data);
 VOKRA_EXPORT void vok_la_uppertri_calculate_2d_real(vok_la_uppertri *x, vok_matrix_info *info, void *data);
 VOKRA_EXPORT void vok_la_uppertri_calculate_2d_complex(vok_la_uppertri *x, vok_matrix_info *info, void *data);
 VOKRA_EXPORT void vok_la_diagproduct_calculate_2d_real(vok_la_diagproduct *x, vok_matrix_info *info, void *data);
-VOKRA_EXPORT void vok_la_diagproduct_calculate_2d_complex(vok_la_diagproduct *x, vok_matrix_info *info, void *data);
+VOKRA_EXPORT void vok_la_diagproduct_calculate_2d_complex(vok_la_diagproduct *x, vok_matrix_info *info,
+                                                          void *data);
 VOKRA_EXPORT void vok_la_trace_calculate_2d_real(vok_la_trace *x, vok_matrix_info *info, void *data);
 VOKRA_EXPORT void vok_la_trace_calculate_2d_complex(vok_la_trace *x, vok_matrix_info *info, void *data);
 

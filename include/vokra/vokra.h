@@ -11,8 +11,8 @@
 #include <vokra/functor_evaluate.h>
 #include <vokra/functor_noise.h>
 #include <vokra/kernel.h>
-#include <vokra/listener.h>
 #include <vokra/la.h>
+#include <vokra/listener.h>
 #include <vokra/matrix.h>
 #include <vokra/matrix_copy.h>
 #include <vokra/matrix_file.h>

@@ -66,7 +66,8 @@ vok_err calc(Record *x, void *inputs, bool square, double start, void (*real)(Re
     return VOK_ERR_NONE;
 }
 
-template <typename Record> zan_class *add(const char *name, vok::function make, vok::function free, vok::function calc_fn)
+template <typename Record>
+zan_class *add(const char *name, vok::function make, vok::function free, vok::function calc_fn)
 {
     const vok::message messages[] = {{"matrix_calc", calc_fn, {argtype_cant}}};
     constexpr vok::attribute attributes[] = {result(offsetof(Record, result), offsetof(Record, resultcount))};
@@ -96,7 +97,8 @@ void vok_la_trace_calculate_2d_complex(vok_la_trace *x, vok_matrix_info *info, v
 
 vok_err vok_la_diagproduct_matrix_calc(vok_la_diagproduct *x, void *inputs)
 {
-    return calc(x, inputs, false, 1, vok_la_diagproduct_calculate_2d_real, vok_la_diagproduct_calculate_2d_complex);
+    return calc(x, inputs, false, 1, vok_la_diagproduct_calculate_2d_real,
+                vok_la_diagproduct_calculate_2d_complex);
 }
 vok_err vok_la_trace_matrix_calc(vok_la_trace *x, void *inputs)
 {

@@ -76,14 +76,16 @@ long backward(const view<T, planes> &work, const view<T, planes> &out, double th
 template <int planes>
 long normupper(double thresh, vok_matrix_info *work_info, void *work, vok_matrix_info *out_info, void *out)
 {
-    return by_type(work_info,
-                   [&]<typename T>() { return forward<T, planes>({work_info, work}, {out_info, out}, thresh); });
+    return by_type(work_info, [&]<typename T>() {
+        return forward<T, planes>({work_info, work}, {out_info, out}, thresh);
+    });
 }
 template <int planes>
 long backsub(double thresh, vok_matrix_info *work_info, void *work, vok_matrix_info *out_info, void *out)
 {
-    return by_type(work_info,
-                   [&]<typename T>() { return backward<T, planes>({work_info, work}, {out_info, out}, thresh); });
+    return by_type(work_info, [&]<typename T>() {
+        return backward<T, planes>({work_info, work}, {out_info, out}, thresh);
+    });
 }
 
 } // namespace
@@ -165,9 +167,9 @@ vok_err vok_la_inverse_init(void)
 {
     constexpr vok::message messages[] = {{"matrix_calc", vok::fn<vok_la_inverse_matrix_calc>, {argtype_cant}}};
     constexpr vok::attribute attributes[] = {thresh(offsetof(vok_la_inverse, thresh))};
-    inverse_class = vok::add_class({"vok_la_inverse", vok::fn<vok_la_inverse_new>, vok::fn<vok_la_inverse_free>,
-                                    sizeof(vok_la_inverse)},
-                                   messages, attributes);
+    inverse_class = vok::add_class(
+        {"vok_la_inverse", vok::fn<vok_la_inverse_new>, vok::fn<vok_la_inverse_free>, sizeof(vok_la_inverse)},
+        messages, attributes);
     auto *mop = static_cast<vok_mop *>(vok_object_new(_vok_sym_vok_mop, 1L, 1L));
     allow_floats(static_cast<vok_mop_io *>(vok_mop_getoutput(mop, 1)));
     vok_class_addadornment(inverse_class, mop);

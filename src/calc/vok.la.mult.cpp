@@ -72,7 +72,8 @@ vok_err multiply(const view<T, planes> &a, const view<T, planes> &b, const view<
 }
 
 template <int planes>
-vok_err calculate(vok_matrix_info *a_info, void *a, vok_matrix_info *b_info, void *b, vok_matrix_info *c_info, void *c)
+vok_err calculate(vok_matrix_info *a_info, void *a, vok_matrix_info *b_info, void *b, vok_matrix_info *c_info,
+                  void *c)
 {
     return by_type(a_info, [&]<typename T>() {
         return multiply<T, planes>({a_info, a}, {b_info, b}, {c_info, c});

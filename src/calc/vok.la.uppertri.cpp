@@ -94,9 +94,9 @@ vok_err vok_la_uppertri_init(void)
          .offset = offsetof(vok_la_uppertri, swapcount),
          .label = "Swapcount"},
     };
-    uppertri_class = vok::add_class({"vok_la_uppertri", vok::fn<vok_la_uppertri_new>,
-                                     vok::fn<vok_la_uppertri_free>, sizeof(vok_la_uppertri)},
-                                    messages, attributes);
+    uppertri_class = vok::add_class(
+        {"vok_la_uppertri", vok::fn<vok_la_uppertri_new>, vok::fn<vok_la_uppertri_free>, sizeof(vok_la_uppertri)},
+        messages, attributes);
     auto *mop = static_cast<vok_mop *>(vok_object_new(_vok_sym_vok_mop, 1L, 1L));
     allow_floats(static_cast<vok_mop_io *>(vok_mop_getoutput(mop, 1)));
     vok_class_addadornment(uppertri_class, mop);

@@ -11,8 +11,8 @@
 #include <vokra/expr.h>
 #include <vokra/functor.h>
 #include <vokra/kernel.h>
-#include <vokra/listener.h>
 #include <vokra/la.h>
+#include <vokra/listener.h>
 #include <vokra/matrix.h>
 #include <vokra/matrix_wrapper.h>
 #include <vokra/memory.h>

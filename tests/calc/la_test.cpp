@@ -176,7 +176,7 @@ TEST_F(La, a_matrix_times_its_inverse_is_the_identity)
 TEST_F(La, small_matrices_with_known_answers)
 {
     const struct {
-        std::vector<double> cells; // of a square
+        std::vector<double> cells;   // of a square
         std::vector<double> inverse; // empty: singular
         double determinant, trace, product;
     } rows[] = {
@@ -242,8 +242,8 @@ TEST_F(La, a_determinant_is_the_sum_over_permutations)
 TEST_F(La, what_does_not_fit_is_refused)
 {
     const format f = formats[0];
-    const grid tall(f, 3, 2), wide(f, 2, 4), square(f, 2, 2), other({"float64", 1}, 2, 2), bytes({"char", 1}, 2, 2),
-        three({"float32", 3}, 2, 2), complex(formats[1], 2, 2), small(f, 1, 1);
+    const grid tall(f, 3, 2), wide(f, 2, 4), square(f, 2, 2), other({"float64", 1}, 2, 2),
+        bytes({"char", 1}, 2, 2), three({"float32", 3}, 2, 2), complex(formats[1], 2, 2), small(f, 1, 1);
     const struct {
         const char *name;
         std::vector<const grid *> in;
