@@ -12,7 +12,8 @@
 
 namespace {
 
-int run(CLI::App &app, int argc, char **argv)
+// `code` is what the verb ended with, 0 when it doesn't say.
+int run(CLI::App &app, const int &code, int argc, char **argv)
 {
     try {
         std::vector<std::string> verbs;
@@ -35,6 +36,8 @@ int run(CLI::App &app, int argc, char **argv)
         std::fprintf(stderr, "vokra: %s\n", e.what());
         return program::failed_running;
     }
+    if (code != program::done)
+        return code;
     return program::error_count() ? program::work_reported_errors : program::done;
 }
 
@@ -53,12 +56,14 @@ int main(int argc, char **argv)
         "vokra");
     app.set_version_flag("--version", VOKRA_VERSION);
     app.require_subcommand(1);
+    int ended = program::done;
+    program::add_patch_verbs(app, ended);
     program::add_convert(app);
     program::add_info(app);
     program::add_op(app);
     program::add_classes(app);
     program::add_help(app);
-    const int code = run(app, argc, argv);
+    const int code = run(app, ended, argc, argv);
     zan_stop();
     return code;
 }

@@ -9,5 +9,7 @@ void add_info(CLI::App &app);
 void add_op(CLI::App &app);
 void add_classes(CLI::App &app);
 void add_help(CLI::App &app);
+// check, fmt, graph, paths. `code` becomes what the verb ended with.
+void add_patch_verbs(CLI::App &app, int &code);
 
 } // namespace program

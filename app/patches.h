@@ -1,0 +1,41 @@
+// What the verbs that take a patch share: reading it, its arguments and folders from the
+// command line, and what its findings say.
+#pragma once
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <zan/patch.h>
+
+#include "program.h"
+
+namespace program {
+
+class patch {
+  public:
+    explicit patch(const std::string &name); // "-" is standard input
+    ~patch() { zan_patch_free(p_); }
+    patch(const patch &) = delete;
+    patch &operator=(const patch &) = delete;
+    zan_patch *get() const { return p_; }
+
+    std::vector<zan_finding> findings() const;
+    // The exit code that its findings ask for; a file comes ahead of a class.
+    exit_code verdict() const;
+    std::vector<std::string> box_names() const;
+
+  private:
+    zan_patch *p_;
+};
+
+// "FILE:LINE: BOX (CLASS): text", as a finding or a report is told.
+std::string told(const zan_place *place, const std::string &text);
+// A word of the command line as a number or symbol.
+atom atom_of(const std::string &word);
+std::vector<atom> atoms_of(const std::vector<std::string> &words);
+// The option --path of a verb: folders that are searched in their order.
+void add_path_option(CLI::App *verb);
+// How many folders --path has given so far.
+long path_count();
+
+} // namespace program
