@@ -77,10 +77,11 @@ void take_messages_out(std::vector<atom> &argv, zan_class *c)
 
 std::string counted(const char *what, long index, long count)
 {
-    const std::string text = "there is no " + std::string(what) + " " + std::to_string(index) + ": ";
-    return text + (count == 0   ? "it has none"
-                   : count == 1 ? "it has one, number 0"
-                                : "they are 0 to " + std::to_string(count - 1));
+    const std::string which = count == 0 ? std::string("it has none")
+                              : count == 1
+                                  ? "it has one, number 0"
+                                  : "its " + std::string(what) + "s are 0 to " + std::to_string(count - 1);
+    return "there is no " + std::string(what) + " " + std::to_string(index) + ": " + which;
 }
 
 class builder {
