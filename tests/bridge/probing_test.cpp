@@ -1,0 +1,176 @@
+// Probing: which boxes can be shown, and what of them reaches the receiver.
+#include <chrono>
+#include <thread>
+
+#include "bridge/mop_box_tools.h"
+
+namespace {
+
+// The receiver of a helper patch, bound to its name while it lives.
+struct receiver {
+    struct box {
+        object ob;
+        std::vector<std::string> *heard;
+    };
+    receiver()
+    {
+        static zan_class *const c = [] {
+            zan_class *made = class_new("test_receiver", nullptr, nullptr, sizeof(box), nullptr, 0);
+            const auto hear = [](box *b, symbol *s, long argc, atom *argv) {
+                b->heard->push_back(text_of(s, argc, argv));
+            };
+            class_addmethod(made, erase(hear), "anything", argtype_gimme, 0);
+            return made;
+        }();
+        x = static_cast<box *>(object_alloc(c));
+        x->heard = &heard;
+        gensym("__vok_matrix_probe_receive")->thing = x;
+    }
+    ~receiver()
+    {
+        gensym("__vok_matrix_probe_receive")->thing = nullptr;
+        object_free(x);
+    }
+    // What comes of one round of the probe.
+    std::vector<std::string> once()
+    {
+        heard.clear();
+        zan_vok_mop_vok_matrix_probe_qfn(nullptr);
+        return heard;
+    }
+    box *x;
+    std::vector<std::string> heard;
+};
+
+// An object that tells what is shown of it: the answer to getoutputmess is taken from
+// here. Without an answer its class has no such message.
+struct teller {
+    object ob;
+    symbol *name;
+};
+
+void *told;
+
+void *make_teller(const char *classname, bool tells)
+{
+    zan_class *c = class_new(classname, nullptr, nullptr, sizeof(teller), nullptr, 0);
+    class_addattr(c, vok_attr_offset_new("name", _vok_sym_symbol, 0, nullptr, nullptr, offsetof(teller, name)));
+    if (tells)
+        class_addmethod(c, erase([](void *) { return told; }), "getoutputmess", argtype_cant, 0);
+    auto *x = static_cast<teller *>(object_alloc(c));
+    x->name = gensym("test_told");
+    return x;
+}
+
+void *start(void *x)
+{
+    return zan_vok_mop_vok_matrix_startprobe(x);
+}
+
+class Probing : public Library {
+  protected:
+    static void SetUpTestSuite()
+    {
+        Library::SetUpTestSuite();
+        op = new_box_class("vok.test.probed", "vok_op");
+    }
+    void TearDown() override { zan_vok_mop_vok_matrix_endprobe(nullptr); }
+    static zan_class *op;
+};
+
+zan_class *Probing::op;
+
+TEST_F(Probing, OneBoxAtATime)
+{
+    const boxed a(new_box(op, "vok_op")), b(new_box(op, "vok_op"));
+    const boxed plain(make_teller("test.unprobed", false));
+    EXPECT_EQ(start(a), a);
+    EXPECT_EQ(start(a), nullptr);
+    EXPECT_EQ(g_vok_matrix_probe_obj, a);
+    EXPECT_EQ(start(b), b);
+    EXPECT_EQ(start(plain), nullptr);
+    EXPECT_EQ(g_vok_matrix_probe_obj, nullptr); // b's has ended all the same
+    EXPECT_EQ(start(nullptr), nullptr);
+}
+
+TEST_F(Probing, ShowsTheMatrixOfTheOutlet)
+{
+    receiver r;
+    {
+        const boxed b(new_box(op, "vok_op", "@out_name test_shown"));
+        vok_object_method(b, gensym("vok_matrix_startprobe"), 0L, 0L, 0L, 0L, 0L, 0L, 0L, 0L);
+        vok_object_method(b, gensym("vok_matrix_probevalue"), 0L, 0L, 0L, 0L, 0L, 0L, 0L, 0L);
+        // the clock is the scheduler's, the message the main thread's
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (r.heard.size() < 2 && std::chrono::steady_clock::now() < end) {
+            zan_service();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        ASSERT_GE(r.heard.size(), 2u);
+        EXPECT_EQ(r.heard[1], "vok_matrix test_shown");
+        zan_vok_mop_vok_matrix_probevalue(b, nullptr, 1);
+        EXPECT_EQ(r.once(), heard{}); // it has one outlet
+    }
+    EXPECT_EQ(g_vok_matrix_probe_obj, nullptr); // gone with its box
+    EXPECT_EQ(r.once(), heard{});
+}
+
+TEST_F(Probing, WithoutAReceiverNothingIsSent)
+{
+    const boxed b(new_box(op, "vok_op"));
+    start(b);
+    zan_vok_mop_vok_matrix_probe_qfn(nullptr);
+    EXPECT_EQ(g_vok_matrix_probe_obj, b);
+}
+
+TEST_F(Probing, OtherBoxesSayWhatTheyShow)
+{
+    receiver r;
+    const boxed matrix(make_teller("vok.matrix", false)), tells(make_teller("test.tells", true));
+    EXPECT_EQ(start(matrix), matrix);
+    EXPECT_EQ(r.once(), heard{"vok_matrix test_told"});
+    EXPECT_EQ(start(tells), tells);
+    atom answer[2];
+    atom_setsym(answer, gensym("shown"));
+    atom_setlong(answer + 1, 7);
+    told = object_new_imp(_vok_sym_nobox, _vok_sym_atomarray, 2, as_word(answer), 0, 0, 0, 0, 0, 0);
+    EXPECT_EQ(r.once(), heard{"shown 7"});
+    told = nullptr;
+    EXPECT_EQ(r.once(), heard{});
+}
+
+// A library object that draws into textures, and the box round it.
+struct drawing {
+    object ob;
+    symbol *drawto;
+    symbol *out_name[4];
+    long out_count;
+};
+
+TEST_F(Probing, DrawingBoxesShowTheirTextures)
+{
+    quick_class made("vok_test_drawing", sizeof(drawing));
+    made.value("drawto", "symbol", offsetof(drawing, drawto));
+    made.array("out_name", "symbol", offsetof(drawing, out_name), 4, offsetof(drawing, out_count));
+    vok_class_register(made.c);
+    zan_class *c = class_new("test.drawing", nullptr, erase(free_test_box), sizeof(test_box), nullptr, 0);
+    zan_vok_class_obex_setup(c, offsetof(test_box, obex));
+    zan_vok_class_wrap_standard(c, made.c, 0);
+    zan_vok_mop_setup_probing(c);
+    const boxed b(zan_vok_obex_new(c, gensym("vok_test_drawing")));
+    auto *o = static_cast<drawing *>(vok_object_new_imp(gensym("vok_test_drawing"), 0, 0, 0, 0, 0, 0, 0, 0));
+    zan_vok_obex_vokob_set(b, o);
+    o->out_name[0] = gensym("tex_a");
+    o->out_name[1] = gensym("tex_b");
+    o->out_count = 2;
+    receiver r;
+    EXPECT_EQ(send_words(b, "vok_gl_texture_startprobe"), as_word(static_cast<void *>(b)));
+    for (const auto &[outlet, name] : {std::pair{0L, "tex_a"}, {1L, "tex_b"}, {5L, "tex_a"}}) {
+        zan_vok_mop_vok_matrix_probevalue(b, nullptr, outlet);
+        EXPECT_EQ(r.once(), heard{std::string("vok_gl_texture ") + name});
+    }
+    send_words(b, "vok_gl_texture_endprobe");
+    EXPECT_EQ(g_vok_matrix_probe_obj, nullptr);
+}
+
+} // namespace

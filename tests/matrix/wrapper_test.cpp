@@ -1,0 +1,291 @@
+// The matrix wrapper: names, what it passes on, and files, as a script drives it.
+#include <filesystem>
+
+#include <vokra/attributes.h>
+#include <vokra/matrix_copy.h>
+#include <vokra/matrix_file.h>
+#include <vokra/matrix_wrapper.h>
+#include <zan/host.h>
+
+#include "matrix/matrix_tools.h"
+#include "scratch.h"
+
+namespace {
+
+class wrapper {
+  public:
+    explicit wrapper(const std::string &arguments = "")
+    {
+        std::vector<atom> list = atoms(arguments);
+        x_ = static_cast<vok_matrix_wrapper *>(
+            object_new_typed(ps_vokra, gensym("vok_matrix_wrapper"), static_cast<long>(list.size()), list.data()));
+    }
+    ~wrapper() { object_free(x_); }
+    wrapper(const wrapper &) = delete;
+    wrapper &operator=(const wrapper &) = delete;
+    vok_matrix_wrapper *operator->() const { return x_; }
+    operator vok_matrix_wrapper *() const { return x_; }
+    vok_matrix *matrix() const { return static_cast<vok_matrix *>(x_->matrix); }
+    // A message with atoms; the answer as text: "-" for none.
+    std::string ask(const char *selector, std::vector<atom> list) const
+    {
+        atom answer{};
+        object_method_typed(x_, gensym(selector), static_cast<long>(list.size()), list.data(), &answer);
+        if (answer.type == argtype_nothing)
+            return "-";
+        long argc = 1;
+        atom *argv = &answer;
+        void *object = atom_getobj(&answer);
+        if (object)
+            atomarray_getatoms(object, &argc, &argv);
+        char text[ZAN_NAME_SIZE];
+        atoms_totext(argc, argv, text, sizeof text);
+        object_free(object);
+        return text;
+    }
+    std::string ask(const char *selector, const std::string &arguments = "") const
+    {
+        return ask(selector, atoms(arguments));
+    }
+
+  private:
+    vok_matrix_wrapper *x_;
+};
+
+std::string format_of(const wrapper &w)
+{
+    const vok_matrix_info &info = w.matrix()->info;
+    std::string text = std::string(info.type->name) + " " + std::to_string(info.planecount);
+    for (long i = 0; i < info.dimcount; i++)
+        text += " " + std::to_string(info.dim[i]);
+    return text;
+}
+
+class Wrapper : public Library {
+  protected:
+    scratch_folder folder;
+    report_catcher reports;
+};
+
+TEST_F(Wrapper, SharesTheMatrixOfItsName)
+{
+    const wrapper first("test_wrapped"), other("test_wrapped");
+    EXPECT_EQ(first.matrix(), other.matrix());
+    EXPECT_EQ(first->adapt, 1);
+    const wrapper formed("test_wrapped 1 float32 5 4");
+    EXPECT_EQ(formed->adapt, 0);
+    EXPECT_EQ(format_of(first), "float32 1 5 4"); // a format reaches an older matrix
+    const wrapper nameless("2 long 3");
+    EXPECT_EQ(format_of(nameless), "long 2 3");
+    EXPECT_EQ(vok_object_findregistered(nameless->name), nameless.matrix());
+    EXPECT_EQ(nameless->conv.planemap[31], 31);
+
+    other.ask("name", "test_renamed");
+    EXPECT_EQ(vok_object_findregistered(gensym("test_renamed")), other.matrix());
+    other.ask("name", "");
+    EXPECT_NE(other->name, gensym("test_renamed"));
+    EXPECT_EQ(object_attr_getsym(other, _vok_sym_name), other->name);
+    EXPECT_EQ(send_words(other, "getmatrix"), as_word(other.matrix()));
+}
+
+TEST_F(Wrapper, CantTakeTheNameOfSomethingElse)
+{
+    void *list = vok_object_new_imp(_vok_sym_vok_linklist, 0, 0, 0, 0, 0, 0, 0, 0);
+    vok_object_register(list, gensym("test_a_list"));
+    const long matrices = zan_object_count(_vok_sym_vok_matrix);
+    EXPECT_EQ(static_cast<vok_matrix_wrapper *>(wrapper("test_a_list")), nullptr);
+    EXPECT_EQ(reports.take(zan_report_post),
+              std::vector<std::string>{"error could not create vok.matrix test_a_list"});
+    EXPECT_EQ(zan_object_count(_vok_sym_vok_matrix), matrices);
+    vok_object_free(list);
+}
+
+TEST_F(Wrapper, StandsEmptyWhenItsMatrixIsFreed)
+{
+    const wrapper w("test_emptied");
+    vok_object_free(w.matrix());
+    EXPECT_EQ(reports.one_error(), "vok_matrix_wrapper: freeing referenced matrix test_emptied");
+    EXPECT_EQ(w.matrix(), nullptr);
+    EXPECT_EQ(w->name, _vok_sym_nothing);
+    EXPECT_EQ(w.ask("clear"), "-");
+    EXPECT_EQ(w.ask("add", "1"), "-");
+    EXPECT_EQ(w.ask("exportimage", "x png"), "<none> 0");
+    EXPECT_EQ(w.ask("importmovie", "x"), "<none> 0");
+    EXPECT_EQ(w.ask("write", folder / "x.vkf"), folder / "x.vkf -1");
+    EXPECT_EQ(reports.one_error(), "vok.matrix: error writing file");
+}
+
+TEST_F(Wrapper, PassesMessagesAndAttributesOn)
+{
+    const wrapper w("test_passing 1 char 4"), other("test_passing_other 1 char 4");
+    w.ask("setall", "10");
+    w.ask("setcell", "2 val 30");
+    EXPECT_EQ(w.ask("getcell", "2"), "30");
+    EXPECT_EQ(w.ask("getplanecount"), "1");
+    EXPECT_EQ(w.ask("getsize"), "16");
+    w.ask("dim", "3 2");
+    EXPECT_EQ(format_of(w), "char 1 3 2");
+    EXPECT_EQ(w.ask("getdim"), "3 2");
+    EXPECT_NE(object_attr_setvalueof(w, gensym("size"), 0, nullptr), 0); // users can't
+    w.ask("setinfo", "1 char 4");
+
+    other.ask("setall", "5");
+    w.ask("setall", "10");
+    atom object;
+    atom_setobj(&object, other);
+    w.ask("mult", {object});               // a wrapper stands for its matrix
+    EXPECT_EQ(cell(w.matrix(), "1"), "0"); // 10 * 5 / 255
+    w.ask("setall", "10");
+    w.ask("add", "7");
+    EXPECT_EQ(cell(w.matrix(), "1"), "17");
+    w.ask("op", "sub 2");
+    EXPECT_EQ(cell(w.matrix(), "1"), "15");
+    for (const char *absent : {"assist", "preset", "getdata", "frommatrix_trunc", "getflags"})
+        EXPECT_EQ(class_mess(object_class(w), gensym(absent)), nullptr) << absent;
+    std::vector<atom> many(300, object);
+    w.ask("add", many); // no more than fit are passed on
+    reports.take();
+}
+
+TEST_F(Wrapper, CopiesFromWrappersAndNames)
+{
+    const wrapper source("test_source 1 char 4");
+    for (const char *cell : {"0 val 10", "1 val 20", "2 val 30", "3 val 40"})
+        source.ask("setcell", cell);
+    const wrapper adapting("test_adapting"), fixed("test_fixed 1 char 2");
+    atom object;
+    atom_setobj(&object, source);
+    adapting.ask("frommatrix", {object});
+    EXPECT_EQ(format_of(adapting), "char 1 4");
+    EXPECT_EQ(cell(adapting.matrix(), "3"), "40");
+    fixed.ask("frommatrix", "test_source");
+    EXPECT_EQ(format_of(fixed), "char 1 2");
+    EXPECT_EQ(cell(fixed.matrix(), "1"), "30");
+    fixed.ask("usesrcdim", "1");
+    fixed.ask("srcdimstart", "2");
+    fixed.ask("srcdimend", "3");
+    fixed.ask("frommatrix", "test_source");
+    EXPECT_EQ(cell(fixed.matrix(), "0"), "30");
+    EXPECT_EQ(cell(fixed.matrix(), "1"), "40");
+    fixed.ask("frommatrix", "test_no_such_matrix");
+    fixed.ask("frommatrix");
+    EXPECT_EQ(cell(fixed.matrix(), "1"), "40");
+    EXPECT_EQ(reports.take().size(), 0u);
+}
+
+TEST_F(Wrapper, WritesAndReadsFiles)
+{
+    const wrapper w("test_file 1 long 3"), back("test_file_back");
+    const std::string name = folder / "a matrix.vkf";
+    atom file;
+    atom_setsym(&file, gensym(name.c_str()));
+    w.ask("setall", "-70000");
+    EXPECT_EQ(w.ask("write", {file}), "\"" + name + "\" 1");
+    EXPECT_EQ(static_cast<long>(std::filesystem::file_size(name)), vok_bin_matrix_filesize(&w.matrix()->info));
+    EXPECT_EQ(back.ask("read", {file}), "\"" + name + "\" 1");
+    EXPECT_EQ(format_of(back), "long 1 3");
+    EXPECT_EQ(cell(back.matrix(), "2"), "-70000");
+
+    const std::string other = folder.make("other.vkf", "GIF89a and so on, which is no matrix");
+    EXPECT_EQ(back.ask("read", other), other + " -1");
+    EXPECT_EQ(reports.one_error(), "vok.matrix: improper file format other.vkf");
+    EXPECT_EQ(back.ask("read", "test_no_such_file.vkf"), "test_no_such_file.vkf -1");
+    EXPECT_EQ(reports.one_error(), "vok.matrix: can't find file test_no_such_file.vkf");
+    EXPECT_EQ(back.ask("write", folder / "none/x.vkf"), folder / "none/x.vkf -1");
+    EXPECT_EQ(reports.one_error(), "vok.matrix: could not create file " + folder / "none/x.vkf");
+    EXPECT_EQ(cell(back.matrix(), "2"), "-70000");
+}
+
+TEST_F(Wrapper, AsksForFilesThatAreNotNamed)
+{
+    const wrapper w("test_dialog 1 long 3");
+    for (const char *asks : {"read", "write"})
+        EXPECT_EQ(w.ask(asks), "<none> 0") << "cancelled";
+    zan_set_dialog_answer(folder.name().c_str()); // a folder: the name that was proposed, in it
+    EXPECT_EQ(w.ask("write"), "matrix.vkf 1");
+    zan_set_dialog_answer((folder / "matrix.vkf").c_str());
+    EXPECT_EQ(w.ask("read"), "matrix.vkf 1");
+    zan_set_dialog_answer(nullptr);
+}
+
+TEST_F(Wrapper, WritesPictures)
+{
+    const wrapper w("test_picture 4 char 8 8");
+    const std::string name = folder / "picture";
+    EXPECT_EQ(w.ask("exportimage", name + " png"), "picture.png 1");
+    EXPECT_EQ(bytes_of(name + ".png").substr(1, 3), "PNG");
+    EXPECT_EQ(w.ask("exportimage"), "<none> 0") << "cancelled";
+}
+
+// ---- movies: engines that play a grey picture and take one down ----
+
+struct movie {
+    object ob;
+    double rate, time;
+    zan_word dim[2], movie_dim[2];
+};
+
+std::string movie_log;
+
+movie *movie_new(zan_word width, zan_word height)
+{
+    auto *m = static_cast<movie *>(vok_object_alloc(vok_class_findbyname(gensym("vok_qt_movie"))));
+    *(m->movie_dim) = 6;
+    m->movie_dim[1] = 2;
+    m->rate = 1;
+    movie_log = "new " + std::to_string(width) + "x" + std::to_string(height) + ";";
+    return m;
+}
+
+zan_word movie_file(void *, symbol *s, long argc, atom *argv, atom *rv)
+{
+    atom list[2];
+    atom_setsym(list, argc ? atom_getsym(argv) : gensym("asked"));
+    atom_setlong(list + 1, argc > 0);
+    movie_log += std::string(s->name) + ";";
+    atom_setobj(rv, object_new_imp(_vok_sym_nobox, _vok_sym_atomarray, 2, as_word(list), 0, 0, 0, 0, 0, 0));
+    return 0;
+}
+
+zan_word movie_calc(movie *m, void *inputs, void *outputs)
+{
+    movie_log += "calc rate " + std::to_string(long(m->rate)) + " time " + std::to_string(long(m->time)) +
+                 (outputs  ? " out"
+                  : inputs ? " in"
+                           : "") +
+                 ";";
+    return 0;
+}
+
+TEST_F(Wrapper, MoviesComeAndGoThroughTheEngines)
+{
+    for (const char *name : {"vok_qt_movie", "vok_qt_record"}) {
+        if (vok_class_findbyname(gensym(name)))
+            GTEST_SKIP() << "there are engines";
+        zan_class *c =
+            vok_class_new(name, reinterpret_cast<zan_method>(movie_new), nullptr, sizeof(movie), argtype_cant, 0);
+        for (const auto &[attr, offset] :
+             {std::pair{"rate", offsetof(movie, rate)}, {"time", offsetof(movie, time)}})
+            vok_class_addattr(c, vok_attr_offset_new(attr, _vok_sym_float64, 0, nullptr, nullptr, long(offset)));
+        for (const auto &[attr, offset] :
+             {std::pair{"dim", offsetof(movie, dim)}, {"movie_dim", offsetof(movie, movie_dim)}})
+            vok_class_addattr(
+                c, vok_attr_offset_array_new(attr, _vok_sym_long, 2, 0, nullptr, nullptr, 0, long(offset)));
+        for (const char *file : {"read", "write", "stop"})
+            vok_class_addmethod(c, reinterpret_cast<zan_method>(movie_file), file, argtype_gimmeback, 0);
+        vok_class_addmethod(c, reinterpret_cast<zan_method>(movie_calc), "matrix_calc", argtype_cant, 0);
+        vok_class_register(c);
+    }
+    const wrapper adapting("test_movie"), fixed("test_movie_fixed 1 float32 3 3");
+    EXPECT_EQ(adapting.ask("importmovie", "clip.mov 40"), "clip.mov 1");
+    EXPECT_EQ(movie_log, "new 1x1;read;calc rate 0 time 40 out;");
+    EXPECT_EQ(format_of(adapting), "char 4 6 2");
+    EXPECT_EQ(fixed.ask("importmovie", "clip.mov"), "clip.mov 1");
+    EXPECT_EQ(format_of(fixed), "float32 1 3 3");
+    EXPECT_EQ(fixed.ask("importmovie"), "asked 0");
+    EXPECT_EQ(movie_log, "new 3x3;read;");
+    EXPECT_EQ(fixed.ask("exportmovie", "made.mov"), "made.mov 1");
+    EXPECT_EQ(movie_log, "new 3x3;write;calc rate 1 time 0 in;stop;");
+}
+
+} // namespace
