@@ -15,19 +15,19 @@
 #include <vokra/matrix.h>
 #include <vokra/op.h>
 
+#include "calc/vok.expr.fused.h"
 #include "calc/vok.expr.variables.h"
 #include "kernel/message.h"
 #include "matrix/matrix_lock.h"
 
 using namespace vok::expr;
 
-namespace {
-
-// Whether a matrix has the type and dimensions that are asked for.
-bool same_shape(const vok_matrix_info &a, const vok_matrix_info &b)
+bool vok::expr::same_shape(const vok_matrix_info &a, const vok_matrix_info &b)
 {
     return a.type == b.type && a.dimcount == b.dimcount && std::equal(a.dim, a.dim + a.dimcount, b.dim);
 }
+
+namespace {
 
 // Makes the matrix of a token ready, and tells what of it and of its elders is still valid.
 vok_err prepare_matrix(vok_expr *x, token *t, vok_matrix_info *info, bool &all_unchanged)
@@ -71,7 +71,9 @@ vok_err prepare_variable(vok_expr *x, node *n, void *inputs, vok_matrix_info *in
     return VOK_ERR_NONE;
 }
 
-vok_err prepare(vok_expr *x, node *n, void *inputs, vok_matrix_info *info, bool &all_unchanged)
+} // namespace
+
+vok_err vok::expr::prepare(vok_expr *x, node *n, void *inputs, vok_matrix_info *info, bool &all_unchanged)
 {
     token *t = token_of(n);
     if (!t || prepare_matrix(x, t, info, all_unchanged))
@@ -94,6 +96,8 @@ vok_err prepare(vok_expr *x, node *n, void *inputs, vok_matrix_info *info, bool 
     default: return unresolved(x, t);
     }
 }
+
+namespace {
 
 // ---- calls ----
 
@@ -269,13 +273,18 @@ vok_err vok_expr_matrix_calc(vok_expr *x, void *inputs, void *outputs)
     info.type = x->precision;
     info.planecount = 1;
     const long count = std::min(x->exprcount, long{VOK_EXPR_MAX});
+    fusion together(x, inputs, info, hold.info, hold.data);
     for (long p = 0; count > 0 && p < std::min(hold.info.planecount, long{VOK_MATRIX_MAX_PLANECOUNT}); p++) {
         x->curplane = p;
         node *tree = x->trees[p % count];
-        if (!tree || vok_expr_prepcalc(x, tree, inputs, &info, nullptr))
+        if (!tree || together.take(p, tree))
+            continue;
+        together.flush();
+        if (vok_expr_prepcalc(x, tree, inputs, &info, nullptr))
             continue;
         if (void *matrix = vok_expr_treecalc(x, tree))
             put_plane(output, p, matrix);
     }
+    together.flush();
     return VOK_ERR_NONE;
 }

@@ -13,7 +13,6 @@
 
 #include "calc/vok.expr.variables.h"
 #include "kernel/message.h"
-#include "matrix/matrix_lock.h"
 
 namespace vok::expr {
 namespace {
@@ -68,26 +67,19 @@ const vok_expr_mxfn *find_variable(symbol *word)
     return static_cast<const vok_expr_mxfn *>(found);
 }
 
-void *make_ramp(const vok_matrix_info &info, long index, long mode)
+std::vector<double> ramp_values(const vok_matrix_info &info, long index, long mode)
 {
-    vok_matrix_info line = info;
-    line.type = _vok_sym_float64;
-    line.planecount = 1;
-    std::fill_n(line.dim, VOK_MATRIX_MAX_DIMCOUNT, 1L);
-    if (index < line.dimcount)
-        line.dim[index] = info.dim[index];
-    void *ramp = vok_matrix_new(&line);
-    const matrix_lock hold(ramp);
-    if (!hold.data)
-        return ramp;
-    const long size = info.dim[index];
+    const long size = index < info.dimcount ? info.dim[index] : 1;
+    const double span = mode == ramp_signed ? 2.0 : 1.0;
+    const double step = mode == ramp_cells ? 1.0 : span / static_cast<double>(size - 1);
+    std::vector<double> values(static_cast<size_t>(size));
     double value = mode == ramp_signed ? -1.0 : 0.0;
-    const double step =
-        mode == ramp_cells ? 1.0 : (mode == ramp_signed ? 2.0 : 1.0) / static_cast<double>(size - 1);
     // sums, not products: the rounding of a ramp is theirs
-    for (long i = 0; i < (index < line.dimcount ? size : 1); i++, value += step)
-        std::memcpy(hold.data + i * hold.info.dimstride[index], &value, sizeof value);
-    return ramp;
+    for (double &each : values) {
+        each = value;
+        value += step;
+    }
+    return values;
 }
 
 named_plane find_named(symbol *word, long plane)
@@ -121,10 +113,17 @@ vok_err vok_expr_mxfn_norm(vok_expr *, vok_tree_node *n, void *, vok_matrix_info
     void *data = data_of(n);
     if (!data || !info)
         return VOK_ERR_EROR;
-    void *ramp = make_ramp(*info, index, mode);
-    if (!ramp)
+    const std::vector<double> values = ramp_values(*info, index, mode);
+    vok_matrix_info line = *info;
+    line.type = _vok_sym_float64;
+    std::fill_n(line.dim, VOK_MATRIX_MAX_DIMCOUNT, 1L);
+    line.dim[index] = static_cast<long>(values.size());
+    vok_matrix *ramp = vok_matrix_new(&line);
+    if (!ramp || !ramp->data)
         return VOK_ERR_OMEM;
-    const vok_err err = vok::send(data, _vok_sym_frommatrix, ramp, nullptr);
+    for (size_t i = 0; i < values.size(); i++)
+        std::memcpy(ramp->data + static_cast<long>(i) * ramp->info.dimstride[index], &values[i], sizeof values[i]);
+    const vok_err err = vok::send(data, _vok_sym_frommatrix, ramp, nullptr); // spreads it over the other dimensions
     vok_object_free(ramp);
     return err;
 }

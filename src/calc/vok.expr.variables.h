@@ -1,5 +1,7 @@
 // What the variables of expressions stand for, for both roads of the calculation.
 #pragma once
+#include <vector>
+
 #include "calc/vok.expr.h"
 
 namespace vok::expr {
@@ -10,9 +12,8 @@ enum { ramp_unit, ramp_signed, ramp_cells };
 // The built-in variable of that word, or null.
 const vok_expr_mxfn *find_variable(symbol *word);
 
-// A ramp as a float64 matrix of one plane, of size 1 in all dimensions but `index`. The
-// caller frees it; null when memory is out.
-void *make_ramp(const vok_matrix_info &info, long index, long mode);
+// The values of a ramp along a dimension.
+std::vector<double> ramp_values(const vok_matrix_info &info, long index, long mode);
 
 // What any other word names: a registered object or null, and the plane of it, which is
 // `plane` unless the word says another.

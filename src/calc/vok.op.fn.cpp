@@ -83,15 +83,31 @@ void store_word(const char *word, long i)
 
 } // namespace
 
+namespace {
+
+// The row of a kernel, or -1.
+int row_of(vok_op_vector_fn fn, int type)
+{
+    for (int i = 0; i < operator_count; i++)
+        if (kernels().fn[i][type] == fn)
+            return i;
+    return -1;
+}
+
+} // namespace
+
 cost cost_of(vok_op_vector_fn fn, int type)
 {
     if (fn == vok_op_vector_ignore || fn == passes[type])
         return cost::cheap;
-    const kernel_table &table = kernels();
-    for (int i = 0; i < operator_count; i++)
-        if (table.fn[i][type] == fn)
-            return table.dear[i][type] ? cost::dear : cost::cheap;
-    return cost::unknown;
+    const int row = row_of(fn, type);
+    return row < 0 ? cost::unknown : kernels().dear[row][type] ? cost::dear : cost::cheap;
+}
+
+bool is_library(vok_op_vector_fn fn, int type)
+{
+    const int row = row_of(fn, type);
+    return row >= 0 && kernels().library[row];
 }
 
 } // namespace vok::op

@@ -47,5 +47,7 @@ const kernel_table &kernels();
 // elsewhere. `type` is one of type_char and so on.
 enum class cost { cheap, dear, unknown };
 cost cost_of(vok_op_vector_fn fn, int type);
+// Whether it is a function of the mathematics library, which takes longer than reading its result.
+bool is_library(vok_op_vector_fn fn, int type);
 
 } // namespace vok::op

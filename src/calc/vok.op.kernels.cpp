@@ -274,11 +274,14 @@ template <typename Op, typename T, int inputs, domain d> constexpr vok_op_vector
 #define VOKRA_OP_DEAR(body, word, sign, inputs, domain, help)                                                     \
     {false, false, calls_library<body> && !by_rule<body, f32>, calls_library<body>},
 
+#define VOKRA_OP_LIBRARY(body, word, sign, inputs, domain, help) calls_library<body>,
+
 } // namespace
 
 extern const kernel_table kernels;
 constinit const kernel_table kernels = {{VOKRA_OPERATORS(VOKRA_OP_FUNCTIONS)},
                                         {VOKRA_OPERATORS(VOKRA_OP_DEAR)},
+                                        {VOKRA_OPERATORS(VOKRA_OP_LIBRARY)},
                                         {spread<u8>, spread<i32>, spread<f32>, spread<f64>},
                                         blend};
 

@@ -98,6 +98,8 @@ struct kernel_table {
     vok_op_vector_fn fn[operator_count][type_count];
     // Whether an element takes so long that it doesn't pay to calculate those that aren't wanted.
     bool dear[operator_count][type_count];
+    // Whether it is a function of the mathematics library, however many are calculated at a time.
+    bool library[operator_count];
     // Repeats cells of `from` planes as cells of `to` planes, element p being that of plane p % from.
     // Blocks don't overlap.
     void (*spread[type_count])(long cells, const void *in, long from, void *out, long to);
