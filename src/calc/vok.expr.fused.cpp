@@ -50,7 +50,8 @@ bool plain(vok_expr *x, node *call, bool &moving)
             moving = moving || (variable && variable->always);
         } else if (t->type == vok_expr_token_op) {
             const vok_op_fn *fn = vok_op_fn_lookup(word_of(t));
-            if (fn ? fn->inputcount != child_count(n) || argument_count(n) != child_count(n) : !vok_expr_wordisfunctor(word_of(t)))
+            if (fn ? fn->inputcount != child_count(n) || argument_count(n) != child_count(n)
+                   : !vok_expr_wordisfunctor(word_of(t)))
                 return false;
             if (!plain(x, n, moving))
                 return false;
@@ -64,7 +65,8 @@ bool plain(vok_expr *x, node *call, bool &moving)
 // The bytes that a matrix's cells lie in.
 struct span {
     uintptr_t low, high;
-    span(const vok_matrix_info &info, const unsigned char *data) : low(reinterpret_cast<uintptr_t>(data)), high(low)
+    span(const vok_matrix_info &info, const unsigned char *data)
+        : low(reinterpret_cast<uintptr_t>(data)), high(low)
     {
         for (long d = 0; d < info.dimcount; d++) {
             const long reach = (info.dim[d] - 1) * info.dimstride[d];
@@ -194,8 +196,9 @@ bool fusion::readable(const part &p)
         if (m.info.dim[d] != out_.dim[d])
             return false;
     const span its(m.info, m.data), outs(out_, data_);
-    return its.high <= outs.low || outs.high <= its.low || (m.data == data_ && m.info.type == out_.type && m.info.planecount == out_.planecount &&
-                     std::equal(out_.dimstride, out_.dimstride + out_.dimcount, m.info.dimstride));
+    return its.high <= outs.low || outs.high <= its.low ||
+           (m.data == data_ && m.info.type == out_.type && m.info.planecount == out_.planecount &&
+            std::equal(out_.dimstride, out_.dimstride + out_.dimcount, m.info.dimstride));
 }
 
 // Whether its matrix holds what is wanted already.

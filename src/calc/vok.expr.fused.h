@@ -19,10 +19,10 @@ namespace vok::expr {
 // Where an operand lies.
 struct operand {
     enum kind_t { constant, line, matrix, buffer } kind;
-    int index;                       // of a matrix in `sources`, of a buffer
-    const unsigned char *p;          // a constant's value, a line's first element
-    int dim;                         // along which the line runs
-    bool shared = false;             // a buffer that other instructions read too
+    int index;              // of a matrix in `sources`, of a buffer
+    const unsigned char *p; // a constant's value, a line's first element
+    int dim;                // along which the line runs
+    bool shared = false;    // a buffer that other instructions read too
 };
 
 // A matrix that is read: plane and all dimensions as in the output.
@@ -30,8 +30,8 @@ struct source {
     const vok_matrix_info *info;
     const unsigned char *data; // first cell, the plane's element
     int type;
-    long cell;                       // bytes from cell to cell
-    std::vector<int32_t> offset;     // of the cells of a block, where they are collected
+    long cell;                   // bytes from cell to cell
+    std::vector<int32_t> offset; // of the cells of a block, where they are collected
 };
 
 // out = fn(a, b), cell by cell. Without a function the plane of a source is brought into the
@@ -73,7 +73,8 @@ class batch {
                       unsigned char *first, vok_parallel_ndim_worker *worker);
     void calculate(const program &p, const row &r, long from, long n, unsigned char *buffers,
                    unsigned char *scratch) const;
-    void load(const source &s, const unsigned char *cells, long n, unsigned char *to, unsigned char *scratch) const;
+    void load(const source &s, const unsigned char *cells, long n, unsigned char *to,
+              unsigned char *scratch) const;
     vok_op_vector_arg resolve(const operand &o, const row &r, long from, const unsigned char *buffers) const;
 
     unsigned char *data_;
@@ -98,7 +99,7 @@ class fusion {
     struct part {
         enum kind_t { number, ramp, source, matrix, call } kind;
         node *n = nullptr;
-        double value = 0;      // of a number
+        double value = 0;       // of a number
         long dim = 0, mode = 0; // of a ramp
         void *object = nullptr; // of a source, null: zeros
         long plane = 0;

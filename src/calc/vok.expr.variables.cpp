@@ -123,7 +123,8 @@ vok_err vok_expr_mxfn_norm(vok_expr *, vok_tree_node *n, void *, vok_matrix_info
         return VOK_ERR_OMEM;
     for (size_t i = 0; i < values.size(); i++)
         std::memcpy(ramp->data + static_cast<long>(i) * ramp->info.dimstride[index], &values[i], sizeof values[i]);
-    const vok_err err = vok::send(data, _vok_sym_frommatrix, ramp, nullptr); // spreads it over the other dimensions
+    const vok_err err =
+        vok::send(data, _vok_sym_frommatrix, ramp, nullptr); // spreads it over the other dimensions
     vok_object_free(ramp);
     return err;
 }

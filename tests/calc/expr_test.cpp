@@ -80,8 +80,8 @@ number read(vok_matrix *m, const long *at, long plane)
         return static_cast<number>(v);
     };
     const symbol *t = m->info.type;
-    return t == _vok_sym_char   ? load(uint8_t{})
-           : t == _vok_sym_long ? load(int32_t{})
+    return t == _vok_sym_char      ? load(uint8_t{})
+           : t == _vok_sym_long    ? load(int32_t{})
            : t == _vok_sym_float32 ? load(float{})
                                    : load(double{});
 }
@@ -237,9 +237,9 @@ struct generator {
         static constexpr struct {
             const char *sign, *word;
             int level;
-        } infix[] = {{"*", "mult", 2}, {"/", "div", 2}, {"%", "mod", 2},   {"+", "add", 3},  {"-", "sub", 3},
-                     {">", "gt", 4},   {"<", "lt", 4},  {">=", "gte", 4},  {"<=", "lte", 4}, {"==", "eq", 5},
-                     {"!=", "neq", 5}, {"&&", "and", 6}, {"||", "or", 7}, {"!", "not", 1}};
+        } infix[] = {{"*", "mult", 2}, {"/", "div", 2},  {"%", "mod", 2},  {"+", "add", 3},  {"-", "sub", 3},
+                     {">", "gt", 4},   {"<", "lt", 4},   {">=", "gte", 4}, {"<=", "lte", 4}, {"==", "eq", 5},
+                     {"!=", "neq", 5}, {"&&", "and", 6}, {"||", "or", 7},  {"!", "not", 1}};
         tree t;
         switch (pick(4)) {
         case 0: {
@@ -340,8 +340,7 @@ void one_calculation(std::minstd_rand &random, std::initializer_list<long> dims,
         ASSERT_EQ(e.calc({a, b}, out), 0);
         nodes.calc_by_nodes({a, b}, same);
         for (long p = 0; p < out->info.planecount; p++)
-            ASSERT_NO_FATAL_FAILURE(
-                expect_values(trees[static_cast<size_t>(p) % trees.size()], out, p, precision))
+            ASSERT_NO_FATAL_FAILURE(expect_values(trees[static_cast<size_t>(p) % trees.size()], out, p, precision))
                 << type_names[precision] << " from " << a->info.type->name << " and " << b->info.type->name;
         ASSERT_TRUE(same_bits(out, same)) << texts[0];
         fill(a, random);
