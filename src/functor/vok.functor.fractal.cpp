@@ -4,6 +4,13 @@
 
 #include <algorithm>
 
+VOKRA_FUNCTOR_ROWS(mono)
+VOKRA_FUNCTOR_ROWS(multi)
+VOKRA_FUNCTOR_ROWS(hetero)
+VOKRA_FUNCTOR_ROWS(multi_hybrid)
+VOKRA_FUNCTOR_ROWS(multi_ridged)
+VOKRA_FUNCTOR_ROWS(turbulence)
+
 namespace vok::functor {
 
 void fractal::init()
@@ -270,6 +277,13 @@ template <combination how> constexpr auto make_attributes()
 }
 
 } // namespace
+
+template <> constexpr const class_rows *rows_for<fractal_class<combination::mono>> = &mono_rows;
+template <> constexpr const class_rows *rows_for<fractal_class<combination::multi>> = &multi_rows;
+template <> constexpr const class_rows *rows_for<fractal_class<combination::hetero>> = &hetero_rows;
+template <> constexpr const class_rows *rows_for<fractal_class<combination::hybrid>> = &multi_hybrid_rows;
+template <> constexpr const class_rows *rows_for<fractal_class<combination::ridged>> = &multi_ridged_rows;
+template <> constexpr const class_rows *rows_for<fractal_class<combination::turbulence>> = &turbulence_rows;
 
 template <combination how> constexpr auto attributes<fractal_class<how>> = make_attributes<how>();
 template <combination how>

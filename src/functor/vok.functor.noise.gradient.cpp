@@ -116,7 +116,11 @@ template <typename T> T vok_functor_noise_gradient::eval(long n, const T *x)
     }
 }
 
+VOKRA_FUNCTOR_ROWS(gradient)
+
 namespace vok::functor {
+
+template <> constexpr const class_rows *rows_for<vok_functor_noise_gradient> = &gradient_rows;
 
 template <>
 constexpr auto attributes<vok_functor_noise_gradient> = std::array{

@@ -1,5 +1,5 @@
 // The transfers: rules for one coordinate; the value is the product over all.
-#include "functor/functor.h"
+#include "functor/vok.functor.transfer.records.h"
 
 #include <mutex>
 #include <numbers>
@@ -8,6 +8,9 @@ using vok::functor::absolute;
 using vok::functor::fixed;
 using vok::functor::formats;
 using vok::functor::product_over;
+
+VOKRA_FUNCTOR_ROWS(cubic)
+VOKRA_FUNCTOR_ROWS(quintic)
 
 struct vok_functor_transfer_bias {
     object header;
@@ -19,55 +22,6 @@ struct vok_functor_transfer_bias {
     template <typename T> T eval(long n, const T *x) const
     {
         return product_over(n, x, [&](T v) { return v / ((1 - v) * static_cast<T>(k) + 1); });
-    }
-};
-
-// The sum of powers with the coefficients in turn. They are float32, so a value goes
-// through that precision first.
-template <int count> struct polynomial {
-    object header;
-    float a[count];
-    double wide[count];
-
-    using fixed_by = double;
-    void derive()
-    {
-        for (int i = 0; i < count; i++)
-            wide[i] = a[i];
-    }
-    template <typename T> const T *coefficients() const
-    {
-        if constexpr (std::is_same_v<T, float>)
-            return a;
-        else
-            return wide;
-    }
-    template <typename T> T eval(long n, const T *x) const
-    {
-        const T *k = coefficients<T>();
-        return product_over(n, x, [&](T v) {
-            T sum = k[0], power = v;
-            for (int i = 1; i < count; i++, power *= v)
-                sum += k[i] * power;
-            return sum;
-        });
-    }
-};
-
-struct vok_functor_transfer_cubic : polynomial<4> {
-    void init()
-    {
-        a[2] = 3;
-        a[3] = -2;
-    }
-};
-
-struct vok_functor_transfer_quintic : polynomial<6> {
-    void init()
-    {
-        a[3] = 10;
-        a[4] = -15;
-        a[5] = 6;
     }
 };
 
@@ -277,6 +231,9 @@ template <typename R, int i> constexpr attribute coefficient(const char *name, c
 
 using cubic = vok_functor_transfer_cubic;
 using quintic = vok_functor_transfer_quintic;
+template <> constexpr const class_rows *rows_for<vok_functor_transfer_cubic> = &cubic_rows;
+template <> constexpr const class_rows *rows_for<vok_functor_transfer_quintic> = &quintic_rows;
+
 template <>
 constexpr auto attributes<cubic> = std::array{coefficient<cubic, 0>("a", "A"), coefficient<cubic, 1>("b", "B"),
                                               coefficient<cubic, 2>("c", "C"), coefficient<cubic, 3>("d", "D")};
