@@ -19,8 +19,8 @@ using noise = vok_functor_noise_gradient;
 // What the two ends of a lattice cell along dimension 0 give, for each corner of the others.
 template <int N, typename T> struct column {
     static constexpr int corners = 1 << (N - 1);
-    T first[corners];              // component 0 of the direction
-    T product[corners][N];         // the products of the others, from 1 on
+    T first[corners];      // component 0 of the direction
+    T product[corners][N]; // the products of the others, from 1 on
 };
 
 // What is the same along a row.
@@ -44,15 +44,13 @@ template <int N, typename T> struct row_of {
             const T *direction = directions + k * stride;
             made.first[corner] = direction[0];
             for (int i = 1; i < N; i++)
-                made.product[corner][i] =
-                    direction[i] * (fraction[i] - static_cast<T>(corner >> (i - 1) & 1));
+                made.product[corner][i] = direction[i] * (fraction[i] - static_cast<T>(corner >> (i - 1) & 1));
         }
         return made;
     }
 };
 
-template <int N, typename T>
-[[gnu::always_inline]] inline T dot(const column<N, T> &c, int corner, T offset)
+template <int N, typename T> [[gnu::always_inline]] inline T dot(const column<N, T> &c, int corner, T offset)
 {
     T v = c.first[corner] * offset;
     if constexpr (N > 1)
@@ -132,8 +130,7 @@ void rows_of(const noise &x, const T *directions, long n, const T *first, const 
     }
 }
 
-template <typename T>
-void row(void *object, long n, long dimcount, const T *first, const T *others, T *values)
+template <typename T> void row(void *object, long n, long dimcount, const T *first, const T *others, T *values)
 {
     const noise &x = *static_cast<noise *>(object);
     const T *directions;
@@ -141,7 +138,8 @@ void row(void *object, long n, long dimcount, const T *first, const T *others, T
         directions = x.directions.float32;
     else
         directions = x.directions.float64;
-    const bool ready = x.tables.permutations && directions && x.directions.dimensions == dimcount && x.curve.object;
+    const bool ready =
+        x.tables.permutations && directions && x.directions.dimensions == dimcount && x.curve.object;
     if (ready && dimcount == 3)
         return rows_of<3>(x, directions, n, first, others, values);
     if (ready && dimcount == 2)

@@ -11,7 +11,7 @@
 #define VOKRA_INDEPENDENT
 #endif
 
-constexpr long most = 256;                                // cells that are worked on at once
+constexpr long most = 256;                                   // cells that are worked on at once
 template <typename T> constexpr long lanes = 64 / sizeof(T); // of a vector
 
 // Room for a block, and for the vector that begins at its last cell.
