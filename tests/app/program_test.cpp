@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -160,6 +162,48 @@ TEST_F(Program, reads_real_photographs)
     const outcome broken = run(std::string("convert '") + pictures + "/truncated.jpg' out.png");
     EXPECT_EQ(broken.code, 3);
     EXPECT_EQ(std::count(broken.err.begin(), broken.err.end(), '\n'), 1) << broken.err;
+}
+
+TEST_F(Program, noise_fills_a_matrix_from_a_functor)
+{
+    EXPECT_EQ(
+        run("noise filter.triangle --dim 5 --origin -1 --scale 2 --set width=1 --type float64 -o t.npy").code, 0);
+    const std::string bytes = read(folder / "t.npy");
+    ASSERT_GT(bytes.size(), 40u);
+    double values[5];
+    std::memcpy(values, bytes.data() + bytes.size() - sizeof values, sizeof values);
+    for (int i = 0; i < 5; i++)
+        EXPECT_EQ(values[i], 1 - std::abs(i - 2) / 2.0);
+
+    // The same seed is the same picture; a setting of what is held is another one.
+    for (const char *args : {"a.png", "b.png", "c.png --set basis.filter=box"})
+        EXPECT_EQ(run(std::string("noise fractal.mono --dim 40 30 -o ") + args).code, 0);
+    EXPECT_EQ(read(folder / "a.png"), read(folder / "b.png"));
+    EXPECT_NE(read(folder / "a.png"), read(folder / "c.png"));
+
+    EXPECT_EQ(run("noise --sheet -o sheet.png").code, 0);
+    EXPECT_NE(run("info sheet.png").out.find("0 to 255"), std::string::npos);
+
+    const struct {
+        std::string args;
+        int code;
+        std::string said;
+    } table[] = {
+        {"noise noise.gradiant -o o.png", 4, "did you mean noise.gradient?"},
+        {"noise noise.gradient --set fliter=box -o o.png", 2, "did you mean filter?"},
+        {"noise noise.gradient --set fiter.width=1 -o o.png", 2, "holds no functor fiter"},
+        {"noise noise.gradient --set filter=nothing -o o.png", 2, "unable to create filter object 'nothing'"},
+        {"noise noise.gradient --set filter -o o.png", 2, "attribute=value"},
+        {"noise noise.gradient --dim 3 1 -o o.png", 2, "two cells at least"},
+        {"noise -o o.png", 2, "--sheet"},
+        {"noise noise.gradient -o o.gif", 2, "o.gif"},
+    };
+    for (const auto &row : table) {
+        const outcome o = run(row.args);
+        EXPECT_EQ(o.code, row.code) << row.args << ": " << o.err;
+        EXPECT_NE(o.err.find(row.said), std::string::npos) << row.args << ": " << o.err;
+    }
+    EXPECT_FALSE(fs::exists(folder / "o.png"));
 }
 
 } // namespace
