@@ -1,7 +1,11 @@
 // vokra convert and vokra info: one file to another, and what a file holds.
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
 #include <limits>
 #include <memory>
 
@@ -14,8 +18,9 @@ namespace program {
 namespace {
 
 struct convert_options {
-    std::string in, out, type;
+    std::string in, out, type, from; // from: the layout of raw frames
     std::vector<long> dim;
+    long frame = 0;
     long planes = 0;
     bool interp = false;
 };
@@ -99,10 +104,52 @@ std::vector<plane_range> ranges_of(const matrix &m)
     return planes;
 }
 
+// One frame of a file that holds nothing but packed 4:2:2 pixels, as a picture.
+loaded load_raw(const convert_options &o)
+{
+    const std::string place = o.in == "-" ? "standard input" : o.in;
+    if (o.dim.size() != 2 || o.dim[0] % 2)
+        throw failure(wrong_use, "convert --from " + o.from + ": --dim must tell the width, an even number, and the height");
+    std::ifstream file;
+    if (o.in != "-") {
+        file.open(o.in, std::ios::binary);
+        if (!file)
+            throw failure(file_trouble, place + ": " + std::strerror(errno));
+    }
+    std::istream &in = o.in == "-" ? std::cin : file;
+    vok_matrix_info info = matrix::default_info();
+    info.planecount = 4;
+    info.dimcount = 2;
+    info.dim[0] = o.dim[0] / 2;
+    info.dim[1] = o.dim[1];
+    matrix packed(info);
+    info = packed.info();
+    in.ignore(o.frame * o.dim[0] * 2 * o.dim[1]);
+    long row = 0;
+    for (; row < info.dim[1]; ++row) {
+        unsigned char *p = packed.data() + row * info.dimstride[1];
+        if (!in.read(reinterpret_cast<char *>(p), o.dim[0] * 2))
+            throw failure(file_trouble, place + ": it ends before row " + std::to_string(row) + " of frame " +
+                                            std::to_string(o.frame) + " of " + std::to_string(o.dim[0]) + "x" +
+                                            std::to_string(o.dim[1]) + " pixels");
+        if (o.from == "yuy2")
+            vok_yuy22yuvy_vector_char(info.dim[0], p, p);
+    }
+    loaded picture;
+    picture.format = file_format::png;
+    const owned x(vok_object_new(gensym("vok_uyvy2argb"))), holder(vok_object_new(gensym("vok_mop"), 1L, 1L));
+    auto *mop = static_cast<vok_mop *>(holder.get());
+    vok_mop_io_matrix(static_cast<vok_mop_io *>(vok_mop_getinput(mop, 1)), packed.get());
+    vok_mop_io_matrix(static_cast<vok_mop_io *>(vok_mop_getoutput(mop, 1)), picture.cells.get());
+    if (vok_mop_matrix_calc(mop, x.get()) != VOK_ERR_NONE)
+        throw failure(failed_running, place + ": the frame can't be converted");
+    return picture;
+}
+
 void convert(const convert_options &o)
 {
     format_to_write(o.out);
-    loaded from = load(o.in);
+    loaded from = o.from.empty() ? load(o.in) : load_raw(o);
     const bool picture = from.is_picture();
     if (picture && o.planes == 1)
         from.cells = grey_of(from.cells);
@@ -180,6 +227,9 @@ void add_convert(CLI::App &app)
     verb->add_option("--planes", o->planes,
                      "planes per cell; of a picture 1 is grey, 3 red, green and blue, 4 alpha and these")
         ->check(CLI::Range(1L, 32L));
+    verb->add_option("--from", o->from, "the file is raw packed 4:2:2 video of this layout, --dim its width and height")
+        ->check(CLI::IsMember({"uyvy", "yuy2"}));
+    verb->add_option("--frame", o->frame, "which frame of it, from 0")->check(CLI::Range(0L, 1000000L));
     verb->add_flag("--interp", o->interp, "interpolate between cells instead of taking the nearest");
     verb->callback([o] { convert(*o); });
 }

@@ -8,6 +8,7 @@ void add_convert(CLI::App &app);
 void add_info(CLI::App &app);
 void add_op(CLI::App &app);
 void add_noise(CLI::App &app);
+void add_la(CLI::App &app);
 void add_classes(CLI::App &app);
 void add_help(CLI::App &app);
 // check, fmt, graph, paths. `code` becomes what the verb ended with.

@@ -73,6 +73,15 @@ TEST_F(Program, wrong_use_and_files_give_one_line_and_a_code)
         {"op + " + picture + " -o out.png", 2, "takes two inputs"},
         {"op sqrt " + picture + " 4 -o out.png", 2, "takes one input"},
         {"op + " + picture + " " + picture + " 4 -o out.png", 2, "one file, or one number a plane"},
+        {"la inverse '1 2; 2 4'", 5, "the matrix is singular"},
+        {"la mult '1 2' '1 2'", 5, "the sizes don't fit"},
+        {"la invert 1", 2, "there is no operation invert"},
+        {"la mult 1", 2, "it takes two matrices"},
+        {"la trace '1 x'", 3, "1 x: No such file"},
+        {"la trace '1 2; 3'", 3, "row 2 has 1 numbers, row 1 has 2"},
+        {"la trace '1 2;3 1e'", 3, "a number was expected, not 1e"},
+        {"convert text out.png --from uyvy", 2, "--dim must tell the width"},
+        {"convert text out.png --from uyvy --dim 2 9", 3, "text: it ends before row 2 of frame 0"},
         {"help vok_opp", 4, "did you mean vok_op?"},
         {"info text", 3, "text: this is not"},
     };
@@ -101,6 +110,41 @@ TEST_F(Program, a_picture_comes_back_as_it_was)
     EXPECT_EQ(read(folder / "back.npy"), read(folder / "there.npy"));
     const outcome o = run("info f.vkf --json");
     EXPECT_NE(o.out.find("\"type\": \"float64\""), std::string::npos) << o.out;
+}
+
+TEST_F(Program, linear_algebra_reads_and_prints_text)
+{
+    folder.make("m.txt", "1 2\n3, 4\n");
+    const struct {
+        std::string args, out;
+    } table[] = {
+        {"inverse '0 2; 4 0'", "0 0.25\n0.5 0\n"}, {"mult m.txt '1;1'", "3\n7\n"},
+        {"determinant m.txt --thresh 0.001", "-2\n"}, {"trace '1+2i 0;0 -1i'", "1+1i\n"},
+        {"uppertri '2 4;1 1'", "2 4\n0 -1\n"},      {"diagproduct '0.1' --type float32", "0.10000000149011612\n"},
+        {"mult - 2", "8\n"},
+    };
+    for (const auto &row : table) {
+        const outcome o = run("la " + row.args, "echo 4 |");
+        EXPECT_EQ(o.code, 0) << row.args << "\n" << o.err;
+        EXPECT_EQ(o.out, row.out) << row.args;
+    }
+    ASSERT_EQ(run("la inverse m.txt -o i.vkf").code, 0);
+    EXPECT_EQ(run("la mult i.vkf m.txt").out.substr(0, 2), "1 ");
+}
+
+TEST_F(Program, raw_frames_become_pictures)
+{
+    // two frames of 2x1: black and white, then blue
+    folder.make("film", std::string("\x80\x10\x80\xeb\xf0\x29\x6e\x29", 8));
+    folder.make("film2", std::string("\x10\x80\xeb\x80", 4));
+    ASSERT_EQ(run("convert film a.npy --from uyvy --dim 2 1").code, 0);
+    ASSERT_EQ(run("convert film2 b.npy --from yuy2 --dim 2 1").code, 0);
+    ASSERT_EQ(run("convert film c.npy --from uyvy --dim 2 1 --frame 1").code, 0);
+    const std::string a = read(folder / "a.npy");
+    EXPECT_EQ(a, read(folder / "b.npy"));
+    EXPECT_EQ(a.substr(a.size() - 8), std::string("\xff\0\0\0\xff\xfd\xfd\xfd", 8));
+    const std::string c = read(folder / "c.npy");
+    EXPECT_EQ(c.substr(c.size() - 4), "\xff\x03\x03\xe3") << "a strong blue";
 }
 
 TEST_F(Program, standard_input_and_output)
