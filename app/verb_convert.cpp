@@ -109,7 +109,8 @@ loaded load_raw(const convert_options &o)
 {
     const std::string place = o.in == "-" ? "standard input" : o.in;
     if (o.dim.size() != 2 || o.dim[0] % 2)
-        throw failure(wrong_use, "convert --from " + o.from + ": --dim must tell the width, an even number, and the height");
+        throw failure(wrong_use,
+                      "convert --from " + o.from + ": --dim must tell the width, an even number, and the height");
     std::ifstream file;
     if (o.in != "-") {
         file.open(o.in, std::ios::binary);
@@ -227,7 +228,8 @@ void add_convert(CLI::App &app)
     verb->add_option("--planes", o->planes,
                      "planes per cell; of a picture 1 is grey, 3 red, green and blue, 4 alpha and these")
         ->check(CLI::Range(1L, 32L));
-    verb->add_option("--from", o->from, "the file is raw packed 4:2:2 video of this layout, --dim its width and height")
+    verb->add_option("--from", o->from,
+                     "the file is raw packed 4:2:2 video of this layout, --dim its width and height")
         ->check(CLI::IsMember({"uyvy", "yuy2"}));
     verb->add_option("--frame", o->frame, "which frame of it, from 0")->check(CLI::Range(0L, 1000000L));
     verb->add_flag("--interp", o->interp, "interpolate between cells instead of taking the nearest");

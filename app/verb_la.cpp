@@ -31,9 +31,12 @@ struct operation {
     bool number; // the result is one, not a matrix
 };
 constexpr operation operations[] = {
-    {"mult", "vok_la_mult", 2, false},           {"inverse", "vok_la_inverse", 1, false},
-    {"uppertri", "vok_la_uppertri", 1, false},   {"determinant", "vok_la_determinant", 1, true},
-    {"diagproduct", "vok_la_diagproduct", 1, true}, {"trace", "vok_la_trace", 1, true},
+    {"mult", "vok_la_mult", 2, false},
+    {"inverse", "vok_la_inverse", 1, false},
+    {"uppertri", "vok_la_uppertri", 1, false},
+    {"determinant", "vok_la_determinant", 1, true},
+    {"diagproduct", "vok_la_diagproduct", 1, true},
+    {"trace", "vok_la_trace", 1, true},
 };
 
 std::vector<std::string> words()
@@ -151,8 +154,8 @@ matrix from_text(const std::string &text, const std::string &name, const std::st
     const bool single = type == "float32";
     for (size_t r = 0; r < rows.size(); r++)
         for (size_t c = 0; c < rows[r].size(); c++) {
-            unsigned char *p = m.data() + static_cast<long>(r) * info.dimstride[1] +
-                               static_cast<long>(c) * info.dimstride[0];
+            unsigned char *p =
+                m.data() + static_cast<long>(r) * info.dimstride[1] + static_cast<long>(c) * info.dimstride[0];
             put(p, single, rows[r][c].real());
             if (complex)
                 put(p + info.dimstride[0] / 2, single, rows[r][c].imag());
@@ -241,8 +244,9 @@ void run_la(const la_options &o)
     if (!op)
         throw failure(wrong_use, "la: there is no operation " + o.what + did_you_mean(o.what, words()));
     if (o.operands.size() != op->inputs)
-        throw failure(wrong_use, "la " + o.what + ": it takes " + (op->inputs == 1 ? "one matrix" : "two matrices") +
-                                     ", not " + std::to_string(o.operands.size()));
+        throw failure(wrong_use, "la " + o.what + ": it takes " +
+                                     (op->inputs == 1 ? "one matrix" : "two matrices") + ", not " +
+                                     std::to_string(o.operands.size()));
     if (op->number && !o.out.empty())
         throw failure(wrong_use, "la " + o.what + ": the result is a number, which is printed");
     if (!o.out.empty())
@@ -255,7 +259,8 @@ void run_la(const la_options &o)
     matrix out(info);
     const owned x(vok_object_new(gensym(op->class_name)));
     object_attr_setfloat(x.get(), gensym("thresh"), o.thresh);
-    const owned holder(vok_object_new(gensym("vok_mop"), static_cast<long>(op->inputs), static_cast<long>(!op->number)));
+    const owned holder(
+        vok_object_new(gensym("vok_mop"), static_cast<long>(op->inputs), static_cast<long>(!op->number)));
     auto *mop = static_cast<vok_mop *>(holder.get());
     for (size_t i = 0; i < in.size(); i++)
         vok_mop_io_matrix(static_cast<vok_mop_io *>(vok_mop_getinput(mop, static_cast<long>(i) + 1)), in[i].get());

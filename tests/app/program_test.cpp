@@ -118,9 +118,12 @@ TEST_F(Program, linear_algebra_reads_and_prints_text)
     const struct {
         std::string args, out;
     } table[] = {
-        {"inverse '0 2; 4 0'", "0 0.25\n0.5 0\n"}, {"mult m.txt '1;1'", "3\n7\n"},
-        {"determinant m.txt --thresh 0.001", "-2\n"}, {"trace '1+2i 0;0 -1i'", "1+1i\n"},
-        {"uppertri '2 4;1 1'", "2 4\n0 -1\n"},      {"diagproduct '0.1' --type float32", "0.10000000149011612\n"},
+        {"inverse '0 2; 4 0'", "0 0.25\n0.5 0\n"},
+        {"mult m.txt '1;1'", "3\n7\n"},
+        {"determinant m.txt --thresh 0.001", "-2\n"},
+        {"trace '1+2i 0;0 -1i'", "1+1i\n"},
+        {"uppertri '2 4;1 1'", "2 4\n0 -1\n"},
+        {"diagproduct '0.1' --type float32", "0.10000000149011612\n"},
         {"mult - 2", "8\n"},
     };
     for (const auto &row : table) {
