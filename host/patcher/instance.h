@@ -53,6 +53,7 @@ std::vector<finding> findings_of_reading(const document &d);
 
 // ports.cpp
 object *make_stand(zan_patch *p, symbol *name, symbol *classname, long line);
+zan_patch *patch_around(void *box); // the one that the box is in, or null
 // A box that is a patch; it owns the patch. Its inlets and outlets come with open_ports.
 object *make_patch_box(zan_patch *p);
 void open_ports(object *patch_box);

@@ -128,6 +128,11 @@ void *zan_patch_find(zan_patch *p, symbol *name)
     return index == document::none ? nullptr : zan_patch_find(p->boxes[index].inner, gensym(slash + 1));
 }
 
+void *zan_patch_beside(void *box, symbol *name)
+{
+    return zan_patch_find(patch_around(box), name);
+}
+
 long zan_patch_getbox(zan_patch *p, long index, zan_patch_box *to)
 {
     if (!p || !to || index < 0 || index >= long(p->text->boxes.size()))

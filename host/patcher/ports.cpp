@@ -30,10 +30,14 @@ struct patch_box {
 
 zan_class *stand_class, *patch_class, *missing_class, *inlet_class, *outlet_class;
 
+zan_patch *patch_of_stand(void *box)
+{
+    return looks_live(box) && object_class(box) == stand_class ? static_cast<stand *>(box)->patch : nullptr;
+}
+
 zan_patch *patch_in_the_making()
 {
-    void *const box = ks().hash_b->thing;
-    return looks_live(box) && object_class(box) == stand_class ? static_cast<stand *>(box)->patch : nullptr;
+    return patch_of_stand(ks().hash_b->thing);
 }
 
 template <class T> T *make(zan_class *c)
@@ -134,6 +138,14 @@ object *make_stand(zan_patch *p, symbol *name, symbol *classname, long line)
     zan_set_box_place(x, name, p->text->file, line);
     side_of(&x->header)->place.store(keep_place({p->text->file, line, name, classname}));
     return &x->header;
+}
+
+zan_patch *patch_around(void *box)
+{
+    void *at = nullptr;
+    if (looks_live(box))
+        object_obex_lookup(box, ks().hash_b, &at);
+    return patch_of_stand(at);
 }
 
 object *make_patch_box(zan_patch *p)

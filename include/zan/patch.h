@@ -92,6 +92,10 @@ ZAN_EXPORT void zan_patch_close(zan_patch *p);
  * when there is none or the patch isn't open. */
 ZAN_EXPORT void *zan_patch_find(zan_patch *p, symbol *name);
 
+/* The object of the box of that name in the same patch as this box; null when there is
+ * none. For boxes that work on another one without a cord. */
+ZAN_EXPORT void *zan_patch_beside(void *box, symbol *name);
+
 /* The boxes and cords as they are written, `index` from 0 in order of their lines;
  * zan_err_generic past the last. */
 typedef struct zan_patch_box {

@@ -138,5 +138,6 @@ std::span<const kind> value_kinds();
 std::span<const kind> message_kinds();
 std::span<const kind> picture_kinds();
 std::span<const kind> frame_kinds();
+std::span<const kind> probe_kinds();
 
 } // namespace boxes

@@ -1,5 +1,6 @@
 // Boxes that order, sort, join, part and show messages, and carry them without a cord.
 #include "box.h"
+#include "receiving.h"
 
 #include <algorithm>
 
@@ -196,50 +197,6 @@ struct print : box {
 
 // ---- send and receive ----
 
-// What stands behind a name that boxes receive at: hands on to all of them, in the order
-// of their making. Made by the first, freed with the last.
-struct receivers : shell {
-    symbol *name;
-    std::vector<void *> *outlets; // of the boxes
-};
-
-std::mutex &receivers_lock()
-{
-    static auto *one = new std::mutex;
-    return *one;
-}
-
-void hand_on(receivers *r, symbol *selector, long argc, atom *argv)
-{
-    std::vector<void *> now;
-    {
-        const std::lock_guard hold(receivers_lock());
-        now = *r->outlets;
-    }
-    for (void *outlet : now)
-        outlet_anything(outlet, selector, argc, argv);
-}
-
-zan_class *receivers_class()
-{
-    static zan_class *const c = [] {
-        zan_class *made =
-            class_new("receivers", nullptr, reinterpret_cast<zan_method>(+[](receivers *r) { delete r->outlets; }),
-                      sizeof(receivers), nullptr, argtype_cant, 0);
-        for (const char *word : {"bang", "int", "float", "list", "anything"})
-            class_addmethod(made, reinterpret_cast<zan_method>(hand_on), word, argtype_gimme, 0);
-        return made;
-    }();
-    return c;
-}
-
-// A name's `thing` may be any word that somebody keeps there, a function too.
-void *object_behind(const symbol *name)
-{
-    const auto word = reinterpret_cast<uintptr_t>(name->thing);
-    return word >= 65536 && word % 16 == 0 && object_class(name->thing) ? name->thing : nullptr;
-}
-
 symbol *name_argument(const birth &b)
 {
     symbol *name = b.args.empty() ? nullptr : atom_getsym(&b.args[0]);
@@ -264,41 +221,13 @@ struct send_box : box {
 };
 
 struct receive : box {
-    receivers *hub = nullptr;
+    std::unique_ptr<receiving> ear;
 
     explicit receive(const birth &b) : box(b)
     {
         shape(1, 1);
-        symbol *name = name_argument(b);
-        if (!name)
-            return;
-        if (!name->thing) {
-            hub = static_cast<receivers *>(object_alloc(receivers_class()));
-            hub->name = name;
-            hub->outlets = new std::vector<void *>;
-            name->thing = hub;
-        } else if (object_behind(name) && object_class(name->thing) == receivers_class()) {
-            hub = static_cast<receivers *>(name->thing);
-        } else {
-            error("the name \"" + std::string(name->name) + "\" is taken by something else");
-            return;
-        }
-        const std::lock_guard hold(receivers_lock());
-        hub->outlets->push_back(out[0]);
-    }
-    ~receive() override
-    {
-        if (!hub)
-            return;
-        {
-            const std::lock_guard hold(receivers_lock());
-            std::erase(*hub->outlets, out[0]);
-            if (!hub->outlets->empty())
-                return;
-            if (hub->name->thing == hub)
-                hub->name->thing = nullptr;
-        }
-        object_free(hub);
+        if (symbol *name = name_argument(b))
+            ear = std::make_unique<receiving>(x, name, out[0]);
     }
     void hear(long, const message &m) override { send(out[0], m); }
 };

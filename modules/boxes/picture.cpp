@@ -5,6 +5,8 @@
 
 #include <zan/patch.h>
 
+#include <algorithm>
+
 namespace boxes {
 namespace {
 
@@ -34,8 +36,10 @@ struct picture : box {
     {
         matrix = vok_object_register(matrix, name);
         shape(1, 2);
-        if (!b.args.empty())
-            read(&b.args[0]);
+        // the first one that is a name: "picture $1 photo.jpg" falls back when $1 is missing
+        const auto file = std::find_if(b.args.begin(), b.args.end(), [](const atom &a) { return atom_getsym(&a); });
+        if (file != b.args.end())
+            read(&*file);
     }
     ~picture() override { vok_object_free(matrix); }
     static void *make_matrix()
@@ -103,7 +107,7 @@ constexpr attribute attributes[] = {
 };
 
 constexpr kind rows[] = {
-    {"picture", "Holds a PNG or JPEG file as a matrix.", "[file]", "bang int float read",
+    {"picture", "Holds a PNG or JPEG file as a matrix.", "[file], the first that is given", "bang int float read",
      "bang sends the matrix, read FILE takes another picture",
      "vok_matrix and the name of the matrix|read, the file, and 1 when it was read", make<picture>, attributes},
 };
