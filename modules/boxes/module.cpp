@@ -7,8 +7,9 @@ namespace {
 
 long init()
 {
-    for (const auto kinds : {boxes::timing_kinds(), boxes::flow_kinds(), boxes::value_kinds(),
-                             boxes::message_kinds(), boxes::picture_kinds(), boxes::frame_kinds(), boxes::probe_kinds()})
+    for (const auto kinds :
+         {boxes::timing_kinds(), boxes::flow_kinds(), boxes::value_kinds(), boxes::message_kinds(),
+          boxes::picture_kinds(), boxes::frame_kinds(), boxes::probe_kinds()})
         boxes::add_kinds(kinds);
     boxes::add_library_boxes();
     return zan_err_none;

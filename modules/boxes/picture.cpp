@@ -37,7 +37,8 @@ struct picture : box {
         matrix = vok_object_register(matrix, name);
         shape(1, 2);
         // the first one that is a name: "picture $1 photo.jpg" falls back when $1 is missing
-        const auto file = std::find_if(b.args.begin(), b.args.end(), [](const atom &a) { return atom_getsym(&a); });
+        const auto file =
+            std::find_if(b.args.begin(), b.args.end(), [](const atom &a) { return atom_getsym(&a); });
         if (file != b.args.end())
             read(&*file);
     }

@@ -9,7 +9,8 @@ namespace {
 std::vector<std::string> patches_in(const char *folder)
 {
     std::vector<std::string> files;
-    for (const auto &entry : std::filesystem::directory_iterator(std::string(VOKRA_SOURCE_DIR "/examples/") + folder))
+    for (const auto &entry :
+         std::filesystem::directory_iterator(std::string(VOKRA_SOURCE_DIR "/examples/") + folder))
         files.push_back(entry.path().string());
     std::sort(files.begin(), files.end());
     return files;
