@@ -82,7 +82,11 @@ vok_err set_smooth(vok_functor_noise_checker *x, void *, long argc, atom *argv)
 
 } // namespace
 
+VOKRA_FUNCTOR_ROWS(cell)
+
 namespace vok::functor {
+
+template <> constexpr const class_rows *rows_for<vok_functor_noise_cell> = &cell_rows;
 
 template <>
 constexpr auto attributes<vok_functor_noise_cell> =

@@ -18,7 +18,7 @@ constexpr int8_t edges_4[32][4] = {
 
 // The noise at N coordinates. The corners of a simplex go from its first one along the
 // axes in falling order of the coordinates.
-template <int N, typename T> T simplex(const vok_functor_noise_simplex &x, const T *values)
+template <int N, typename T> T value_at(const vok_functor_noise_simplex &x, const T *values)
 {
     constexpr T radius = N == 2 ? T(0.5) : T(0.6);
     constexpr T scale = N == 2 ? 70 : N == 3 ? 32 : 27;
@@ -114,17 +114,17 @@ template <typename T> T vok_functor_noise_simplex::eval(long n, const T *x)
     if (!ready(n))
         return 0;
     const T pair[2] = {x[0], 0};
-    return narrowed(*this, n == 1   ? simplex<2>(*this, pair)
-                           : n == 2 ? simplex<2>(*this, x)
-                           : n == 3 ? simplex<3>(*this, x)
-                                    : simplex<4>(*this, x));
+    return narrowed(*this, n == 1   ? value_at<2>(*this, pair)
+                           : n == 2 ? value_at<2>(*this, x)
+                           : n == 3 ? value_at<3>(*this, x)
+                                    : value_at<4>(*this, x));
 }
 
 #define VOKRA_SIMPLEX(type, T, n)                                                                                 \
     T vok_functor_noise_simplex_eval_##type##_dim##n(void *x, const T *values)                                    \
     {                                                                                                             \
         auto &noise = *static_cast<vok_functor_noise_simplex *>(x);                                               \
-        return noise.ready(n) ? simplex<n>(noise, values) : 0;                                                    \
+        return noise.ready(n) ? value_at<n>(noise, values) : 0;                                                    \
     }
 VOKRA_SIMPLEX(float32, float, 2)
 VOKRA_SIMPLEX(float32, float, 3)
@@ -134,7 +134,11 @@ VOKRA_SIMPLEX(float64, double, 3)
 VOKRA_SIMPLEX(float64, double, 4)
 #undef VOKRA_SIMPLEX
 
+VOKRA_FUNCTOR_ROWS(simplex)
+
 namespace vok::functor {
+
+template <> constexpr const class_rows *rows_for<vok_functor_noise_simplex> = &simplex_rows;
 
 template <>
 constexpr auto attributes<vok_functor_noise_simplex> =

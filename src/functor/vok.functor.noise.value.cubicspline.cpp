@@ -76,7 +76,11 @@ template <typename T> T vok_functor_noise_value_cubicspline::eval(long n, const 
     }
 }
 
+VOKRA_FUNCTOR_ROWS(value_cubicspline)
+
 namespace vok::functor {
+
+template <> constexpr const class_rows *rows_for<vok_functor_noise_value_cubicspline> = &value_cubicspline_rows;
 
 template <>
 constexpr auto attributes<vok_functor_noise_value_cubicspline> =
