@@ -85,7 +85,8 @@ template <typename T> struct cubic_basis {
     }
     [[gnu::always_inline]] T at(T u, T a, T b, T c, T d) const
     {
-        return ((coefficient(0, a, b, c, d) * u + coefficient(1, a, b, c, d)) * u + coefficient(2, a, b, c, d)) * u +
+        return ((coefficient(0, a, b, c, d) * u + coefficient(1, a, b, c, d)) * u + coefficient(2, a, b, c, d)) *
+                   u +
                coefficient(3, a, b, c, d);
     }
 };

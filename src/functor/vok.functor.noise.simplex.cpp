@@ -124,7 +124,7 @@ template <typename T> T vok_functor_noise_simplex::eval(long n, const T *x)
     T vok_functor_noise_simplex_eval_##type##_dim##n(void *x, const T *values)                                    \
     {                                                                                                             \
         auto &noise = *static_cast<vok_functor_noise_simplex *>(x);                                               \
-        return noise.ready(n) ? value_at<n>(noise, values) : 0;                                                    \
+        return noise.ready(n) ? value_at<n>(noise, values) : 0;                                                   \
     }
 VOKRA_SIMPLEX(float32, float, 2)
 VOKRA_SIMPLEX(float32, float, 3)

@@ -154,8 +154,7 @@ void rows_of(const noise &x, const T *directions, long n, const T *first, const 
     }
 }
 
-template <typename T>
-void row(void *object, long n, long dimcount, const T *first, const T *others, T *values)
+template <typename T> void row(void *object, long n, long dimcount, const T *first, const T *others, T *values)
 {
     const noise &x = *static_cast<noise *>(object);
     const T *directions;
