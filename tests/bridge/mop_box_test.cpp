@@ -209,6 +209,9 @@ TEST_F(MopBox, AFailedCalculationIsReportedAndNothingGoesOut)
     EXPECT_EQ(b.take(left.name), VOK_ERR_MSDM);
     zan_service();
     EXPECT_NE(reports.one_error().find("mismatch dim"), std::string::npos);
+    counter_of(b)->answer = -2; // no code of the library
+    EXPECT_EQ(b.take(left.name), -2);
+    EXPECT_NE(reports.one_error().find("error type unspecified"), std::string::npos);
     EXPECT_EQ(e.take(), heard{});
     EXPECT_EQ(b.input(1)->matrix, nullptr);
 }
