@@ -215,13 +215,35 @@ template <typename R, typename T> T eval(void *record, long n, const T *x)
         return vok_functor_eval_fixed_with_float64(record, n, x, eval<R, double>);
 }
 
-// The product of a rule's values; the first coordinate is read whatever the count.
+// The product of a rule's values; the first coordinate is read whatever the count. Few
+// coordinates are written out: as a loop they would become a vector operation, which waits
+// for the coordinate that was just stored.
 template <typename T, typename Rule> T product_over(long n, const T *x, Rule rule)
 {
+    switch (n) {
+    case 2: return rule(x[0]) * rule(x[1]);
+    case 3: return rule(x[0]) * rule(x[1]) * rule(x[2]);
+    default: break;
+    }
     T result = rule(x[0]);
     for (long i = 1; i < n; i++)
         result *= rule(x[i]);
     return result;
+}
+
+// The sum of rule(i) over the coordinates, none of which gives -0; 0 without any.
+template <typename T, typename Rule> T sum_over(long n, Rule rule)
+{
+    switch (n) {
+    case 1: return rule(0);
+    case 2: return rule(0) + rule(1);
+    case 3: return rule(0) + rule(1) + rule(2);
+    default: break;
+    }
+    T sum = 0;
+    for (long i = 0; i < n; i++)
+        sum += rule(i);
+    return sum;
 }
 
 // The row form of every class: its rule in a loop.

@@ -4,6 +4,7 @@
 
 using vok::functor::absolute;
 using vok::functor::formats_of;
+using vok::functor::sum_over;
 
 // ---- rules without parameters ----
 
@@ -24,10 +25,7 @@ struct vok_functor_distance_euclidean_squared {
     using fixed_by = float;
     template <typename T> T eval(long n, const T *x) const
     {
-        T sum = x[0] * x[0];
-        for (long i = 1; i < n; i++)
-            sum += x[i] * x[i];
-        return sum;
+        return sum_over<T>(n < 1 ? 1 : n, [=](long i) { return x[i] * x[i]; });
     }
 };
 
@@ -47,14 +45,12 @@ struct vok_functor_distance_manhattan {
     using fixed_by = double;
     template <typename T> T eval(long n, const T *x) const
     {
-        T sum = 0;
-        for (long i = 0; i < n; i++)
-            sum += absolute(x[i]);
-        return sum;
+        return sum_over<T>(n, [=](long i) { return absolute(x[i]); });
     }
 };
 
-// ---- rules with a parameter a dimension; coordinates beyond the 32 don't count ----
+// ---- rules with a parameter a dimension; coordinates beyond the 32 don't count, and of
+// superquadratic no root is taken ----
 
 struct vok_functor_distance_manhattan_radial {
     object header;
@@ -70,10 +66,8 @@ struct vok_functor_distance_manhattan_radial {
     void derive() { radii.set(radius); }
     template <typename T> T eval(long n, const T *x) const
     {
-        T sum = 0;
-        for (long i = 0; i < n && i < 32; i++)
-            sum += absolute(x[i]) * radii.as<T>()[i];
-        return sum;
+        const T *r = radii.as<T>();
+        return sum_over<T>(n < 32 ? n : 32, [=](long i) { return absolute(x[i]) * r[i]; });
     }
 };
 
@@ -93,10 +87,8 @@ struct vok_functor_distance_superquadratic {
     void derive() { exponents.set(coefficients); }
     template <typename T> T eval(long n, const T *x) const
     {
-        T sum = 0; // of powers; no root is taken
-        for (long i = 0; i < n && i < 32; i++)
-            sum += std::pow(absolute(x[i]), exponents.as<T>()[i]);
-        return sum;
+        const T *p = exponents.as<T>();
+        return sum_over<T>(n < 32 ? n : 32, [=](long i) { return std::pow(absolute(x[i]), p[i]); });
     }
 };
 
@@ -111,20 +103,13 @@ struct vok_functor_distance_minkovsky {
     void derive() { inverse = 1 / exponent; }
     template <typename T> T eval(long n, const T *x) const
     {
-        T sum = 0;
         if (exponent == 0.5) {
-            for (long i = 0; i < n; i++)
-                sum += std::sqrt(absolute(x[i]));
+            const T sum = sum_over<T>(n, [=](long i) { return std::sqrt(absolute(x[i])); });
             return sum * sum;
         }
-        if (exponent == 4) { // squares, not fourth powers: deliberate
-            for (long i = 0; i < n; i++)
-                sum += x[i] * x[i];
-            return std::sqrt(std::sqrt(sum));
-        }
-        for (long i = 0; i < n; i++)
-            sum += std::pow(absolute(x[i]), exponent);
-        return std::pow(sum, inverse);
+        if (exponent == 4) // squares, not fourth powers: deliberate
+            return std::sqrt(std::sqrt(sum_over<T>(n, [=](long i) { return x[i] * x[i]; })));
+        return std::pow(sum_over<T>(n, [=, this](long i) { return std::pow(absolute(x[i]), exponent); }), inverse);
     }
 };
 

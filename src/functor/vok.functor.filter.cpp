@@ -10,6 +10,7 @@ using vok::functor::absolute;
 using vok::functor::fixed;
 using vok::functor::formats;
 using vok::functor::product_over;
+using vok::functor::sum_over;
 
 namespace {
 
@@ -28,11 +29,9 @@ struct vok_functor_filter_bessel {
     void derive() { radius2.set(width / 2 * (width / 2)); }
     template <typename T> T eval(long n, const T *x) const
     {
-        T s = 0, q = 0;
-        for (long i = 0; i < n; i++) {
-            s += x[i] * x[i];
-            q += x[i] * x[i] / radius2.as<T>();
-        }
+        const T r2 = radius2.as<T>();
+        const T s = sum_over<T>(n, [=](long i) { return x[i] * x[i]; });
+        const T q = sum_over<T>(n, [=](long i) { return x[i] * x[i] / r2; });
         if (q >= 1)
             return 0;
         const T r = std::sqrt(s);
@@ -77,11 +76,9 @@ struct vok_functor_filter_catmullrom {
     void derive() { inverse.set(1 / width); }
     template <typename T> T eval(long n, const T *x) const
     {
-        T a = 0, s = 0;
-        for (long i = 0; i < n; i++) {
-            a += absolute(x[i] * inverse.as<T>());
-            s += x[i] * x[i];
-        }
+        const T by = inverse.as<T>();
+        const T a = sum_over<T>(n, [=](long i) { return absolute(x[i] * by); });
+        const T s = sum_over<T>(n, [=](long i) { return x[i] * x[i]; });
         if (a >= 2)
             return 0;
         return a < 1 ? 3 * a * s - 5 * s + 2 : -8 * a + 5 * s - a * s + 4;
@@ -98,10 +95,8 @@ struct vok_functor_filter_disk {
     void derive() { inverse2.set(1 / (width / 2 * (width / 2))); }
     template <typename T> T eval(long n, const T *x) const
     {
-        T sum = 0;
-        for (long i = 0; i < n; i++)
-            sum += x[i] * x[i] * inverse2.as<T>();
-        return sum < 1 ? 1 : 0;
+        const T by = inverse2.as<T>();
+        return sum_over<T>(n, [=](long i) { return x[i] * x[i] * by; }) < 1 ? 1 : 0;
     }
     fixed eval_fixed(long n, const fixed *x) const
     {
@@ -120,20 +115,26 @@ struct vok_functor_filter_gaussian {
     object header;
     double width, alpha;
     double edge;
+    double end; // where the value is 0 for certain, however the exponential is rounded
 
     void init()
     {
         width = 2.5;
         alpha = 1;
     }
-    void derive() { edge = std::exp(-alpha * width * width); }
+    void derive()
+    {
+        edge = std::exp(-alpha * width * width);
+        end = alpha > 0 && edge > 1e-30 ? width * width + 0.01 / alpha : HUGE_VAL;
+    }
     template <typename T> T eval(long n, const T *x) const
     {
-        T s = 0;
-        for (long i = 0; i < n; i++) {
-            const T t = 2 * x[i] / static_cast<T>(width);
-            s += t * t;
-        }
+        const T s = sum_over<T>(n, [=, w = static_cast<T>(width)](long i) {
+            const T t = 2 * x[i] / w;
+            return t * t;
+        });
+        if (s > static_cast<T>(end))
+            return 0;
         const T value = std::exp(static_cast<T>(-alpha) * s) - static_cast<T>(edge);
         return value < 0 ? 0 : value;
     }
