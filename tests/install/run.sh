@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs a build into an empty folder, builds the example operator against that tree
-# alone, loads it there and runs it: run.sh SOURCE BUILD SCRATCH
+# Installs a build into an empty folder, builds the example operator and functor against
+# that tree alone, loads them there and runs them: run.sh SOURCE BUILD SCRATCH
 set -euo pipefail
 source=$1 build=$2 scratch=$3
 rm -rf "$scratch"
@@ -15,4 +15,4 @@ libdir=$(dirname "$PKG_CONFIG_PATH")
 ${CC:-cc} ${VOKRA_TEST_CFLAGS:-} -std=c11 -Wall -Wextra -Werror "$source/tests/install/run_external.c" \
     $(pkg-config --cflags vokra) -Wl,--no-as-needed -L"$libdir" -lzan -l:VokraAPI.so \
     -Wl,-rpath,"$libdir" -o "$scratch/run_external"
-"$scratch/run_external" "$scratch/external/vok.posterize.so"
+"$scratch/run_external" "$scratch/external/vok.posterize.so" "$scratch/external/vok.functor.tent.so"

@@ -1,4 +1,4 @@
-/* Loads the example operator from an installed tree and calculates with it. */
+/* Loads the example operator and functor from an installed tree and calculates with them. */
 #include <stdio.h>
 
 #include <vokra/vokra.h>
@@ -12,8 +12,8 @@ static int fail(const char *what)
 
 int main(int argc, char **argv)
 {
-    if (argc != 2)
-        return fail("usage: run_external MODULE");
+    if (argc != 3)
+        return fail("usage: run_external OPERATOR FUNCTOR");
     zan_start();
     initialize();
     if (zan_load_module("there/is/none.so") == zan_err_none)
@@ -48,6 +48,17 @@ int main(int argc, char **argv)
     vok_object_free(op);
     vok_object_free(in);
     vok_object_free(out);
+
+    if (zan_load_module(argv[2]) != zan_err_none)
+        return fail("the functor's module wasn't loaded");
+    void *tent = 0;
+    vok_functor_interface *table = 0;
+    if (vok_functor_new_object_with_interface(&tent, &table, 0, gensym("transfer.tent")) != VOK_ERR_NONE)
+        return fail("no functor of the module's class");
+    const float at[2] = {0.25f, 1.5f};
+    if (table->evalfloat32(tent, 2, at) != 0.5f)
+        return fail("the functor has the wrong value");
+    vok_object_free(tent);
     zan_stop();
     puts("run_external: right");
     return 0;
