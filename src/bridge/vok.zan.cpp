@@ -12,13 +12,23 @@ symbol *_zan_vok_ignorelist[4];
 
 namespace {
 
+// Records live as long as the process; all hang together, as leak checkers don't look into
+// the tables of methods.
+struct kept_classex {
+    zan_vok_classex record;
+    kept_classex *older;
+};
+kept_classex *newest_classex;
+
 zan_vok_classex *new_classex(long oboffset)
 {
     initialize(); // the library is up before any box is
-    auto *classex = static_cast<zan_vok_classex *>(vok_getbytes(sizeof(zan_vok_classex)));
-    if (classex)
-        *classex = {oboffset, nullptr, 0};
-    return classex;
+    auto *kept = static_cast<kept_classex *>(vok_getbytes(sizeof(kept_classex)));
+    if (!kept)
+        return nullptr;
+    *kept = {{oboffset, nullptr, 0}, newest_classex};
+    newest_classex = kept;
+    return &kept->record;
 }
 
 // The function by which a box passes on a message with this tag, or null.
