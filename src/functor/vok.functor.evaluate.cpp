@@ -216,7 +216,8 @@ template <typename T> struct slice_in : slice {
             return static_cast<T>(value) + table[d][p];
     }
 
-    // Cells of `Out`, of which char is read with its sign.
+    // Cells of `Out`, of which char is read with its sign. Where only the first coordinate
+    // moves, as it does when an expression spans a grid, the cells go as a row.
     template <typename Out> void input_row(long n, const Out *in, Out *out) const
     {
         using In = std::conditional_t<std::is_same_v<Out, uint8_t>, int8_t, Out>;
@@ -224,16 +225,28 @@ template <typename T> struct slice_in : slice {
         // fixed coordinates aren't written without an alignment: those of the last use stand
         const bool written = !std::is_same_v<T, fixed> || x->align > 0;
         const auto eval = eval_of<T>(x->functor.interface);
-        T c[32] = {}, values[block];
+        T c[32] = {}, along[block] = {}, values[block];
         for (long from = 0; from < n; from += block) {
             const long count = std::min(block, n - from);
+            const Out *head = in + from * dimcount;
+            bool row = true;
+            for (long i = 1; row && i < count; i++)
+                row = !std::memcmp(head + 1, head + i * dimcount + 1,
+                                   static_cast<size_t>(dimcount - 1) * sizeof(Out));
             for (long p = 0; p < planecount; p++) {
-                const Out *cell = in + from * dimcount;
-                for (long i = 0; i < count; i++, cell += dimcount) {
-                    for (long d = 0; written && d < dimcount; d++)
+                for (long d = 0; written && d < dimcount; d++)
+                    c[d] = coordinate(static_cast<In>(head[d]), d, p);
+                for (long i = 0; i < count; i++) {
+                    const Out *cell = head + i * dimcount;
+                    for (long d = 0; written && d < (row ? 1 : dimcount); d++)
                         c[d] = coordinate(static_cast<In>(cell[d]), d, p);
-                    values[i] = eval(x->functor.object, dimcount, c);
+                    if (row)
+                        along[i] = c[0];
+                    else
+                        values[i] = eval(x->functor.object, dimcount, c);
                 }
+                if (row)
+                    eval_row(x->functor, count, dimcount, along, c + 1, values);
                 store(count, values, p, shift, out + from * planecount);
             }
         }

@@ -1,6 +1,7 @@
 // Every registered functor, in every precision and type of cell, fills a grid by rows as its
 // own cells say one by one; and again on every instruction set.
 #include <cstring>
+#include <random>
 #include <set>
 #include <unistd.h>
 
@@ -152,6 +153,42 @@ template <typename T, typename Out> void check(const subject &s, const functor &
     }
 }
 
+// An input whose rows move in their first coordinate alone, and as they like: rows are no
+// more than their cells there either.
+template <typename T> void check_input(const subject &s, const functor &f, const char *type)
+{
+    matrix in(type, 3, {300, 3}), out(type, 1, {300, 3});
+    const filler e("vok_functor_evaluate");
+    e.set("basis " + s.name);
+    for (const std::string &text : s.settings) {
+        std::vector<atom> list = atoms("basis " + text);
+        vok_object_method_typed(e.object, gensym("setattr"), static_cast<long>(list.size()), list.data(), nullptr);
+    }
+    e.set(std::string("precision ") + format<T>::name);
+    e.set("align 0.");
+    e.set("weight 1.");
+    std::mt19937 random(7);
+    const T odd[] = {T(NAN), T(1e30), T(-1e30), T(INFINITY), T(-0.0), T(2147483648.0), T(-1), T(3)};
+    const T others[3][2] = {{T(0.3), T(-7.6)}, {T(-1), T(2)}, {T(1e9), T(0)}};
+    for (long y = 0; y < 3; y++)
+        for (long x = 0; x < 300; x++) {
+            T *c = cell<T>(in, x, y);
+            const T place = static_cast<T>(static_cast<int>(random() % 4000) - 2000);
+            c[0] = x % 37 == 36 ? odd[random() % 8] : x < 150 ? place / 17 : T(x) / 23 - 5;
+            std::copy_n(others[y], 2, c + 1);
+        }
+    ASSERT_EQ(e.run(out, in), 0);
+    for (long y = 0; y < 3; y++)
+        for (long x = 0; x < 300; x++) {
+            T c[3]; // with what the planes lie apart, here 0, added: -0 is 0 then
+            std::transform(cell<T>(in, x, y), cell<T>(in, x, y) + 3, c, [](T v) { return v + T(0); });
+            const T expected = eval(f, 3, c);
+            ASSERT_TRUE(same_bits(*cell<T>(out, x, y), expected))
+                << s.name << ", " << type << " input, cell " << x << " " << y << " at " << *cell<T>(in, x, y)
+                << ": " << *cell<T>(out, x, y) << ", not " << expected;
+        }
+}
+
 template <typename T> void check_types(const subject &s, const functor &f)
 {
     for (long dims : {2L, 3L}) {
@@ -169,6 +206,8 @@ TEST_F(FunctorHarness, rows_equal_cells)
         check_types<int32_t>(s, f);
         check_types<float>(s, f);
         check_types<double>(s, f);
+        check_input<float>(s, f, "float32");
+        check_input<double>(s, f, "float64");
         if (HasFatalFailure())
             return;
     }
