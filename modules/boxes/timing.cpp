@@ -72,8 +72,9 @@ struct metro : box {
         const double now = systimer_gettime();
         next = std::fmax(next + interval, now); // what couldn't be done in time is left out
         clock.start(next - now);                // first, so that what the bang leads to may stop it
+        shell *const me = x;                    // or free the box
         outlet_bang(out[0]);
-        zan_frame_done(x, zan_frame_beat);
+        zan_frame_done(me, zan_frame_beat);
     }
     static void set(box &b, const atom &a)
     {
