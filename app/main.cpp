@@ -57,6 +57,7 @@ int main(int argc, char **argv)
     app.set_version_flag("--version", VOKRA_VERSION);
     app.require_subcommand(1);
     int ended = program::done;
+    program::add_run(app, ended);
     program::add_patch_verbs(app, ended);
     program::add_convert(app);
     program::add_info(app);

@@ -15,6 +15,7 @@ namespace {
 std::atomic<long> errors{0};
 std::optional<std::vector<std::string>> held; // filled while reports are kept back
 
+// What a box posts is what a run gives, and goes to standard output.
 void report(void *, long kind, void *, const char *text)
 {
     if (held) {
@@ -22,10 +23,19 @@ void report(void *, long kind, void *, const char *text)
             held->emplace_back(text);
         return;
     }
+    const zan_place *place = zan_report_place();
+    if (kind == zan_report_post && place) {
+        std::printf("%s\n", text);
+        return;
+    }
     if (kind == zan_report_error)
         ++errors;
+    std::string where(size_t(zan_place_text(place, nullptr, 0)), 0);
+    zan_place_text(place, where.data(), long(where.size()) + 1);
+    if (place)
+        where += ": ";
     const char *word = kind == zan_report_error ? "error: " : kind == zan_report_warning ? "warning: " : "";
-    std::fprintf(stderr, "vokra: %s%s\n", word, text);
+    std::fprintf(stderr, "vokra: %s%s%s\n", word, where.c_str(), text);
 }
 
 // The edit distance of Levenshtein.

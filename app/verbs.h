@@ -13,5 +13,7 @@ void add_classes(CLI::App &app);
 void add_help(CLI::App &app);
 // check, fmt, graph, paths. `code` becomes what the verb ended with.
 void add_patch_verbs(CLI::App &app, int &code);
+// Likewise.
+void add_run(CLI::App &app, int &code);
 
 } // namespace program

@@ -1,0 +1,173 @@
+// Random patches: random boxes with random arguments, cords between any of them, and
+// random messages, run in virtual time. Nothing may crash, hang or leak (this is meant to
+// run under the sanitizers), and what a patch reports is the same when it runs again.
+// VOKRA_RANDOM_PATCHES says how many (1000), VOKRA_RANDOM_SEED which are the first.
+#include "scratch.h"
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <random>
+#include <regex>
+#include <sstream>
+#include <vokra/vokra.h>
+#include <zan/patch.h>
+
+namespace {
+
+long from_environment(const char *name, long otherwise)
+{
+    const char *text = std::getenv(name);
+    return text ? std::atol(text) : otherwise;
+}
+
+class generator {
+  public:
+    explicit generator(unsigned seed) : random_(seed)
+    {
+        long count = 0;
+        symbol **names = nullptr;
+        zan_box_names(&count, &names);
+        for (long i = 0; i < count; i++)
+            (strncmp(names[i]->name, "vok.", 4) ? controls_ : operators_).emplace_back(names[i]->name);
+        sysmem_freeptr(names);
+    }
+    std::string patch()
+    {
+        const long boxes = 2 + below(9);
+        std::ostringstream text;
+        text << "patch 1;\n";
+        for (long i = 0; i < boxes; i++)
+            text << "box b" << i << " " << box() << ";\n";
+        text << "box beat metro " << 5 + below(20) << ";\ncord beat 0 b0 0;\n";
+        for (long i = below(3 * boxes); i > 0; i--)
+            text << "cord b" << below(boxes) << " " << below(3) << " b" << below(boxes) << " " << below(3) << ";\n";
+        if (below(2))
+            text << "beat bang;\n";
+        for (long i = below(12); i > 0; i--)
+            text << "b" << below(boxes) << " " << message() << ";\n";
+        return text.str();
+    }
+    std::string message()
+    {
+        switch (below(10)) {
+        case 0: return "bang";
+        case 1: return number();
+        case 2: return number() + " " + number() + " " + number();
+        case 3: return "vok_matrix " + name();
+        case 4: return "dim " + size() + " " + size();
+        case 5: return "type " + pick({"char", "long", "float32", "float64", "other"});
+        case 6: return "planecount " + size();
+        case 7: return pick(words_) + " " + number();
+        case 8: return pick(words_) + " " + pick(words_);
+        default: return pick(words_);
+        }
+    }
+
+  private:
+    long below(long n) { return long(random_() % (unsigned long)(n > 1 ? n : 1)); }
+    std::string pick(const std::vector<std::string> &from) { return from[size_t(below(long(from.size())))]; }
+    std::string number()
+    {
+        return pick({"0", "1", "2", "3", "-1", "0.5", "-7.25", "1e9", "-9223372036854775807", "255", "17"});
+    }
+    std::string size() { return pick({"1", "2", "4", "7", "16", "33", "0", "-1", "40000000000"}); }
+    std::string name() { return pick({"one", "two", "nosuch"}); }
+    std::string box()
+    {
+        static const std::map<std::string, std::string> arguments = {
+            {"vok.matrix", "one 4 char 8 8"}, {"vok.op", "@op +"},      {"vok.expr", "@expr in[0]+1"},
+            {"trigger", "b i l"},             {"route", "1 bang dim"},  {"message", "set $1, bang"},
+            {"send", "there"},                {"receive", "there"},     {"delay", "3"},
+            {"metro", "4"},                   {"gate", "2"},            {"pack", "1 2.5 word"}};
+        const std::string c = pick(below(2) && !operators_.empty() ? operators_ : controls_);
+        const auto usual = arguments.find(c);
+        std::string text = c;
+        if (usual != arguments.end() && below(3))
+            text += " " + usual->second;
+        for (long i = below(3); i > 0; i--)
+            text += " " + pick({number(), size(), name(), pick(words_)});
+        if (below(4) == 0)
+            text += " @" + pick(words_) + " " + number();
+        return text;
+    }
+
+    std::mt19937 random_;
+    std::vector<std::string> controls_, operators_;
+    const std::vector<std::string> words_{
+        "set",     "reset",       "stop",    "clear",   "adapt",   "outputmode",  "val",        "op",
+        "thru",    "name",        "start",   "read",    "list",    "symbol",      "append",     "getattributes",
+        "summary", "getstate",    "dimlink", "interp",  "outputmatrix", "attrindex", "importattrs", "exprfill",
+        "setall",  "setcell",     "getcell", "fill",    "expr",    "usurp",       "in2_name",   "out_name"};
+};
+
+class RandomPatches : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        zan_start();
+        initialize();
+        before_ = std::filesystem::current_path();
+        std::filesystem::current_path(folder_.name()); // some boxes write files
+    }
+    void TearDown() override
+    {
+        zan_set_clock(zan_clock_real);
+        std::filesystem::current_path(before_);
+    }
+    // What the patch reports while it runs for a short time.
+    static std::vector<std::string> run(const std::string &text, unsigned seed)
+    {
+        zan_set_clock(zan_clock_real); // time begins anew
+        zan_set_clock(zan_clock_virtual);
+        vok_rand_setseed(1);
+        report_catcher reports;
+        std::mt19937 random(seed);
+        generator words(seed);
+        zan_patch *p = zan_patch_parse("random", text.c_str(), -1);
+        zan_patch_open(p, 0, nullptr);
+        zan_set_frame_limit(20);
+        zan_patch_start(p);
+        for (int i = 0; i < 5; i++) {
+            zan_run_until(10.0 * i);
+            zan_patch_box box;
+            if (!zan_patch_getbox(p, long(random() % 12), &box)) {
+                std::string message = words.message();
+                atom a;
+                atom_setlong(&a, long(random() % 5));
+                zan_send(box.box, long(random() % 3), gensym(message.substr(0, message.find(' ')).c_str()),
+                         long(random() % 2), &a);
+            }
+        }
+        zan_patch_free(p);
+        zan_set_frame_limit(0);
+        while (zan_service())
+            ;
+        EXPECT_EQ(zan_run_until(INFINITY), zan_ran_dry) << text; // nothing of it is left in the queues
+        std::vector<std::string> told = reports.take();
+        for (std::string &line : told) // automatic names differ from run to run
+            line = std::regex_replace(line, std::regex("u[0-9]{9}"), "NAME");
+        return told;
+    }
+    scratch_folder folder_;
+    std::filesystem::path before_;
+};
+
+TEST_F(RandomPatches, NeitherCrashNorHangNorLeakAndRepeatThemselves)
+{
+    const long first = from_environment("VOKRA_RANDOM_SEED", 1);
+    const long count = from_environment("VOKRA_RANDOM_PATCHES", 1000);
+    size_t told = 0;
+    for (long seed = first; seed < first + count; seed++) {
+        const std::string text = generator(unsigned(seed)).patch();
+        RecordProperty("seed", int(seed));
+        const std::vector<std::string> once = run(text, unsigned(seed)); // what is made once is made here
+        const long alive = zan_object_count(nullptr);
+        const std::vector<std::string> again = run(text, unsigned(seed));
+        ASSERT_EQ(zan_object_count(nullptr), alive) << "seed " << seed << "\n" << text;
+        ASSERT_EQ(again, once) << "seed " << seed << "\n" << text;
+        told += once.size();
+    }
+    EXPECT_GT(told, size_t(count)); // they did something
+}
+
+} // namespace
