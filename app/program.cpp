@@ -1,5 +1,6 @@
 // Reports and hints, shared by all verbs.
 #include "program.h"
+#include "patches.h"
 
 #include <algorithm>
 #include <atomic>
@@ -30,12 +31,8 @@ void report(void *, long kind, void *, const char *text)
     }
     if (kind == zan_report_error)
         ++errors;
-    std::string where(size_t(zan_place_text(place, nullptr, 0)), 0);
-    zan_place_text(place, where.data(), long(where.size()) + 1);
-    if (place)
-        where += ": ";
     const char *word = kind == zan_report_error ? "error: " : kind == zan_report_warning ? "warning: " : "";
-    std::fprintf(stderr, "vokra: %s%s%s\n", word, where.c_str(), text);
+    std::fprintf(stderr, "vokra: %s%s\n", word, told(place, text).c_str());
 }
 
 // The edit distance of Levenshtein.

@@ -1,5 +1,4 @@
 // vokra run: opens a patch and lets it run, in real time or as fast as it can.
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cerrno>
@@ -7,16 +6,13 @@
 #include <csignal>
 #include <cstdio>
 #include <functional>
-#include <iostream>
-#include <iterator>
 #include <memory>
 #include <thread>
 #include <unistd.h>
 
 #include <vokra/vokra.h>
-#include <zan/patch.h>
 
-#include "program.h"
+#include "patches.h"
 #include "run_report.h"
 #include "verbs.h"
 
@@ -25,32 +21,14 @@ namespace {
 
 struct run_options {
     std::string patch, time, clock = "real", progress;
-    std::vector<std::string> arguments, settings, paths;
+    std::vector<std::string> arguments, settings;
     std::vector<std::vector<std::string>> messages;
     long frames = 0;
     bool profile = false, stats = false;
 };
 
-// A word of the command line as a number or symbol.
-atom atom_of(const std::string &word)
-{
-    atom a;
-    char *end = nullptr;
-    const long whole = std::strtol(word.c_str(), &end, 10);
-    if (!word.empty() && !*end) {
-        atom_setlong(&a, whole);
-        return a;
-    }
-    const double number = std::strtod(word.c_str(), &end);
-    if (!word.empty() && !*end)
-        atom_setfloat(&a, number);
-    else
-        atom_setsym(&a, gensym(word.c_str()));
-    return a;
-}
-
 // The words of a text, as a patch would read them.
-std::vector<atom> atoms_of(const std::string &text)
+std::vector<atom> atoms_in(const std::string &text)
 {
     void *buffer = binbuf_new();
     std::vector<atom> atoms;
@@ -80,58 +58,18 @@ double milliseconds_of(const std::string &text)
     throw failure(wrong_use, "run: --for " + text + ": a time is a number with ms, s, m or h, as 500ms or 10s");
 }
 
-class patch {
-  public:
-    explicit patch(const std::string &name) : p_(read(name)) {}
-    ~patch() { zan_patch_free(p_); }
-    patch(const patch &) = delete;
-    patch &operator=(const patch &) = delete;
-    zan_patch *get() const { return p_; }
-
-    // The exit code that its findings ask for; those of a class come first.
-    exit_code verdict() const
-    {
-        exit_code code = done;
-        zan_finding f;
-        for (long i = 0; !zan_patch_finding(p_, i, &f); i++)
-            if (f.severity == zan_report_error)
-                code = std::max(code, f.kind == zan_finding_class  ? class_missing
-                                      : f.kind == zan_finding_file ? file_trouble
-                                                                   : work_reported_errors);
-        return code;
-    }
-    bool is_empty() const
-    {
-        zan_patch_box box;
-        return zan_patch_getbox(p_, 0, &box) != 0;
-    }
-    // What a name on the command line means: a box, or who receives under it.
-    void *find(const std::string &name, const char *option) const
-    {
-        symbol *s = gensym(name.c_str());
-        if (void *box = zan_patch_find(p_, s))
-            return box;
-        const auto word = reinterpret_cast<uintptr_t>(s->thing); // may be a function just as well
-        if (word >= 65536 && word % 16 == 0 && object_class(s->thing))
-            return s->thing;
-        std::vector<std::string> known;
-        zan_patch_box box;
-        for (long i = 0; !zan_patch_getbox(p_, i, &box); i++)
-            known.emplace_back(box.name->name);
-        throw failure(wrong_use, std::string("run: ") + option + ": the patch has no box " + name +
-                                     did_you_mean(name, known));
-    }
-
-  private:
-    static zan_patch *read(const std::string &name)
-    {
-        if (name != "-")
-            return zan_patch_read(name.c_str());
-        const std::string text{std::istreambuf_iterator<char>(std::cin), {}};
-        return zan_patch_parse("standard input", text.c_str(), long(text.size()));
-    }
-    zan_patch *p_;
-};
+// What a name on the command line means: a box, or who receives under it.
+void *find(const patch &p, const std::string &name, const char *option)
+{
+    symbol *s = gensym(name.c_str());
+    if (void *box = zan_patch_find(p.get(), s))
+        return box;
+    const auto word = reinterpret_cast<uintptr_t>(s->thing); // may be a function just as well
+    if (word >= 65536 && word % 16 == 0 && object_class(s->thing))
+        return s->thing;
+    throw failure(wrong_use, std::string("run: ") + option + ": the patch has no box " + name +
+                                 did_you_mean(name, p.box_names()));
+}
 
 // box.attr=value
 void set(const patch &p, const std::string &setting)
@@ -140,7 +78,7 @@ void set(const patch &p, const std::string &setting)
     const size_t dot = equals == std::string::npos ? equals : setting.rfind('.', equals);
     if (dot == std::string::npos || dot == 0 || dot + 1 == equals)
         throw failure(wrong_use, "run: --set " + setting + ": it is written box.attribute=value");
-    void *box = p.find(setting.substr(0, dot), "--set");
+    void *box = find(p, setting.substr(0, dot), "--set");
     const std::string name = setting.substr(dot + 1, equals - dot - 1);
     symbol *attribute = gensym(name.c_str());
     if (!object_attr_usercanset(box, attribute)) {
@@ -155,22 +93,18 @@ void set(const patch &p, const std::string &setting)
         throw failure(wrong_use, "run: --set " + setting + ": " + object_classname(box)->name +
                                      " has no attribute " + name + " to set" + did_you_mean(name, known));
     }
-    std::vector<atom> values = atoms_of(setting.substr(equals + 1));
+    std::vector<atom> values = atoms_in(setting.substr(equals + 1));
     zan_send(box, 0, attribute, long(values.size()), values.data());
 }
 
 // NAME MESSAGE..., each a word of the command line, or all of it in one.
 void send(const patch &p, const std::vector<std::string> &words)
 {
-    std::vector<atom> atoms;
-    if (words.size() == 1)
-        atoms = atoms_of(words[0]);
-    else
-        std::transform(words.begin(), words.end(), std::back_inserter(atoms), atom_of);
+    std::vector<atom> atoms = words.size() == 1 ? atoms_in(words[0]) : atoms_of(words);
     symbol *name = atoms.empty() ? nullptr : atom_getsym(&atoms[0]);
     if (!name || atoms.size() < 2)
         throw failure(wrong_use, "run: --send: a name and a message are wanted, as --send photo read a.png");
-    void *receiver = p.find(name->name, "--send");
+    void *receiver = find(p, name->name, "--send");
     atom *argv = &atoms[1];
     long argc = long(atoms.size()) - 1;
     symbol *selector = atom_getsym(argv);
@@ -256,10 +190,8 @@ void finish()
 
 int run(const run_options &o)
 {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0); // what boxes print is seen when they print it
     const double length = o.time.empty() ? INFINITY : milliseconds_of(o.time);
-    for (const std::string &folder : o.paths)
-        if (path_addsearchpath(folder.c_str()))
-            throw failure(file_trouble, "run: --path " + folder + ": there is no such folder");
     const bool is_virtual = o.clock == "virtual";
     zan_set_clock(is_virtual ? zan_clock_virtual : zan_clock_real);
     if (is_virtual)
@@ -276,11 +208,10 @@ int run(const run_options &o)
     });
 
     const patch p(o.patch);
-    std::vector<atom> arguments;
-    std::transform(o.arguments.begin(), o.arguments.end(), std::back_inserter(arguments), atom_of);
+    const std::vector<atom> arguments = atoms_of(o.arguments);
     zan_patch_open(p.get(), long(arguments.size()), arguments.data());
-    exit_code code = p.verdict();
-    if (code != done && p.is_empty())
+    const exit_code code = p.verdict();
+    if (code != done && p.box_names().empty())
         return code;
     for (const std::string &setting : o.settings)
         set(p, setting);
@@ -333,10 +264,7 @@ void add_run(CLI::App &app, int &code)
     verb->add_option("--send", o->messages, "send a message to a box, or to a name that boxes receive at, when the "
                                             "patch has started")
         ->type_name("NAME MESSAGE...");
-    verb->add_option("--path", o->paths, "look for patches, classes and files in this folder too")
-        ->expected(1)
-        ->take_all()
-        ->type_name("FOLDER");
+    add_path_option(verb);
     verb->add_flag("--profile", o->profile, "tell the messages, time and bytes of each box and class at the end");
     verb->add_flag("--stats", o->stats, "tell what is alive at start and end, and how full the queues were");
     verb->add_option("--progress", o->progress, "tell how far it is twice a second")

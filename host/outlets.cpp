@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <iterator>
 #include <mutex>
 #include <new>
 #include <pthread.h>
@@ -265,39 +266,35 @@ zan_word handle_typed(object *box, long inlet, symbol *sel, long argc, atom *arg
 
 // ---- the way there ----
 
+// Names the innermost loop that the message went round, even if it was dropped on a way
+// that leads out of it.
 __attribute__((noinline, cold)) void tell_overflow(object *box, symbol *sel)
 {
     here.overflowed = true;
-    std::vector<std::string> names;
-    const auto name = [](object *x) {
-        if (!looks_live(x))
-            return std::string("?");
-        const symbol *id = zbox_get_id(x);
-        return std::string(id ? id->name : object_classname(x)->name);
-    };
-    bool loop = false;
-    names.push_back(name(box));
-    for (delivery *d = here.top; d && !loop; d = d->outer) {
-        names.push_back(name(d->box));
-        loop = d->box == box;
-    }
-    if (!loop) {
+    std::vector<object *> boxes{box}; // from the innermost
+    for (const delivery *d = here.top; d; d = d->outer)
+        boxes.push_back(d->box);
+    auto first = boxes.begin(), again = boxes.end();
+    for (; first != boxes.end(); ++first)
+        if ((again = std::find(first + 1, boxes.end(), *first)) != boxes.end())
+            break;
+    if (first == boxes.end()) {
         object_error(box, "\"%s\" is dropped: it went through more than %d boxes", sel->name, here.depth - 1);
         return;
     }
     constexpr size_t shown = 16;
+    const std::vector<object *> loop(std::make_reverse_iterator(again + 1), std::make_reverse_iterator(first));
     std::string way;
-    std::reverse(names.begin(), names.end());
-    for (size_t i = 0; i < names.size(); i++) {
-        if (i)
-            way += " -> ";
-        if (names.size() > shown && i == shown - 1) {
+    for (size_t i = 0; i < loop.size(); i++) {
+        const symbol *id = zbox_get_id(loop[i]);
+        way += i ? " -> " : "";
+        if (loop.size() > shown && i == shown - 2) {
             way += "... -> ";
-            i = names.size() - 1;
+            i = loop.size() - 1;
         }
-        way += names[i];
+        way += !looks_live(loop[i]) ? "?" : id ? id->name : object_classname(loop[i])->name;
     }
-    object_error(box, "\"%s\" is dropped: these cords make a loop: %s", sel->name, way.c_str());
+    object_error(*first, "\"%s\" is dropped: these cords make a loop: %s", sel->name, way.c_str());
 }
 
 // Inside a passage. False when the message is dropped for its depth.

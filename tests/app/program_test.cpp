@@ -1,46 +1,12 @@
 // The program as a person runs it: what goes in, what comes out, the one line that says
 // what is wrong, and the exit code.
-#include <gtest/gtest.h>
-
-#include <sys/wait.h>
-
-#include <cstdio>
-#include <cstdlib>
+#include "program_runner.h"
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-
-#include "scratch.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct outcome {
-    int code;
-    std::string out, err;
-};
-
-class Program : public testing::Test {
-  protected:
-    // Runs `vokra ARGS` through the shell, in the scratch folder.
-    outcome run(const std::string &args, const std::string &before = "") const
-    {
-        const std::string err = folder / "stderr", out = folder / "stdout";
-        const std::string command = "cd '" + folder.name() + "' && " + before + " '" VOKRA_BIN_DIR "/vokra' " +
-                                    args + " >'" + out + "' 2>'" + err + "'";
-        const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(out), read(err)};
-    }
-    static std::string read(const std::string &name)
-    {
-        std::ifstream in(name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-    scratch_folder folder;
-    const std::string picture = "'" VOKRA_SOURCE_DIR "/examples/pictures/harbour.png'";
-};
 
 TEST_F(Program, wrong_use_and_files_give_one_line_and_a_code)
 {
