@@ -37,16 +37,17 @@ std::string text_of(symbol *s)
 
 std::string as_json(const run_figures &f, const char *state)
 {
-    return nlohmann::ordered_json{{"state", state},         {"frames", f.frames},   {"time_ms", f.ms},
-                                  {"seconds", f.seconds}, {"errors", f.errors}}
+    return nlohmann::ordered_json{
+        {"state", state}, {"frames", f.frames}, {"time_ms", f.ms}, {"seconds", f.seconds}, {"errors", f.errors}}
         .dump();
 }
 
 std::string as_text(const run_figures &f)
 {
     char text[200];
-    std::snprintf(text, sizeof text, "%ld frame%s in %.2f s (%.1f a second), %.3f s of the patch's time, %ld error%s",
-                  f.frames, f.frames == 1 ? "" : "s", f.seconds, f.seconds > 0 ? double(f.frames) / f.seconds : 0,
+    std::snprintf(text, sizeof text,
+                  "%ld frame%s in %.2f s (%.1f a second), %.3f s of the patch's time, %ld error%s", f.frames,
+                  f.frames == 1 ? "" : "s", f.seconds, f.seconds > 0 ? double(f.frames) / f.seconds : 0,
                   f.ms * 1e-3, f.errors, f.errors == 1 ? "" : "s");
     return text;
 }
@@ -95,7 +96,8 @@ void print_stats(const run_stats &start, const run_stats &end)
     row("bytes of their cells", start.bytes, end.bytes);
     row("names of library objects", start.names, end.names);
     row("kilobytes resident", start.resident, end.resident);
-    std::fprintf(stderr, "%-34s %12s %12s %12s %12s %12s\n", "queues", "waiting", "most", "passed", "dropped", "limit");
+    std::fprintf(stderr, "%-34s %12s %12s %12s %12s %12s\n", "queues", "waiting", "most", "passed", "dropped",
+                 "limit");
     constexpr const char *queues[zan_queue_kinds] = {"deferred", "deferred low", "qelems", "clocks"};
     for (long q = 0; q < zan_queue_kinds; q++) {
         zan_queue_info i;
@@ -121,8 +123,8 @@ void print_profile()
     if (zan_profile_get(&count, &rows))
         return;
     const auto head = [](const char *what) {
-        std::fprintf(stderr, "%-44s %10s %12s %12s %12s %14s\n", what, "messages", "own ms", "total ms", "worst ms",
-                     "bytes");
+        std::fprintf(stderr, "%-44s %10s %12s %12s %12s %14s\n", what, "messages", "own ms", "total ms",
+                     "worst ms", "bytes");
     };
     const auto line = [](const std::string &what, const zan_profile_row &r, bool total) {
         char all[20] = "";

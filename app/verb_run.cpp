@@ -1,7 +1,7 @@
 // vokra run: opens a patch and lets it run, in real time or as fast as it can.
 #include <atomic>
-#include <chrono>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -155,8 +155,8 @@ class watcher {
         const sigset_t signals = handled();
         const timespec interval{0, 500000000};
         while (!ends_) {
-            const int caught = progress.empty() ? sigwaitinfo(&signals, nullptr)
-                                                : sigtimedwait(&signals, nullptr, &interval);
+            const int caught =
+                progress.empty() ? sigwaitinfo(&signals, nullptr) : sigtimedwait(&signals, nullptr, &interval);
             if ((caught == SIGINT || caught == SIGTERM) && ++interrupts_ > 1)
                 _exit(program::interrupted);
             if (caught == SIGINT || caught == SIGTERM)
@@ -230,7 +230,7 @@ int run(const run_options &o)
         object_error(nullptr, "the patch came to its end after %ld of %ld frames", zan_frames(), o.frames);
     const run_stats at_end = run_stats::now();
     zan_patch_close(p.get()); // files are closed, so that what goes wrong there is told and counted
-    zan_merge_reports(1); // tells what was counted
+    zan_merge_reports(1);     // tells what was counted
     if (o.profile)
         print_profile();
     if (o.stats)
@@ -246,10 +246,11 @@ void add_run(CLI::App &app, int &code)
 {
     auto o = std::make_shared<run_options>();
     CLI::App *verb = app.add_subcommand(
-        "run", "Open a patch and let it run until its time or frames are over, a quit box ends it, nothing is left "
-               "to do, or the interrupt key is pressed (once: what is under way is finished; twice: at once). A "
-               "frame is one picture written by a frames box, or, in a patch without one, one beat of the metro.\n"
-               "Example: vokra run fade.patch --clock virtual --frames 100 --set mix.op=absdiff");
+        "run",
+        "Open a patch and let it run until its time or frames are over, a quit box ends it, nothing is left "
+        "to do, or the interrupt key is pressed (once: what is under way is finished; twice: at once). A "
+        "frame is one picture written by a frames box, or, in a patch without one, one beat of the metro.\n"
+        "Example: vokra run fade.patch --clock virtual --frames 100 --set mix.op=absdiff");
     verb->add_option("patch", o->patch, "the patch, - for standard input")->required();
     verb->add_option("arguments", o->arguments, "what $1, $2... stand for in it");
     verb->add_option("--for", o->time, "how long, of the patch's time: 500ms, 10s, 2m, 1h")->type_name("TIME");
@@ -261,8 +262,9 @@ void add_run(CLI::App &app, int &code)
         ->expected(1)
         ->take_all()
         ->type_name("BOX.ATTRIBUTE=VALUE");
-    verb->add_option("--send", o->messages, "send a message to a box, or to a name that boxes receive at, when the "
-                                            "patch has started")
+    verb->add_option("--send", o->messages,
+                     "send a message to a box, or to a name that boxes receive at, when the "
+                     "patch has started")
         ->type_name("NAME MESSAGE...");
     add_path_option(verb);
     verb->add_flag("--profile", o->profile, "tell the messages, time and bytes of each box and class at the end");

@@ -101,8 +101,9 @@ TEST_F(RunVerb, what_is_told_of_a_run)
     std::string told = o.err; // without the columns
     told.erase(std::unique(told.begin(), told.end(), [](char a, char b) { return a == ' ' && b == ' '; }),
                told.end());
-    for (const char *said : {"count.patch:3: count (counter) 50 ", "\"state\":\"done\",\"frames\":50",
-                             "\"time_ms\":980.0", "\"errors\":0", "\n metro 1 ", "\n counter 1 1\n", "clocks 0 1 50 0 65536"})
+    for (const char *said :
+         {"count.patch:3: count (counter) 50 ", "\"state\":\"done\",\"frames\":50", "\"time_ms\":980.0",
+          "\"errors\":0", "\n metro 1 ", "\n counter 1 1\n", "clocks 0 1 50 0 65536"})
         EXPECT_NE(told.find(said), std::string::npos) << said << "\n" << told;
     folder.make("stdin.patch", "patch 1; box a print; a from stdin;");
     EXPECT_EQ(run("run - <stdin.patch").out, "from stdin\n");

@@ -40,7 +40,8 @@ class generator {
             text << "box b" << i << " " << box() << ";\n";
         text << "box beat metro " << 5 + below(20) << ";\ncord beat 0 b0 0;\n";
         for (long i = below(3 * boxes); i > 0; i--)
-            text << "cord b" << below(boxes) << " " << below(3) << " b" << below(boxes) << " " << below(3) << ";\n";
+            text << "cord b" << below(boxes) << " " << below(3) << " b" << below(boxes) << " " << below(3)
+                 << ";\n";
         if (below(2))
             text << "beat bang;\n";
         for (long i = below(12); i > 0; i--)
@@ -74,11 +75,18 @@ class generator {
     std::string name() { return pick({"one", "two", "nosuch"}); }
     std::string box()
     {
-        static const std::map<std::string, std::string> arguments = {
-            {"vok.matrix", "one 4 char 8 8"}, {"vok.op", "@op +"},      {"vok.expr", "@expr in[0]+1"},
-            {"trigger", "b i l"},             {"route", "1 bang dim"},  {"message", "set $1, bang"},
-            {"send", "there"},                {"receive", "there"},     {"delay", "3"},
-            {"metro", "4"},                   {"gate", "2"},            {"pack", "1 2.5 word"}};
+        static const std::map<std::string, std::string> arguments = {{"vok.matrix", "one 4 char 8 8"},
+                                                                     {"vok.op", "@op +"},
+                                                                     {"vok.expr", "@expr in[0]+1"},
+                                                                     {"trigger", "b i l"},
+                                                                     {"route", "1 bang dim"},
+                                                                     {"message", "set $1, bang"},
+                                                                     {"send", "there"},
+                                                                     {"receive", "there"},
+                                                                     {"delay", "3"},
+                                                                     {"metro", "4"},
+                                                                     {"gate", "2"},
+                                                                     {"pack", "1 2.5 word"}};
         const std::string c = pick(below(2) && !operators_.empty() ? operators_ : controls_);
         const auto usual = arguments.find(c);
         std::string text = c;
@@ -94,10 +102,10 @@ class generator {
     std::mt19937 random_;
     std::vector<std::string> controls_, operators_;
     const std::vector<std::string> words_{
-        "set",     "reset",       "stop",    "clear",   "adapt",   "outputmode",  "val",        "op",
-        "thru",    "name",        "start",   "read",    "list",    "symbol",      "append",     "getattributes",
-        "summary", "getstate",    "dimlink", "interp",  "outputmatrix", "attrindex", "importattrs", "exprfill",
-        "setall",  "setcell",     "getcell", "fill",    "expr",    "usurp",       "in2_name",   "out_name"};
+        "set",     "reset",    "stop",    "clear",  "adapt",        "outputmode", "val",         "op",
+        "thru",    "name",     "start",   "read",   "list",         "symbol",     "append",      "getattributes",
+        "summary", "getstate", "dimlink", "interp", "outputmatrix", "attrindex",  "importattrs", "exprfill",
+        "setall",  "setcell",  "getcell", "fill",   "expr",         "usurp",      "in2_name",    "out_name"};
 };
 
 class RandomPatches : public testing::Test {
