@@ -118,8 +118,8 @@ constexpr uint32_t file_code(const char (&text)[5])
 std::string full_name(short path, const char *name);
 // The full name of the first file of this name where box classes are looked for, or empty (paths.cpp).
 std::string class_file(const std::string &name);
-// While one lives, files are looked for in the folder of this patch too: ahead of all others
-// while the patch is in the making, behind those of other patches afterwards (paths.cpp).
+// While one lives, files are looked for in the folder of this patch too. One in the making
+// goes ahead of all others, and ends before one that was made earlier (paths.cpp).
 class open_folder {
   public:
     open_folder(std::string folder, bool in_the_making);
@@ -129,6 +129,7 @@ class open_folder {
 
   private:
     std::string folder_;
+    bool in_the_making_;
 };
 // The identifier of a folder by its absolute name; 0 when no more can be given out (paths.cpp).
 short path_of_folder(const std::string &folder);

@@ -25,7 +25,8 @@ struct path_tables {
     std::mutex lock;
     std::vector<std::string> folders; // folder i has the identifier -1 - i
     std::vector<std::string> added;   // the search path's own part, first searched first
-    std::vector<std::string> patches; // of open patches, last searched first
+    std::vector<std::string> open;    // of open patches, first searched first
+    std::vector<std::string> making;  // of patches in the making, each in the one ahead of it
 };
 
 // Never destroyed: other threads may still ask for names while the process ends.
@@ -108,10 +109,14 @@ std::vector<std::string> search_folders(bool for_classes)
     std::vector<std::string> folders;
     {
         std::lock_guard hold(tables().lock);
-        const auto &open = tables().patches;
-        for (auto folder = open.rbegin(); folder != open.rend(); ++folder)
-            if (std::find(folders.begin(), folders.end(), *folder) == folders.end())
-                folders.push_back(*folder);
+        const path_tables &t = tables();
+        if (!t.making.empty())
+            folders.push_back(t.making.back());
+        // a patch in the making gets its classes from its own folder, and not from another's
+        if (folders.empty() || !for_classes)
+            for (const std::string &folder : t.open) // many may come from one
+                if (std::find(folders.begin(), folders.end(), folder) == folders.end())
+                    folders.push_back(folder);
         if (folders.empty() || !for_classes)
             folders.push_back(here);
         folders.insert(folders.end(), tables().added.begin(), tables().added.end());
@@ -193,20 +198,18 @@ std::string class_file(const std::string &name)
     return "";
 }
 
-open_folder::open_folder(std::string folder, bool in_the_making) : folder_(std::move(folder))
+open_folder::open_folder(std::string folder, bool in_the_making)
+    : folder_(std::move(folder)), in_the_making_(in_the_making)
 {
     std::lock_guard hold(tables().lock);
-    auto &open = tables().patches;
-    open.insert(in_the_making ? open.end() : open.begin(), folder_);
+    (in_the_making ? tables().making : tables().open).push_back(folder_);
 }
 
 open_folder::~open_folder()
 {
     std::lock_guard hold(tables().lock);
-    auto &open = tables().patches;
-    const auto own = std::find(open.rbegin(), open.rend(), folder_);
-    if (own != open.rend())
-        open.erase(std::next(own).base());
+    std::vector<std::string> &all = in_the_making_ ? tables().making : tables().open;
+    all.erase(std::next(std::find(all.rbegin(), all.rend(), folder_)).base());
 }
 
 } // namespace zan

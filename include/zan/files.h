@@ -39,9 +39,9 @@ ZAN_EXPORT long path_addsearchpath(const char *folder);
  * be there. Those of open patches come first (the one in the making ahead of all), then
  * the current one. */
 ZAN_EXPORT short path_getsearchpath(long index, char *folder);
-/* The same where box classes are looked for, externals and patches: the folders of open
- * patches (the current one when none is open), those added, $VOKRA_PATH, the user's data
- * folder, the installed one. */
+/* The same where box classes are looked for, externals and patches: the folder of the
+ * patch in the making (else those of open patches, else the current one), those added,
+ * $VOKRA_PATH, the user's data folder, the installed one. */
 ZAN_EXPORT short path_getclasspath(long index, char *folder);
 /* permission 1 read, 2 write, 3 both; the file must be there. *file null on error. */
 ZAN_EXPORT long path_opensysfile(const char *name, short path, zan_file_handle *file, short permission);

@@ -1,0 +1,59 @@
+// What the tests of patches share: a patch that goes with its scope, its findings as
+// lines, and a box class that writes down what it hears.
+#pragma once
+#include <scratch.h>
+#include <zan/patch.h>
+
+class test_patch {
+  public:
+    explicit test_patch(const std::string &text) : p_(zan_patch_parse("t", text.c_str(), long(text.size()))) {}
+    struct in_file { // in a folder
+        std::string name;
+    };
+    explicit test_patch(const in_file &f) : p_(zan_patch_read(f.name.c_str())) {}
+    ~test_patch() { zan_patch_free(p_); }
+    test_patch(const test_patch &) = delete;
+    test_patch &operator=(const test_patch &) = delete;
+    operator zan_patch *() const { return p_; }
+
+    // "LINE BOX: text", errors and warnings, those of other files with "NAME:" ahead.
+    std::vector<std::string> findings() const
+    {
+        std::vector<std::string> lines;
+        zan_finding f;
+        for (long i = 0; !zan_patch_finding(p_, i, &f); i++) {
+            const std::string file = std::filesystem::path(f.place.file ? f.place.file->name : "t").filename();
+            lines.push_back((file == "t" ? "" : file + ":") + std::to_string(f.place.line) +
+                            (f.place.box ? std::string(" ") + f.place.box->name : "") + ": " +
+                            (f.severity == zan_report_warning ? "warning: " : "") + f.text);
+        }
+        return lines;
+    }
+    // The canonical text, "-" when there is none.
+    std::string text() const
+    {
+        long size = 0;
+        char *t = zan_patch_text(p_, &size);
+        const std::string copy = t ? std::string(t, size_t(size)) : "-";
+        sysmem_freeptr(t);
+        return copy;
+    }
+    void *find(const char *name) const { return zan_patch_find(p_, gensym(name)); }
+
+  private:
+    zan_patch *p_;
+};
+
+// What boxes of class t.hear have heard: "NAME SELECTOR ATOMS", the name their first argument.
+inline std::vector<std::string> heard;
+
+// Classes that the tests make patches of: t.hear [NAME] with three inlets and an outlet that
+// passes everything on, the attribute speed, the messages only and write; t.refuses, which makes
+// nothing; t.loads, which bangs at loadbang; t.unread, which takes its arguments as written.
+class test_classes {
+  public:
+    test_classes();
+    ~test_classes();
+    test_classes(const test_classes &) = delete;
+    test_classes &operator=(const test_classes &) = delete;
+};
