@@ -93,9 +93,11 @@ TEST_F(Listener, AttachesAtOnceOrWhenTheNameAppears)
     appear();
     EXPECT_TRUE(attached());
 
+    listener->polltime = 50;
     object_free(subject);
     subject = nullptr;
     EXPECT_EQ(heard.back(), "free");
+    EXPECT_EQ(listener->polltime, 2) << "it polls again";
     EXPECT_EQ(listener->subjectname, name);
     appear();
     EXPECT_TRUE(attached()) << "to the next of that name";
