@@ -9,33 +9,11 @@
 #include <zan/zan.h>
 
 #include "bridge/mop_box.h"
+#include "matrix/format_arguments.h"
 
 namespace {
 
 constexpr const char *matrix_message = "vok_matrix";
-
-struct format {
-    vok_matrix_info info;
-    bool given; // by arguments
-};
-
-// planecount, type, dim ...
-format read_format(long argc, const atom *argv)
-{
-    format f{{}, argc > 0};
-    vok_matrix_info_default(&f.info);
-    if (!f.given)
-        return f;
-    if (argv[0].type == argtype_long || argv[0].type == argtype_float)
-        f.info.planecount = atom_getlong(argv);
-    if (argc > 1 && argv[1].type == argtype_sym)
-        f.info.type = atom_getsym(argv + 1);
-    if (argc > 2)
-        f.info.dimcount = std::min(argc - 2, long{VOK_MATRIX_MAX_DIMCOUNT});
-    for (long i = 0; argc > 2 && i < f.info.dimcount; i++)
-        f.info.dim[i] = atom_getlong(argv + 2 + i);
-    return f;
-}
 
 } // namespace
 
@@ -99,20 +77,23 @@ vok_err zan_vok_mop_matrix_args(void *x, long argc, atom *argv)
     vok_mop *mop = vok::operator_of(x);
     if (!mop)
         return VOK_ERR_EROR;
-    const format f = read_format(argv ? zan_vok_attr_args_offset(argc, argv) : 0, argv);
-    if (f.given)
+    const long given = argv ? zan_vok_attr_args_offset(argc, argv) : 0;
+    vok_matrix_info wanted;
+    vok_matrix_info_default(&wanted);
+    vok::read_format(&wanted, given, argv);
+    if (given > 0)
         mop->adapt = 0;
     mop->outputmode = zan_vok_outputmode_normal;
     vok::each_own(mop, [&](vok_mop_io *io) {
         vok_matrix_info info;
         vok::send(io->matrix, _vok_sym_getinfo, &info);
         if (io->typelink)
-            info.type = f.info.type;
+            info.type = wanted.type;
         if (io->planelink)
-            info.planecount = f.info.planecount;
+            info.planecount = wanted.planecount;
         if (io->dimlink) {
-            info.dimcount = f.info.dimcount;
-            std::copy_n(f.info.dim, f.info.dimcount, info.dim);
+            info.dimcount = wanted.dimcount;
+            std::copy_n(wanted.dim, wanted.dimcount, info.dim);
         }
         vok::restrict_info(io, &info);
         vok::send(io->matrix, _vok_sym_setinfo, &info);

@@ -2,8 +2,6 @@
 // its class, and how it passes on the messages and attributes of the matrix, which are
 // copied from the class vok_matrix when this one is made. Files and movies have a file
 // of their own.
-#include <algorithm>
-
 #include <vokra/commonsyms.h>
 #include <vokra/kernel.h>
 #include <vokra/matrix.h>
@@ -12,6 +10,7 @@
 
 #include "kernel/class_table.h"
 #include "kernel/message.h"
+#include "matrix/format_arguments.h"
 #include "matrix/matrix_symbols.h"
 
 using namespace vok;
@@ -61,20 +60,6 @@ bool is_matrix(void *x)
 symbol *usable_name(symbol *name)
 {
     return name && name != _vok_sym_nothing ? name : vok_symbol_unique();
-}
-
-// planecount, type, dim ...
-void read_format(vok_matrix_info *info, long argc, const atom *argv)
-{
-    if (argc > 0 && (argv[0].type == argtype_long || argv[0].type == argtype_float))
-        info->planecount = std::clamp(atom_getlong(argv), zan_word{1}, zan_word{VOK_MATRIX_MAX_PLANECOUNT});
-    if (argc > 1 && argv[1].type == argtype_sym)
-        info->type = atom_getsym(argv + 1);
-    const long extents = std::min(argc - 2, long{VOK_MATRIX_MAX_DIMCOUNT});
-    if (extents > 0)
-        info->dimcount = extents;
-    for (long i = 0; i < extents; i++)
-        info->dim[i] = atom_getlong(argv + 2 + i);
 }
 
 // A new matrix under the name, or the older one that has it; null when neither can be.

@@ -94,19 +94,23 @@ outcome read_from(vok_matrix_wrapper *x, const place &p)
 outcome write_to(vok_matrix_wrapper *x, const place &p)
 {
     open_file file;
-    long end = 0;
-    if (path_createsysfile(p.name, p.path, file_type, &file.handle))
+    if (path_createsysfile(p.name, p.path, file_type, &file.handle)) {
         vok_object_error(x, "vok.matrix: could not create file %s", p.name);
-    else if (!x->matrix)
+        return failed;
+    }
+    if (!x->matrix) {
         vok_object_error(x, "vok.matrix: error writing file");
-    else if (vok_bin_write_header(file, 0))
-        vok_object_error(x, "vok.matrix: could not write header %s", p.name);
-    else if (vok_bin_write_matrix(file, x->matrix) || sysfile_getpos(file, &end) || sysfile_seteof(file, end))
-        vok_object_error(x, "vok.matrix: could not write matrix %s", p.name);
-    else if (vok_bin_write_header(file, end) || file.close())
-        vok_object_error(x, "vok.matrix: could not write header %s", p.name);
-    else
+        return failed;
+    }
+    long end = 0;
+    bool header = !vok_bin_write_header(file, 0);
+    const bool matrix = header && !vok_bin_write_matrix(file, x->matrix) && !sysfile_getpos(file, &end) &&
+                        !sysfile_seteof(file, end);
+    if (matrix)
+        header = !vok_bin_write_header(file, end) && !file.close();
+    if (header && matrix)
         return done;
+    vok_object_error(x, "vok.matrix: could not write %s %s", header ? "matrix" : "header", p.name);
     return failed;
 }
 
