@@ -102,6 +102,11 @@ template <int N, typename T> struct spline_rows {
     block<T> fraction, out;
     spans s;
 
+    spline_rows(const vok_functor_noise_tables &of, const T *matrix) : tables(of)
+    {
+        __builtin_memcpy(basis.m, matrix, sizeof basis.m);
+    }
+
     // The values of all lines at one lattice column.
     void fill(int32_t c0, T *column) const
     {
@@ -181,8 +186,7 @@ template <int N, typename T>
 bool rows_of(vok_functor_noise_value_cubicspline &x, const T *matrix, long n, const T *first, const T *others,
              T *values)
 {
-    spline_rows<N, T> o{x.tables, {}, {}, {}, {}, {}, {}, {}};
-    __builtin_memcpy(o.basis.m, matrix, sizeof o.basis.m);
+    spline_rows<N, T> o(x.tables, matrix);
     for (int d = 1; d < N; d++) {
         o.rest[d] = floored(others[d - 1]);
         o.place[d] = confined(others[d - 1] - static_cast<T>(o.rest[d]));

@@ -303,7 +303,7 @@ double vok_functor_noise_voronoi_combine_float64(void *x, long count, vok_functo
 
 namespace {
 
-using voronoi = vok_functor_noise_voronoi;
+using record = vok_functor_noise_voronoi;
 
 // One of the class's words, or an error with the word, or without when there is none.
 struct word_list {
@@ -312,7 +312,7 @@ struct word_list {
     const char *error, *error_without;
 };
 
-vok_err take_word(voronoi *x, symbol *voronoi::*field, const word_list &list, long argc, atom *argv, size_t *index)
+vok_err take_word(record *x, symbol *record::*field, const word_list &list, long argc, atom *argv, size_t *index)
 {
     if (!x)
         return VOK_ERR_INVP;
@@ -331,11 +331,11 @@ vok_err take_word(voronoi *x, symbol *voronoi::*field, const word_list &list, lo
     return VOK_ERR_EROR;
 }
 
-vok_err set_combiner(voronoi *x, void *, long argc, atom *argv)
+vok_err set_combiner(record *x, void *, long argc, atom *argv)
 {
     static constexpr const char *words[] = {"add", "+", "mult", "*"};
     size_t index;
-    const vok_err err = take_word(x, &voronoi::combiner,
+    const vok_err err = take_word(x, &record::combiner,
                                   {words, std::size(words), "invalid combination operation specified",
                                    "invalid combination operation specified"},
                                   argc, argv, &index);
@@ -344,12 +344,12 @@ vok_err set_combiner(voronoi *x, void *, long argc, atom *argv)
     return err;
 }
 
-vok_err set_metric(voronoi *x, void *, long argc, atom *argv)
+vok_err set_metric(record *x, void *, long argc, atom *argv)
 {
     static constexpr const char *words[] = {"distance", "id"};
     size_t index;
     const vok_err err =
-        take_word(x, &voronoi::metric,
+        take_word(x, &record::metric,
                   {words, std::size(words), "invalid metric specified", "invalid metric operation specified"},
                   argc, argv, &index);
     if (!err)
@@ -357,19 +357,19 @@ vok_err set_metric(voronoi *x, void *, long argc, atom *argv)
     return err;
 }
 
-vok_err set_shape(voronoi *x, void *, long argc, atom *argv)
+vok_err set_shape(record *x, void *, long argc, atom *argv)
 {
     static constexpr const char *words[] = {"random", "triangle", "square", "hexagon", "octagon"};
     size_t index;
-    const vok_err err = take_word(x, &voronoi::shape,
+    const vok_err err = take_word(x, &record::shape,
                                   {words, std::size(words), "invalid shape specified", "invalid shape specified"},
                                   argc, argv, &index);
     if (!err)
-        x->placing = static_cast<voronoi::placement>(index);
+        x->placing = static_cast<record::placement>(index);
     return err;
 }
 
-vok_err set_features(voronoi *x, void *, long argc, atom *argv)
+vok_err set_features(record *x, void *, long argc, atom *argv)
 {
     if (!x)
         return VOK_ERR_INVP;
@@ -385,7 +385,7 @@ vok_err set_features(voronoi *x, void *, long argc, atom *argv)
 }
 
 // As many as there are ranks; the others keep their values.
-template <double *voronoi::*field> vok_err set_list(voronoi *x, void *, long argc, atom *argv)
+template <double *record::*field> vok_err set_list(record *x, void *, long argc, atom *argv)
 {
     if (!x || (argc > 0 && !argv))
         return VOK_ERR_INVP;
@@ -394,7 +394,7 @@ template <double *voronoi::*field> vok_err set_list(voronoi *x, void *, long arg
     return VOK_ERR_NONE;
 }
 
-template <double *voronoi::*field> vok_err get_list(voronoi *x, void *, long *argc, atom **argv)
+template <double *record::*field> vok_err get_list(record *x, void *, long *argc, atom **argv)
 {
     if (!x || !argc || !argv)
         return VOK_ERR_INVP;
@@ -408,7 +408,11 @@ template <double *voronoi::*field> vok_err get_list(voronoi *x, void *, long *ar
 
 } // namespace
 
+VOKRA_FUNCTOR_ROWS(voronoi)
+
 namespace vok::functor {
+
+template <> constexpr const class_rows *rows_for<record> = &voronoi_rows;
 
 constexpr attribute list(const char *name, function get, function set, const char *label)
 {
@@ -427,21 +431,21 @@ constexpr attribute word(const char *name, long offset, function set, const char
 }
 
 template <>
-constexpr auto attributes<voronoi> = std::array{
-    VOKRA_NOISE_FLAGS(voronoi),
-    VOKRA_NOISE_SEED(voronoi),
-    list("weight", fn<get_list<&voronoi::weight>>, fn<set_list<&voronoi::weight>>, "Weight"),
-    list("exp", fn<get_list<&voronoi::exp>>, fn<set_list<&voronoi::exp>>, "Exponent"),
-    VOKRA_NOISE_TABLESIZE(voronoi),
-    VOKRA_FUNCTOR_SYMBOL(voronoi, distance, "Distance", &voronoi::make_distance),
-    word("combiner", offsetof(voronoi, combiner), fn<set_combiner>, "Combiner", "add + mult *"),
-    word("metric", offsetof(voronoi, metric), fn<set_metric>, "Metric", "distance id"),
-    word("shape", offsetof(voronoi, shape), fn<set_shape>, "Shape", "random triangle square hexagon octagon"),
-    number("features", "long", offsetof(voronoi, features), fn<set_features>, "Features"),
-    VOKRA_FUNCTOR_NUMBER(voronoi, density, "Density"),
-    VOKRA_FUNCTOR_FLAG(voronoi, postsqrt, "Square Root Afterwards", nullptr)};
+constexpr auto attributes<record> = std::array{
+    VOKRA_NOISE_FLAGS(record),
+    VOKRA_NOISE_SEED(record),
+    list("weight", fn<get_list<&record::weight>>, fn<set_list<&record::weight>>, "Weight"),
+    list("exp", fn<get_list<&record::exp>>, fn<set_list<&record::exp>>, "Exponent"),
+    VOKRA_NOISE_TABLESIZE(record),
+    VOKRA_FUNCTOR_SYMBOL(record, distance, "Distance", &record::make_distance),
+    word("combiner", offsetof(record, combiner), fn<set_combiner>, "Combiner", "add + mult *"),
+    word("metric", offsetof(record, metric), fn<set_metric>, "Metric", "distance id"),
+    word("shape", offsetof(record, shape), fn<set_shape>, "Shape", "random triangle square hexagon octagon"),
+    number("features", "long", offsetof(record, features), fn<set_features>, "Features"),
+    VOKRA_FUNCTOR_NUMBER(record, density, "Density"),
+    VOKRA_FUNCTOR_FLAG(record, postsqrt, "Square Root Afterwards", nullptr)};
 
-template <> constexpr auto roles<voronoi> = std::array{role<voronoi>{"distance", &voronoi::held}};
+template <> constexpr auto roles<record> = std::array{role<record>{"distance", &record::held}};
 
 } // namespace vok::functor
 
