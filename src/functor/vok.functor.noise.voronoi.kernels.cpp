@@ -63,8 +63,8 @@ template <int N, typename T> struct listed {
     int32_t column; // that the list was made for
     bool made;
     int count;
-    T first[most_features];         // along dimension 0
-    T square[most_features][N];     // distances along the others, from 1 on
+    T first[most_features];     // along dimension 0
+    T square[most_features][N]; // distances along the others, from 1 on
     int32_t mark[most_features];
 };
 
@@ -132,8 +132,8 @@ template <int N, typename T> struct voronoi_row {
             k = h & mask;
         }
         uint32_t start = after(one_step, static_cast<uint32_t>(k));
-        const int32_t wanted = truncated(
-            (2 * density - half) * lattice[static_cast<int32_t>(start) & mask] + half + T(0.5));
+        const int32_t wanted =
+            truncated((2 * density - half) * lattice[static_cast<int32_t>(start) & mask] + half + T(0.5));
         list.count = wanted < 1 ? 1 : wanted < most_features ? wanted : most_features;
         start = after(one_step, start);
         for (int f = 0; f < list.count; f++) {
@@ -258,7 +258,8 @@ template <int N, typename T> struct voronoi_row {
         for (long i = 0; i < n; i++)
             sum[i] = x.multiplies ? 1 : 0;
         for (int r = 0; r < ranks; r++) {
-            const T weight = x.weight ? static_cast<T>(x.weight[r]) : 1, exp = x.exp ? static_cast<T>(x.exp[r]) : 1;
+            const T weight = x.weight ? static_cast<T>(x.weight[r]) : 1,
+                    exp = x.exp ? static_cast<T>(x.exp[r]) : 1;
             T *d = distance[r];
             if (exp == 0) {
                 for (long i = 0; i < n; i++)
@@ -372,8 +373,7 @@ void rows_of(noise &x, const T *lattice, long n, const T *first, const T *others
     }
 }
 
-template <typename T>
-void row(void *object, long n, long dimcount, const T *first, const T *others, T *values)
+template <typename T> void row(void *object, long n, long dimcount, const T *first, const T *others, T *values)
 {
     auto &x = *static_cast<noise *>(object);
     const T *lattice;
