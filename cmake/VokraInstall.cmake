@@ -11,6 +11,9 @@ if(TARGET vokra)
   install(TARGETS vokra RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
+install(DIRECTORY examples/patches examples/help examples/pictures DESTINATION ${CMAKE_INSTALL_DATADIR}/vokra/examples
+  FILES_MATCHING PATTERN "*.patch" PATTERN "*.png")
+
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/vokra)
 install(EXPORT vokra NAMESPACE vokra:: FILE vokraTargets.cmake DESTINATION ${package})
 file(WRITE ${CMAKE_BINARY_DIR}/vokraConfig.cmake "include(\${CMAKE_CURRENT_LIST_DIR}/vokraTargets.cmake)\n")

@@ -160,6 +160,13 @@ void calculate(void *x)
     zan_vok_mop_outputmatrix(x);
 }
 
+// For operators of a variable number, whose inputs and outputs are spoken to by name.
+void other_message(void *x, symbol *selector, long argc, atom *argv)
+{
+    if (zan_vok_mop_variable_anything(x, selector, argc, argv))
+        object_error(x, "doesn't understand \"%s\"", selector->name);
+}
+
 // ---- vok.matrix ----
 
 void output_matrix(void *x)
@@ -221,7 +228,7 @@ void add_operator(zan_class *c, zan_class *library, const vok_mop *adornment)
     if (bang)
         class_addmethod(c, erase(calculate), "bang", 0);
     if (is_variable(adornment))
-        class_addmethod(c, erase(zan_vok_mop_variable_anything), "anything", argtype_gimme, 0);
+        class_addmethod(c, erase(other_message), "anything", argtype_gimme, 0);
     if (adornment->inputcount < 0)
         add_count(c, "inputs", erase(get_count<&vok_mop::inputcount>),
                   erase(set_count<zan_vok_mop_inputs_resize>));
@@ -236,6 +243,20 @@ void add_matrix(zan_class *c)
     class_addmethod(c, erase(output_matrix), "bang", 0);
     class_addmethod(c, erase(take_matrix), "vok_matrix", argtype_gimme, 0);
     zan_vok_mop_setup_probing(c);
+}
+
+void describe(zan_class *c, const vok_mop *adornment)
+{
+    const auto counted = [](long count, const char *what) {
+        return (count < 0 ? "any number of" : std::to_string(count)) + " " + what + (count == 1 ? "" : "s");
+    };
+    std::string text = "Holds a matrix under a name, copies others into it, reads and writes files.";
+    if (adornment)
+        text = "Matrix operator with " + counted(adornment->inputcount, "input") + " and " +
+               counted(adornment->outputcount, "output") + ".";
+    else if (class_nameget(c) != matrix_box())
+        text = "Object that answers messages from its outlet.";
+    zan_class_setdigest(c, text.c_str());
 }
 
 zan_class *find(symbol *name)
@@ -258,6 +279,7 @@ zan_class *find(symbol *name)
         if (name == matrix_box())
             add_matrix(c);
     }
+    describe(c, adornment_of(library));
     class_register(gensym("box"), c);
     return c;
 }

@@ -72,12 +72,12 @@ struct counter : box {
     void count()
     {
         const long now = std::clamp(next, std::min(min, max), std::max(min, max));
-        if (direction == up || (direction == updown && now <= min))
-            step = 1;
-        else if (direction == down || now >= max)
-            step = -1;
-        const bool last = now == (step > 0 ? max : min) || (direction == updown && now == min);
-        next = last && direction != updown ? (step > 0 ? min : max) : now + step;
+        if (direction != updown)
+            step = direction == up ? 1 : -1;
+        else if (now == min || now == max)
+            step = now == min ? 1 : -1;
+        const bool begins_again = direction != updown && now == (direction == up ? max : min);
+        next = !begins_again ? now + step : direction == up ? min : max;
         if (now == (direction == down ? min : max))
             outlet_bang(out[1]);
         outlet_int(out[0], now);

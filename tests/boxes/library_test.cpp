@@ -131,6 +131,8 @@ TEST(LibraryBoxes, AVariableOperatorTakesItsNumberOfInputs)
     p.send(expr, "0 getinputs");
     EXPECT_EQ(p.heard(), "1 inputs 3");
     EXPECT_EQ(p.errors(), "");
+    p.send(expr, "0 inptus 3");
+    EXPECT_EQ(p.errors(), "doesn't understand \"inptus\"");
 }
 
 TEST(LibraryBoxes, AnExpressionCalculatesAtABang)
