@@ -22,6 +22,7 @@ template <class F> zan_method erase(F *fn)
 struct library_box {
     object header;
     zan_vok_obex *obex;
+    void *out; // of vok.matrix
 };
 
 symbol *vokra_space()
@@ -134,7 +135,7 @@ void *make_box(symbol *name, long argc, atom *argv)
         zan_vok_obex_vokob_set(x, o);
         zan_vok_obex_dumpout_set(x, outlet_new(x, nullptr));
         if (name == matrix_box())
-            outlet_new(x, "vok_matrix");
+            static_cast<library_box *>(x)->out = outlet_new(x, "vok_matrix");
     }
     zan_vok_attr_args(x, argc, argv);
     return x;
@@ -169,15 +170,15 @@ void other_message(void *x, symbol *selector, long argc, atom *argv)
 
 // ---- vok.matrix ----
 
-void output_matrix(void *x)
+void output_matrix(library_box *x)
 {
     atom name;
-    atom_setsym(&name, object_attr_getsym(zan_vok_obex_vokob_get(x), gensym("name")));
-    outlet_anything(outlet_nth(x, 0), gensym("vok_matrix"), 1, &name);
+    atom_setsym(&name, object_attr_getsym(zan_vok_obex_vokob_get(x), _vok_sym_name));
+    outlet_anything(x->out, _vok_sym_vok_matrix, 1, &name);
 }
 
 // Takes a copy, in its own format or in that of the matrix (adapt), and sends it on.
-void take_matrix(void *x, symbol *, long argc, atom *argv)
+void take_matrix(library_box *x, symbol *, long argc, atom *argv)
 {
     symbol *name = argc > 0 ? atom_getsym(argv) : nullptr;
     void *matrix = name ? vok_object_findregistered(name) : nullptr;
