@@ -63,7 +63,7 @@ vok_mop *adornment_of(zan_class *c)
 
 // Whether a patch could do anything with an object of the class: it calculates matrices,
 // or takes messages beyond those of every class. What has attributes alone is a part of
-// something else (a functor, an input's record), which takes it by name.
+// something else, such as the record of an operator's input.
 bool is_usable(zan_class *c)
 {
     bool usable = adornment_of(c) != nullptr;
