@@ -20,6 +20,7 @@
 #include <vokra/numerics.h>
 #include <vokra/op.h>
 #include <vokra/parallel_pool.h>
+#include <vokra/vecmath.h>
 #include <vokra/pixel_formats.h>
 
 #include "kernel/message.h"
@@ -86,6 +87,7 @@ constexpr step steps[] = {
     {"vok_class", make_class_of_classes},
     {"vok_linklist", vok_linklist_init},
     {"vok_class registered", register_class_of_classes},
+    {"vector constants", vok_vecmath_init},
     {"attributes", vok_attr_init},
     {"vok_usurp", vok_zan_init},
     {"vok_matrix", vok_matrix_init},
