@@ -129,7 +129,8 @@ void vok_mat4_get_inverse_rot_trans(vok_mat4 *out, const vok_mat4 *m)
         for (int row = 0; row < 3; row++)
             made.e[col * 4 + row] = m->e[row * 4 + col];
     for (int row = 0; row < 3; row++)
-        made.e[12 + row] = -(m->e[row * 4] * m->e[12] + m->e[row * 4 + 1] * m->e[13] + m->e[row * 4 + 2] * m->e[14]);
+        made.e[12 + row] =
+            -(m->e[row * 4] * m->e[12] + m->e[row * 4 + 1] * m->e[13] + m->e[row * 4 + 2] * m->e[14]);
     *out = made;
 }
 
@@ -177,7 +178,8 @@ void vok_mat4_look_at(vok_mat4 *out, const vok_vec3 *eye, const vok_vec3 *target
     const vok_vec3 z = normalized(*eye - *target);
     const vok_vec3 x = normalized(cross(*up, z));
     const vok_vec3 y = normalized(cross(z, x));
-    *out = {{x.x, y.x, z.x, 0, x.y, y.y, z.y, 0, x.z, y.z, z.z, 0, -dot(x, *eye), -dot(y, *eye), -dot(z, *eye), 1}};
+    *out = {
+        {x.x, y.x, z.x, 0, x.y, y.y, z.y, 0, x.z, y.z, z.z, 0, -dot(x, *eye), -dot(y, *eye), -dot(z, *eye), 1}};
 }
 
 void vok_mat4_frustum(vok_mat4 *out, float left, float right, float bottom, float top, float near_z, float far_z)
@@ -202,7 +204,8 @@ void vok_mat4_ortho(vok_mat4 *out, float left, float right, float bottom, float 
 
 void vok_mat4_ortho_view(vok_mat4 *out, float fovy, float aspect, float near_z, float far_z)
 {
-    const float top = static_cast<float>(2.0 * std::tan(static_cast<double>(fovy) * 3.14159265358979323846 / 360.0));
+    const float top =
+        static_cast<float>(2.0 * std::tan(static_cast<double>(fovy) * 3.14159265358979323846 / 360.0));
     const float right = top * aspect;
     vok_mat4_ortho(out, -right, right, -top, top, near_z, far_z);
 }

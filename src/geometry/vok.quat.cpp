@@ -159,7 +159,7 @@ void vok_quat_shortest_arc(vok_quat *out, const vok_vec3 *from_any, const vok_ve
         if (dot(a, a) < 1e-12f)
             a = cross({0, 1, 0}, from);
         normalize(&a);
-        normalize(&a); // twice, deliberately
+        normalize(&a);                                             // twice, deliberately
         *out = {a.x, a.y, a.z, std::bit_cast<float>(0xB33BBD2Eu)}; // the cosine of a quarter turn in float
         return;
     }
@@ -183,7 +183,8 @@ void vok_quat_slerp_shortest(vok_quat *out, const vok_quat *a, const vok_quat *b
 void vok_quat_lerp(vok_quat *out, const vok_quat *a, const vok_quat *b, long shortest, float t)
 {
     const vok_quat to = shortest && dot(*a, *b) < 0 ? negated(*b) : *b;
-    *out = {a->x + t * (to.x - a->x), a->y + t * (to.y - a->y), a->z + t * (to.z - a->z), a->w + t * (to.w - a->w)};
+    *out = {a->x + t * (to.x - a->x), a->y + t * (to.y - a->y), a->z + t * (to.z - a->z),
+            a->w + t * (to.w - a->w)};
 }
 
 void vok_quat_squad(vok_quat *out, const vok_quat *q0, const vok_quat *a, const vok_quat *b, const vok_quat *q1,

@@ -119,7 +119,8 @@ long vok_ray_intersects_box(float *t, const vok_ray *ray, const vok_aabox *box)
     for (int i = 0; i < 3; i++)
         for (const bool upper : {false, true}) {
             const float face = upper ? high[i] : low[i];
-            const bool towards = upper ? origin[i] >= face && direction[i] < 0 : origin[i] <= face && direction[i] > 0;
+            const bool towards =
+                upper ? origin[i] >= face && direction[i] < 0 : origin[i] <= face && direction[i] > 0;
             if (!towards)
                 continue;
             const float at = (face - origin[i]) / direction[i];

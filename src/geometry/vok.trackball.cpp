@@ -5,7 +5,10 @@
 #include <algorithm>
 
 #define VOKRA_DEFINE_V(v, real)                                                                                   \
-    void v##zero(real *a) { v##set(a, 0, 0, 0); }                                                                 \
+    void v##zero(real *a)                                                                                         \
+    {                                                                                                             \
+        v##set(a, 0, 0, 0);                                                                                       \
+    }                                                                                                             \
     void v##set(real *a, real x, real y, real z)                                                                  \
     {                                                                                                             \
         a[0] = x;                                                                                                 \
@@ -16,15 +19,30 @@
     {                                                                                                             \
         v##set(out, a[0] - b[0], a[1] - b[1], a[2] - b[2]);                                                       \
     }                                                                                                             \
-    void v##copy(const real *a, real *out) { v##set(out, a[0], a[1], a[2]); }                                     \
+    void v##copy(const real *a, real *out)                                                                        \
+    {                                                                                                             \
+        v##set(out, a[0], a[1], a[2]);                                                                            \
+    }                                                                                                             \
     void v##cross(const real *a, const real *b, real *out)                                                        \
     {                                                                                                             \
         v##set(out, a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]);             \
     }                                                                                                             \
-    real v##length(const real *a) { return std::sqrt(v##dot(a, a)); }                                             \
-    void v##scale(real *a, real s) { v##set(a, a[0] * s, a[1] * s, a[2] * s); }                                   \
-    void v##normal(real *a) { v##scale(a, 1 / v##length(a)); }                                                    \
-    real v##dot(const real *a, const real *b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }                 \
+    real v##length(const real *a)                                                                                 \
+    {                                                                                                             \
+        return std::sqrt(v##dot(a, a));                                                                           \
+    }                                                                                                             \
+    void v##scale(real *a, real s)                                                                                \
+    {                                                                                                             \
+        v##set(a, a[0] * s, a[1] * s, a[2] * s);                                                                  \
+    }                                                                                                             \
+    void v##normal(real *a)                                                                                       \
+    {                                                                                                             \
+        v##scale(a, 1 / v##length(a));                                                                            \
+    }                                                                                                             \
+    real v##dot(const real *a, const real *b)                                                                     \
+    {                                                                                                             \
+        return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];                                                           \
+    }                                                                                                             \
     void v##add(const real *a, const real *b, real *out)                                                          \
     {                                                                                                             \
         v##set(out, a[0] + b[0], a[1] + b[1], a[2] + b[2]);                                                       \

@@ -106,12 +106,18 @@ vok_vec3 projected(const vok_vec4 &v)
     {                                                                                                             \
         each(out, [=](int) { return value; });                                                                    \
     }                                                                                                             \
-    void vok_##v##_assign(vok_##v *out, const vok_##v *a) { *out = *a; }                                          \
+    void vok_##v##_assign(vok_##v *out, const vok_##v *a)                                                         \
+    {                                                                                                             \
+        *out = *a;                                                                                                \
+    }                                                                                                             \
     void vok_##v##_from_array(vok_##v *out, const float *array)                                                   \
     {                                                                                                             \
         each(out, [=](int i) { return array[i]; });                                                               \
     }                                                                                                             \
-    void vok_##v##_to_array(float *array, const vok_##v *a) { std::copy_n(numbers(a), size<vok_##v>, array); }    \
+    void vok_##v##_to_array(float *array, const vok_##v *a)                                                       \
+    {                                                                                                             \
+        std::copy_n(numbers(a), size<vok_##v>, array);                                                            \
+    }                                                                                                             \
     float vok_##v##_get_coord(const vok_##v *a, long index)                                                       \
     {                                                                                                             \
         return index >= 0 && index < size<vok_##v> ? numbers(a)[index] : 0.0f;                                    \
@@ -120,7 +126,10 @@ vok_vec3 projected(const vok_vec4 &v)
     {                                                                                                             \
         return all<vok_##v>([=](int i) { return numbers(a)[i] == numbers(b)[i]; });                               \
     }                                                                                                             \
-    long vok_##v##_not_equal(const vok_##v *a, const vok_##v *b) { return !vok_##v##_equal(a, b); }               \
+    long vok_##v##_not_equal(const vok_##v *a, const vok_##v *b)                                                  \
+    {                                                                                                             \
+        return !vok_##v##_equal(a, b);                                                                            \
+    }                                                                                                             \
     void vok_##v##_div(vok_##v *out, const vok_##v *a, const vok_##v *b)                                          \
     {                                                                                                             \
         each(out, [=](int i) { return numbers(a)[i] / numbers(b)[i]; });                                          \
@@ -137,14 +146,26 @@ vok_vec3 projected(const vok_vec4 &v)
     {                                                                                                             \
         each(out, [=](int i) { return numbers(a)[i] * s; });                                                      \
     }                                                                                                             \
-    void vok_##v##_accum_scale(vok_##v *a, float s) { vok_##v##_scale(a, a, s); }                                 \
+    void vok_##v##_accum_scale(vok_##v *a, float s)                                                               \
+    {                                                                                                             \
+        vok_##v##_scale(a, a, s);                                                                                 \
+    }                                                                                                             \
     void vok_##v##_negate(vok_##v *out, const vok_##v *a)                                                         \
     {                                                                                                             \
         each(out, [=](int i) { return -numbers(a)[i]; });                                                         \
     }                                                                                                             \
-    float vok_##v##_mag_sqr(const vok_##v *a) { return dot(*a, *a); }                                             \
-    float vok_##v##_mag(const vok_##v *a) { return std::sqrt(dot(*a, *a)); }                                      \
-    float vok_##v##_dot(const vok_##v *a, const vok_##v *b) { return dot(*a, *b); }                               \
+    float vok_##v##_mag_sqr(const vok_##v *a)                                                                     \
+    {                                                                                                             \
+        return dot(*a, *a);                                                                                       \
+    }                                                                                                             \
+    float vok_##v##_mag(const vok_##v *a)                                                                         \
+    {                                                                                                             \
+        return std::sqrt(dot(*a, *a));                                                                            \
+    }                                                                                                             \
+    float vok_##v##_dot(const vok_##v *a, const vok_##v *b)                                                       \
+    {                                                                                                             \
+        return dot(*a, *b);                                                                                       \
+    }                                                                                                             \
     void vok_##v##_min(vok_##v *out, const vok_##v *a, const vok_##v *b)                                          \
     {                                                                                                             \
         each(out, [=](int i) { return std::min(numbers(a)[i], numbers(b)[i]); });                                 \
@@ -167,8 +188,14 @@ VOKRA_DEFINE_TUPLE(quat)
     {                                                                                                             \
         each(out, [=](int i) { return numbers(a)[i] * numbers(b)[i]; });                                          \
     }                                                                                                             \
-    void vok_##v##_accum_add(vok_##v *a, const vok_##v *b) { vok_##v##_add(a, a, b); }                            \
-    void vok_##v##_accum_sub(vok_##v *a, const vok_##v *b) { vok_##v##_sub(a, a, b); }                            \
+    void vok_##v##_accum_add(vok_##v *a, const vok_##v *b)                                                        \
+    {                                                                                                             \
+        vok_##v##_add(a, a, b);                                                                                   \
+    }                                                                                                             \
+    void vok_##v##_accum_sub(vok_##v *a, const vok_##v *b)                                                        \
+    {                                                                                                             \
+        vok_##v##_sub(a, a, b);                                                                                   \
+    }                                                                                                             \
     void vok_##v##_lerp(vok_##v *out, const vok_##v *a, const vok_##v *b, float t)                                \
     {                                                                                                             \
         each(out, [=](int i) { return numbers(a)[i] + t * (numbers(b)[i] - numbers(a)[i]); });                    \
@@ -197,7 +224,10 @@ void vok_vec3_to_coords(const vok_vec3 *a, float *x, float *y, float *z)
     *z = a->z;
 }
 #define VOKRA_DEFINE_COORDS(v)                                                                                    \
-    void vok_##v##_from_coords(vok_##v *out, float x, float y, float z, float w) { *out = {x, y, z, w}; }         \
+    void vok_##v##_from_coords(vok_##v *out, float x, float y, float z, float w)                                  \
+    {                                                                                                             \
+        *out = {x, y, z, w};                                                                                      \
+    }                                                                                                             \
     void vok_##v##_to_coords(const vok_##v *a, float *x, float *y, float *z, float *w)                            \
     {                                                                                                             \
         *x = a->x;                                                                                                \
@@ -271,13 +301,34 @@ void vok_vec3_cubemap_normal(vok_vec3 *out, long u, long v, long face, long size
 // ---- matrices ----
 
 #define VOKRA_DEFINE_MATRIX(m, v)                                                                                 \
-    void vok_##m##_assign(vok_##m *out, const vok_##m *a) { *out = *a; }                                          \
-    void vok_##m##_from_array(vok_##m *out, const float *array) { std::copy_n(array, size<vok_##m>, out->e); }    \
-    void vok_##m##_to_array(float *array, const vok_##m *a) { std::copy_n(a->e, size<vok_##m>, array); }          \
-    void vok_##m##_from_array3x3(vok_##m *out, const float *array) { take(out, array, 3); }                       \
-    void vok_##m##_from_array4x4(vok_##m *out, const float *array) { take(out, array, 4); }                       \
-    void vok_##m##_to_array3x3(float *array, const vok_##m *a) { give(array, 3, a); }                             \
-    void vok_##m##_to_array4x4(float *array, const vok_##m *a) { give(array, 4, a); }                             \
+    void vok_##m##_assign(vok_##m *out, const vok_##m *a)                                                         \
+    {                                                                                                             \
+        *out = *a;                                                                                                \
+    }                                                                                                             \
+    void vok_##m##_from_array(vok_##m *out, const float *array)                                                   \
+    {                                                                                                             \
+        std::copy_n(array, size<vok_##m>, out->e);                                                                \
+    }                                                                                                             \
+    void vok_##m##_to_array(float *array, const vok_##m *a)                                                       \
+    {                                                                                                             \
+        std::copy_n(a->e, size<vok_##m>, array);                                                                  \
+    }                                                                                                             \
+    void vok_##m##_from_array3x3(vok_##m *out, const float *array)                                                \
+    {                                                                                                             \
+        take(out, array, 3);                                                                                      \
+    }                                                                                                             \
+    void vok_##m##_from_array4x4(vok_##m *out, const float *array)                                                \
+    {                                                                                                             \
+        take(out, array, 4);                                                                                      \
+    }                                                                                                             \
+    void vok_##m##_to_array3x3(float *array, const vok_##m *a)                                                    \
+    {                                                                                                             \
+        give(array, 3, a);                                                                                        \
+    }                                                                                                             \
+    void vok_##m##_to_array4x4(float *array, const vok_##m *a)                                                    \
+    {                                                                                                             \
+        give(array, 4, a);                                                                                        \
+    }                                                                                                             \
     void vok_##m##_get_row(vok_##v *out, const vok_##m *a, long row)                                              \
     {                                                                                                             \
         constexpr int n = order<vok_##m>;                                                                         \
@@ -311,7 +362,10 @@ void vok_vec3_cubemap_normal(vok_vec3 *out, long u, long v, long face, long size
     {                                                                                                             \
         each(out, [=](int i) { return a->e[i] + b->e[i]; });                                                      \
     }                                                                                                             \
-    void vok_##m##_accum_add(vok_##m *a, const vok_##m *b) { vok_##m##_add(a, a, b); }                            \
+    void vok_##m##_accum_add(vok_##m *a, const vok_##m *b)                                                        \
+    {                                                                                                             \
+        vok_##m##_add(a, a, b);                                                                                   \
+    }                                                                                                             \
     void vok_##m##_accum_sub(vok_##m *a, const vok_##m *b)                                                        \
     {                                                                                                             \
         each(a, [=](int i) { return a->e[i] - b->e[i]; });                                                        \
@@ -320,7 +374,10 @@ void vok_vec3_cubemap_normal(vok_vec3 *out, long u, long v, long face, long size
     {                                                                                                             \
         each(a, [=](int i) { return a->e[i] * s; });                                                              \
     }                                                                                                             \
-    void vok_##m##_transpose(vok_##m *a) { vok_##m##_get_transpose(a, a); }                                       \
+    void vok_##m##_transpose(vok_##m *a)                                                                          \
+    {                                                                                                             \
+        vok_##m##_get_transpose(a, a);                                                                            \
+    }                                                                                                             \
     void vok_##m##_get_transpose(vok_##m *out, const vok_##m *a)                                                  \
     {                                                                                                             \
         constexpr int n = order<vok_##m>;                                                                         \

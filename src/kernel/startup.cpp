@@ -20,8 +20,8 @@
 #include <vokra/numerics.h>
 #include <vokra/op.h>
 #include <vokra/parallel_pool.h>
-#include <vokra/vecmath.h>
 #include <vokra/pixel_formats.h>
+#include <vokra/vecmath.h>
 
 #include "kernel/message.h"
 

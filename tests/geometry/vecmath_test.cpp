@@ -75,8 +75,9 @@ TEST_F(Vecmath, operations_by_component)
     const struct {
         void (*op)(vok_vec4 *, const vok_vec4 *, const vok_vec4 *);
         std::vector<double> out;
-    } table[] = {{vok_vec4_add, {3, 2, -3, 24}}, {vok_vec4_sub, {-1, -6, 9, -8}}, {vok_vec4_mult, {2, -8, -18, 128}},
-                 {vok_vec4_div, {0.5, -0.5, -0.5, 0.5}}, {vok_vec4_min, {1, -2, -6, 8}}, {vok_vec4_max, {2, 4, 3, 16}}};
+    } table[] = {{vok_vec4_add, {3, 2, -3, 24}},     {vok_vec4_sub, {-1, -6, 9, -8}},
+                 {vok_vec4_mult, {2, -8, -18, 128}}, {vok_vec4_div, {0.5, -0.5, -0.5, 0.5}},
+                 {vok_vec4_min, {1, -2, -6, 8}},     {vok_vec4_max, {2, 4, 3, 16}}};
     for (const auto &row : table) {
         vok_vec4 out = a;
         row.op(&out, &out, &b);
@@ -292,7 +293,7 @@ TEST_F(Vecmath, rays_and_lines_meet_solids)
         long hit;
         float t;
     } boxes[] = {
-        {{{-1, -1, -1}, {1, 1, 1}}, 1, 2}, {{{-1, -1, 4}, {1, 1, 6}}, 0, 0},   {{{2, 2, -1}, {3, 3, 1}}, 0, 0},
+        {{{-1, -1, -1}, {1, 1, 1}}, 1, 2}, {{{-1, -1, 4}, {1, 1, 6}}, 0, 0},  {{{2, 2, -1}, {3, 3, 1}}, 0, 0},
         {{{0, 0, 0}, {0, 0, 0}}, 0, 0},    {{{-1, 1, -1}, {1, -1, 1}}, 0, 0}, {{{-1, -1, 6}, {1, 1, 7}}, 0, 0},
     };
     for (const auto &row : boxes) {
@@ -301,7 +302,8 @@ TEST_F(Vecmath, rays_and_lines_meet_solids)
         EXPECT_EQ(t, row.t);
     }
     float t = 9;
-    const vok_sphere ahead = {{0, 0, 0}, 1}, behind = {{0, 0, 9}, 1}, round = {{0, 0, 5}, 2}, aside = {{3, 0, 0}, 1};
+    const vok_sphere ahead = {{0, 0, 0}, 1}, behind = {{0, 0, 9}, 1}, round = {{0, 0, 5}, 2},
+                     aside = {{3, 0, 0}, 1};
     EXPECT_TRUE(vok_ray_intersects_sphere(&t, &ray, &ahead, 0));
     EXPECT_NEAR(t, 2, 1e-3);
     EXPECT_TRUE(vok_ray_intersects_sphere(&t, &ray, &round, 0));
