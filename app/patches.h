@@ -38,4 +38,10 @@ void add_path_option(CLI::App *verb);
 // How many folders --path has given so far.
 long path_count();
 
+// The names of the library's classes, sorted; of what patches can have as boxes; and what a
+// box of a class does, or "" (verb_classes.cpp).
+std::vector<std::string> class_names();
+std::vector<std::string> box_names();
+std::string digest_of(zan_class *c);
+
 } // namespace program

@@ -1,6 +1,7 @@
 // The boxes that patches have of their own. A message that comes to an inlet of a patch
 // leaves the `inlet` box in it, one that comes to an `outlet` box leaves the patch.
 #include "instance.h"
+#include "text_reader.h"
 
 #include <zan/module.h>
 
@@ -9,6 +10,8 @@
 
 namespace zan {
 namespace {
+
+constexpr long most_assist = 256; // bytes of what is told of an inlet or outlet
 
 // What stands for a box in its patch: "#B".
 struct stand {
@@ -20,6 +23,7 @@ struct port_box {
     object header;
     zan_patch *patch; // null outside of a patch, and when the patch has gone
     void *out;        // of an inlet
+    symbol *about;    // what its arguments say, else its name
 };
 
 struct patch_box {
@@ -46,9 +50,20 @@ template <class T> T *make(zan_class *c)
     return static_cast<T *>(object_alloc(c));
 }
 
-void *inlet_new(symbol *, long, atom *)
+symbol *about_of(long argc, const atom *argv)
+{
+    std::string text;
+    append_atoms(text, argc, argv, zan_gettext_sym_no_quote);
+    void *const box = ks().hash_b->thing;
+    symbol *name = text.empty() && patch_in_the_making() ? zbox_get_id(box) : nullptr;
+    return name ? name : gensym(text.c_str());
+}
+
+void *inlet_new(symbol *, long argc, atom *argv)
 {
     auto *x = make<port_box>(inlet_class);
+    if (x)
+        x->about = about_of(argc, argv);
     if (x && (x->patch = patch_in_the_making()))
         x->patch->inlets.push_back(&x->header);
     if (x)
@@ -56,9 +71,11 @@ void *inlet_new(symbol *, long, atom *)
     return x;
 }
 
-void *outlet_box_new(symbol *, long, atom *)
+void *outlet_box_new(symbol *, long argc, atom *argv)
 {
     auto *x = make<port_box>(outlet_class);
+    if (x)
+        x->about = about_of(argc, argv);
     if (x && (x->patch = patch_in_the_making()))
         x->patch->outlets.push_back(&x->header);
     return x;
@@ -101,12 +118,25 @@ void patch_release(patch_box *x)
     zan_patch_free(x->patch);
 }
 
+void patch_assist(patch_box *x, void *, long kind, long index, char *text)
+{
+    const std::vector<object *> &all = kind == 1 ? x->patch->inlets : x->patch->outlets;
+    if (index >= 0 && index < long(all.size()))
+        strncpy_zero(text, reinterpret_cast<port_box *>(all[size_t(index)])->about->name, most_assist);
+}
+
+void port_assist(port_box *x, void *, long, long, char *text)
+{
+    strncpy_zero(text, x->about->name, most_assist);
+}
+
 void nothing(void *, symbol *, long, atom *) {}
 
 zan_class *port_class(const char *name, zan_method create, zan_method anything, const char *digest)
 {
     zan_class *c = class_new(name, create, erase(&port_release), sizeof(port_box), nullptr, argtype_gimme, 0);
     class_addmethod(c, anything, "anything", argtype_gimme, 0);
+    class_addmethod(c, erase(&port_assist), "assist", argtype_cant, 0);
     zan_class_setdigest(c, digest);
     class_register(ks().box, c);
     return c;
@@ -119,6 +149,7 @@ void init_patch_classes()
     stand_class = class_new("box", nullptr, nullptr, sizeof(stand), nullptr, argtype_cant, 0);
     patch_class = class_new("patch", nullptr, erase(&patch_release), sizeof(patch_box), nullptr, argtype_cant, 0);
     class_addmethod(patch_class, erase(&patch_anything), "anything", argtype_gimme, 0);
+    class_addmethod(patch_class, erase(&patch_assist), "assist", argtype_cant, 0);
     missing_class = class_new("missing", nullptr, nullptr, sizeof(patch_box), nullptr, argtype_cant, 0);
     class_addmethod(missing_class, erase(&nothing), "anything", argtype_gimme, 0);
     for (zan_class *c : {stand_class, patch_class, missing_class})

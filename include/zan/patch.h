@@ -15,11 +15,11 @@
  *
  * A box's class is one that zan_box_class knows, or CLASS.patch ("CLASS" when it ends so
  * already): first beside the patch that names it, then along path_getclasspath. Such a
- * patch is a box; each `inlet` and `outlet` box in it is an inlet or outlet of it, from
- * the left in the order of their lines, and the box's arguments are its $1, $2... A class
- * with any word under "#unread" in its extra storage gets its arguments as they are
- * written (argtype_dollar, argtype_dollsym, argtype_comma); for all others $1 stands for
- * an argument and a comma is the symbol ",".
+ * patch is a box. Each `inlet` and `outlet` box in it is an inlet or outlet of it, from
+ * the left in the order of their lines, and words behind `inlet` say what it is for; the
+ * box's arguments are its $1, $2... A class with any word under "#unread" in its extra
+ * storage gets its arguments as they are written (argtype_dollar, argtype_dollsym,
+ * argtype_comma); for all others $1 stands for an argument and a comma is the symbol ",".
  *
  * While a box is being made, the `thing` of the symbol "#B" is an object that stands for
  * it in its patch; afterwards it is under "#B" in the box's obex. zbox_get_id and

@@ -147,7 +147,7 @@ TEST_F(Program, a_short_vkf_file_is_read_as_far_as_it_goes)
 TEST_F(Program, classes_tell_about_themselves)
 {
     EXPECT_NE(run("classes").out.find("vok_matrix"), std::string::npos);
-    const outcome help = run("help vok.matrix");
+    const outcome help = run("help vok_matrix");
     EXPECT_EQ(help.code, 0);
     for (const char *said :
          {"planecount", "long, 4", "char long float32 float64", "setcell", "read only", "getinfo"})

@@ -1,0 +1,105 @@
+// The verbs that take a patch, as a person runs them.
+#include "program_runner.h"
+
+namespace {
+
+class PatchVerbs : public Program {
+  protected:
+    // The outcome's code and standard output.
+    void expect(const std::string &args, int code, const std::string &out)
+    {
+        const outcome o = run(args);
+        EXPECT_EQ(o.code, code) << args << "\n" << o.err;
+        EXPECT_EQ(o.out, out) << args;
+    }
+};
+
+TEST_F(PatchVerbs, check_tells_all_findings_and_ends_with_their_code)
+{
+    folder.make("good.patch", "patch 1;\nbox m metro 10;\nbox p print;\ncord m 0 p 0;\n");
+    folder.make("bad.patch", "patch 1;\nbox m metro;\ncord m 1 m 0;\nbox r vok.op @opp +;\n");
+    folder.make("none.patch", "patch 1;\nbox m metor;\nm bang;\n");
+    expect("check good.patch", 0, "");
+    expect("check bad.patch", 1,
+           "bad.patch:3: m (metro): there is no outlet 1: it has one, number 0\n"
+           "bad.patch:4: r (vok.op): there is no attribute opp; did you mean op?\n");
+    expect("check none.patch", 4, "none.patch:2: m (metor): there is no box class metor; did you mean metro?\n");
+    expect("check nothere.patch", 3, "nothere.patch: No such file or directory\n");
+    EXPECT_NE(run("check bad.patch --json").out.find("\"line\": 3"), std::string::npos);
+    // what is beside the patch is found from anywhere
+    folder.make("sub/a.patch", "patch 1; box g good; box b b;");
+    folder.make("sub/b.patch", "patch 1;");
+    expect("check sub/a.patch", 4, "sub/a.patch:1: g (good): there is no box class good\n");
+    expect("check sub/a.patch --path .", 0, "");
+}
+
+TEST_F(PatchVerbs, a_check_runs_nothing_and_touches_no_file)
+{
+    folder.make("broken.png", "to be read only when it runs");
+    folder.make("writes.patch", "patch 1; box p picture broken.png; box m vok.matrix m @write made.vkf;\n"
+                                "box l loadbang; box o print; cord l 0 o 0; m bang;");
+    const long before = folder.count();
+    const outcome o = run("check writes.patch");
+    EXPECT_EQ(o.out + o.err, "");
+    EXPECT_EQ(folder.count(), before + 2) << "more than what the run was written to";
+}
+
+TEST_F(PatchVerbs, fmt_writes_the_canonical_text)
+{
+    const std::string canonical = "patch 1;\n# why\nbox m metro 10; # here\n";
+    folder.make("a.patch", "patch 1; \n# why\nbox   m metro\n 10 ;# here");
+    expect("fmt a.patch", 0, canonical);
+    expect("fmt --in-place a.patch", 0, "");
+    EXPECT_EQ(read(folder / "a.patch"), canonical);
+    expect("fmt - <a.patch", 0, canonical);
+    folder.make("b.txt", "not a patch;");
+    expect("fmt --in-place b.txt", 1, "");
+    EXPECT_EQ(read(folder / "b.txt"), "not a patch;");
+}
+
+TEST_F(PatchVerbs, graph_draws_boxes_and_cords)
+{
+    folder.make("a.patch", "patch 1; box \"a \\\"b\" metro 10; box c nothing; cord \"a \\\"b\" 0 c 3;");
+    const outcome o = run("graph a.patch --dot");
+    EXPECT_EQ(o.code, 0) << o.err;
+    EXPECT_NE(o.out.find("\"a \\\"b\" -> \"c\" [taillabel=\"0\", headlabel=\"3\"]"), std::string::npos) << o.out;
+}
+
+TEST_F(PatchVerbs, paths_are_told_in_their_order)
+{
+    folder.make("sub/a.patch", "patch 1;");
+    const std::string f = folder.name();
+    const std::string out =
+        run("paths sub/a.patch --path sub --path .", "VOKRA_PATH=/x:/y XDG_DATA_HOME=/data").out;
+    const std::string expected = "beside the patch  " + f + "/sub\n--path            " + f + "/sub\n" +
+                                 "--path            " + f + "\nVOKRA_PATH        /x (isn't there)\n" +
+                                 "VOKRA_PATH        /y (isn't there)\n" +
+                                 "user's data       /data/vokra (isn't there)\ninstalled         ";
+    EXPECT_EQ(out.substr(0, expected.size()), expected);
+}
+
+TEST_F(PatchVerbs, help_tells_of_a_box)
+{
+    folder.make("sub.patch", "patch 1; box in inlet the picture; box out outlet;");
+    const struct {
+        const char *args;
+        std::vector<const char *> said;
+    } table[] = {
+        {"metro", {"inlets", "outlets", "interval", "500.", "stop", "regular intervals"}},
+        {"vok.op", {"(matrix) in2", "dumpout", "op [symbol array[32]] (val = pass)", "vokra help vok_op"}},
+        {"vok.expr @inputs 3", {"(matrix) in3"}},
+        {"sub", {"the picture", "out"}},
+        {"metro --json", {"\"inlets\": [", "\"interval\""}},
+    };
+    for (const auto &row : table) {
+        const outcome o = run(std::string("help ") + row.args);
+        EXPECT_EQ(o.code, 0) << o.err;
+        for (const char *said : row.said)
+            EXPECT_NE(o.out.find(said), std::string::npos) << said << "\n" << o.out;
+    }
+    const outcome o = run("help metor");
+    EXPECT_EQ(o.code, 4);
+    EXPECT_NE(o.err.find("did you mean metro?"), std::string::npos) << o.err;
+}
+
+} // namespace
