@@ -105,7 +105,7 @@ struct noise_options {
     bool sheet = false;
 };
 
-void run_noise(noise_options o)
+void run_noise(const noise_options &o)
 {
     format_to_write(o.out);
     if (o.sheet != o.fill.functor.empty())
@@ -183,7 +183,7 @@ void add_noise(CLI::App &app)
         "Fill a matrix from a functor: a noise, fractal, filter, distance, transfer or curve. `vokra "
         "classes` lists them, `vokra help vok_functor_noise_voronoi` tells the attributes of one; those of a "
         "functor that it holds are reached by a dot.\n"
-        "Example: vokra noise fractal.mono --set detail=5 --set basis.filter=quintic -o clouds.png");
+        "Example: vokra noise fractal.mono --set level=-0.4 --set basis.filter=quintic -o clouds.png");
     filling &f = o->fill;
     verb->add_option("name", f.functor, "the functor, such as noise.simplex");
     verb->add_option("--set", f.settings, "attribute=value, or attribute=value,value")

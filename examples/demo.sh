@@ -33,7 +33,7 @@ step "warm: a factor for alpha, red, green and blue, 255 being nearly one" op '*
 step "as floating point ..." convert "$picture" $out/float.npy --type float32
 step "... the square root of every cell: brighter shadows" op sqrt $out/float.npy -o $out/bright.png
 step "grey" convert "$picture" $out/grey.jpg --planes 1
-step "clouds: five octaves of a gradient noise" noise fractal.mono --set detail=5 --set basis.filter=quintic --dim 640 400 -o $out/clouds.png
-step "cells, each colour by itself" noise noise.voronoi --planes 3 --scale 4 --dim 640 400 -o $out/cells.png
+step "clouds: five octaves of a gradient noise" noise fractal.mono --set detail=5 --set level=-0.35 --set result=0.9 --set basis.filter=quintic --dim 640 400 -o $out/clouds.png
+step "cells, each colour by itself" noise noise.voronoi --set density=1 --set postsqrt=1 --planes 3 --scale 10 --dim 640 400 -o $out/cells.png
 step "every noise, fractal, filter, distance and transfer" noise --sheet -o $out/functors.png
 printf '\n%d files in %s/\n' "$(ls $out | wc -l)" "$out"
