@@ -27,6 +27,7 @@
 #include <vokra/parallel_ndim.h>
 #include <vokra/parallel_pool.h>
 #include <vokra/pixel_formats.h>
+#include <vokra/quat_interface.h>
 #include <vokra/vecmath.h>
 #include <vokra/zpatcher_syms.h>
 

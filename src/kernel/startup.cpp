@@ -21,6 +21,7 @@
 #include <vokra/op.h>
 #include <vokra/parallel_pool.h>
 #include <vokra/pixel_formats.h>
+#include <vokra/quat_interface.h>
 #include <vokra/vecmath.h>
 
 #include "kernel/message.h"
@@ -107,6 +108,7 @@ constexpr step steps[] = {
     {"functors", vok_functor_init},
     {"vok_listener", vok_listener_init},
     {"pixel formats", vok_uyvy_init},
+    {"vok_quat_interface", vok_quat_interface_init},
     {"OpenGL", take_over_gl},
 };
 
