@@ -18,19 +18,19 @@ struct term {
 };
 
 struct euler_order {
-    int axes[3]; // first, middle, third: 0 x, 1 y, 2 z
-    term middle; // the sine of the middle angle
+    int axes[3];                             // first, middle, third: 0 x, 1 y, 2 z
+    term middle;                             // the sine of the middle angle
     term first_y, first_x, third_y, third_x; // atan2 of both
     term pole_y, pole_x;                     // of the first angle at a pole
 };
 
 constexpr euler_order orders[] = {
-    {{0, 1, 2}, {6, 1}, {7, -1}, {8, 1}, {3, -1}, {0, 1}, {1, 1}, {4, 1}},  // xyz
-    {{0, 2, 1}, {3, -1}, {5, 1}, {4, 1}, {6, 1}, {0, 1}, {2, -1}, {8, 1}},  // xzy
-    {{1, 0, 2}, {7, -1}, {6, 1}, {8, 1}, {1, 1}, {4, 1}, {3, -1}, {0, 1}},  // yxz
-    {{1, 2, 0}, {1, 1}, {2, -1}, {0, 1}, {7, -1}, {4, 1}, {5, 1}, {8, 1}},  // yzx
-    {{2, 0, 1}, {5, 1}, {3, -1}, {4, 1}, {2, -1}, {8, 1}, {6, 1}, {0, 1}},  // zxy
-    {{2, 1, 0}, {2, -1}, {1, 1}, {0, 1}, {5, 1}, {8, 1}, {3, -1}, {6, 1}},  // zyx: 6 at the pole, deliberately
+    {{0, 1, 2}, {6, 1}, {7, -1}, {8, 1}, {3, -1}, {0, 1}, {1, 1}, {4, 1}}, // xyz
+    {{0, 2, 1}, {3, -1}, {5, 1}, {4, 1}, {6, 1}, {0, 1}, {2, -1}, {8, 1}}, // xzy
+    {{1, 0, 2}, {7, -1}, {6, 1}, {8, 1}, {1, 1}, {4, 1}, {3, -1}, {0, 1}}, // yxz
+    {{1, 2, 0}, {1, 1}, {2, -1}, {0, 1}, {7, -1}, {4, 1}, {5, 1}, {8, 1}}, // yzx
+    {{2, 0, 1}, {5, 1}, {3, -1}, {4, 1}, {2, -1}, {8, 1}, {6, 1}, {0, 1}}, // zxy
+    {{2, 1, 0}, {2, -1}, {1, 1}, {0, 1}, {5, 1}, {8, 1}, {3, -1}, {6, 1}}, // zyx: 6 at the pole, deliberately
 };
 enum order_index { at_xyz, at_xzy, at_yxz, at_yzx, at_zxy, at_zyx };
 
@@ -38,7 +38,7 @@ long to_euler(const euler_order &o, const vok_mat3 *m, float *out)
 {
     constexpr double quarter = 1.5707963267948966;
     const float middle = std::asin(o.middle.of(m));
-    const bool below = static_cast<double>(middle) < quarter, above = static_cast<double>(middle) > -quarter;
+    const bool below = static_cast<double>(middle)<quarter, above = static_cast<double>(middle)> - quarter;
     if (below && above) {
         out[o.axes[0]] = std::atan2(o.first_y.of(m), o.first_x.of(m));
         out[o.axes[1]] = middle;
@@ -75,7 +75,10 @@ void from_euler(const euler_order &o, vok_mat3 *m, double x, double y, double z)
 } // namespace
 
 #define VOKRA_DEFINE_EULER(order)                                                                                 \
-    long vok_mat3_to_euler##order(const vok_mat3 *m, float *out) { return to_euler(orders[at_##order], m, out); } \
+    long vok_mat3_to_euler##order(const vok_mat3 *m, float *out)                                                  \
+    {                                                                                                             \
+        return to_euler(orders[at_##order], m, out);                                                              \
+    }                                                                                                             \
     void vok_mat3_from_euler##order(vok_mat3 *m, double x, double y, double z)                                    \
     {                                                                                                             \
         from_euler(orders[at_##order], m, x, y, z);                                                               \
