@@ -1,16 +1,49 @@
 // The running of programs over the rows of an output, block by block, on the pool.
 #include <algorithm>
-#include <array>
 
 #include <vokra/parallel_ndim.h>
 
 #include "calc/vok.expr.fused.h"
+#include "calc/vok.op.h"
+#include "kernel/isa.h"
 #include "kernel/message.h"
 #include "matrix/copy_plan.h"
 
 namespace vok::expr {
+
+#if defined(__x86_64__)
+namespace v2 {
+extern const kernel_table table;
+}
+namespace v3 {
+extern const kernel_table table;
+}
+namespace v4 {
+extern const kernel_table table;
+}
+#else
+namespace neon {
+extern const kernel_table table;
+}
+#endif
+
+const kernel_table *kernels()
+{
+    switch (current_isa()) {
+#if defined(__x86_64__)
+    case isa::v2: return &v2::table;
+    case isa::v3: return &v3::table;
+    case isa::v4: return &v4::table;
+#else
+    case isa::neon: return &neon::table;
+#endif
+    default: return nullptr;
+    }
+}
+
 namespace {
 
+// Of a buffer: four of them fill most of a first-level cache, and a row of a film is one block.
 constexpr long block_bytes = 8192;
 constexpr int buffers_on_stack = 12;
 
@@ -22,8 +55,8 @@ long bytes_of(int type)
 // How many cells a block has, when a row has n: equal blocks, none larger than fits.
 long block_of(long n, long most)
 {
-    const long blocks = std::max(1L, (n + most - 1) / most);
-    return std::min(most, ((n + blocks - 1) / blocks + 63) & ~63L);
+    const long blocks = (n + most - 1) / most;
+    return std::min(most, ((n + blocks - 1) / blocks + 15) & ~15L);
 }
 
 } // namespace
@@ -35,21 +68,35 @@ struct batch::row {
     std::vector<const unsigned char *> sources; // their first cell of this row
 };
 
-batch::batch(int t, const vok_matrix_info &o, unsigned char *data)
-    : type(t), out(o), data_(data), out_type_(copy::cell_type_of(o.type)), kernels_(copy::current_kernels())
+// A worker's blocks: two for what is on its way, then the buffers.
+struct batch::room {
+    unsigned char *first;
+    unsigned char *scratch(int i) const { return first + i * block_bytes; }
+    unsigned char *buffer(int i) const { return first + (2 + i) * block_bytes; }
+};
+
+batch::batch(int t, const vok_matrix_info &o, unsigned char *data, long all)
+    : type(t), out(o), together(all), data_(data), out_type_(copy::cell_type_of(o.type)),
+      kernels_(copy::current_kernels())
 {
 }
 
-int batch::add_source(const vok_matrix_info &info, const unsigned char *data, long plane)
+int batch::add_source(const vok_matrix_info &info, const unsigned char *data, long plane, bool own)
 {
     const int t = copy::cell_type_of(info.type);
     const long size = bytes_of(t);
-    const unsigned char *first = data + plane % info.planecount * size;
+    const bool whole = own && info.planecount == together;
+    const unsigned char *first = whole ? data : data + plane % info.planecount * size;
     for (size_t i = 0; i < sources.size(); i++)
-        if (sources[i].data == first && sources[i].type == t)
+        if (sources[i].data == first && sources[i].type == t && sources[i].whole == whole)
             return static_cast<int>(i);
-    sources.push_back({&info, first, t, info.dimstride[0] / size * size, {}});
+    sources.push_back({&info, first, t, info.dimstride[0] / size * size, whole, {}});
     return static_cast<int>(sources.size()) - 1;
+}
+
+bool batch::in_place(const source &s) const
+{
+    return s.type == type && s.cell == together * bytes_of(type) && (together == 1 || s.whole);
 }
 
 unsigned char *batch::keep(long bytes)
@@ -60,10 +107,10 @@ unsigned char *batch::keep(long bytes)
 
 bool batch::direct() const
 {
-    return out_type_ == type && out.dimstride[0] == bytes_of(type);
+    return out_type_ == type && out.dimstride[0] == together * bytes_of(type);
 }
 
-vok_op_vector_arg batch::resolve(const operand &o, const row &r, long from, const unsigned char *buffers) const
+vok_op_vector_arg batch::resolve(const operand &o, const row &r, long from, const room &space) const
 {
     const long size = bytes_of(type);
     const auto arg = [](const unsigned char *p, long stride) {
@@ -71,70 +118,93 @@ vok_op_vector_arg batch::resolve(const operand &o, const row &r, long from, cons
     };
     switch (o.kind) {
     case operand::constant: return arg(o.p, 0);
-    case operand::line: return o.dim == 0 ? arg(o.p + from * size, 1) : arg(o.p + r.at[o.dim] * size, 0);
-    case operand::matrix: return arg(r.sources[static_cast<size_t>(o.index)] + from * size, 1);
-    default: return arg(buffers + o.index * block_bytes, 1);
+    case operand::line: return o.dim == 0 ? arg(o.p + from * together * size, 1) : arg(o.p + r.at[o.dim] * size, 0);
+    case operand::matrix: return arg(r.sources[static_cast<size_t>(o.index)] + from * together * size, 1);
+    default: return arg(space.buffer(o.index), 1);
     }
 }
 
-void batch::load(const source &s, const unsigned char *cells, long n, unsigned char *to,
-                 unsigned char *scratch) const
+// A source's cells, from `at` on, as elements of the calculation.
+void batch::load(const source &s, const unsigned char *at, long cells, unsigned char *to, const room &space) const
 {
-    if (s.cell != bytes_of(s.type)) {
-        copy::collect_job job = {};
-        job.offset = s.offset.data();
-        job.n = n;
-        job.bytes = bytes_of(s.type);
-        job.planes = 1;
-        unsigned char *packed = s.type == type ? to : scratch;
-        kernels_->chunk[job.bytes](packed, cells, &job);
-        cells = packed;
-    }
-    if (cells != to)
-        kernels_->convert[type][s.type](to, cells, n);
-}
-
-void batch::calculate(const program &p, const row &r, long from, long n, unsigned char *buffers,
-                      unsigned char *scratch) const
-{
-    unsigned char *out_cells = r.out + p.plane * bytes_of(out_type_) + from * out.dimstride[0];
-    for (const instruction &i : p.code) {
-        if (!i.fn) {
-            const source &s = sources[static_cast<size_t>(i.a.index)];
-            load(s, r.sources[static_cast<size_t>(i.a.index)] + from * s.cell, n, buffers + i.out * block_bytes,
-                 scratch);
-            continue;
+    const bool whole = s.whole && together > 1;
+    const long n = whole ? cells * together : cells, size = bytes_of(s.type);
+    unsigned char *one_plane = whole || together == 1 ? to : space.scratch(1);
+    if (!whole && s.cell != size) {
+        unsigned char *packed = s.type == type ? one_plane : space.scratch(0);
+        if (size == 1 && s.cell == 4) {
+            kernels()->take_of_four(packed, at, n);
+        } else {
+            copy::collect_job job = {};
+            job.offset = s.offset.data();
+            job.n = n;
+            job.bytes = size;
+            job.planes = 1;
+            kernels_->chunk[size](packed, at, &job);
         }
-        vok_op_vector_arg a = resolve(i.a, r, from, buffers), b = resolve(i.b, r, from, buffers);
-        vok_op_vector_arg z{i.out < 0 ? out_cells : buffers + i.out * block_bytes, 1};
-        i.fn(n, nullptr, &a, &b, &z);
+        at = packed;
     }
-    if (p.result < 0)
-        return;
-    const unsigned char *result = buffers + p.result * block_bytes;
-    const bool packed = out.dimstride[0] == bytes_of(out_type_);
+    if (at != one_plane && (s.type != type || together == 1 || whole)) {
+        kernels_->convert[type][s.type](one_plane, at, n);
+        at = one_plane;
+    }
+    if (at != to)
+        op::kernels().spread[type](cells, at, 1, to, together);
+}
+
+void batch::store(const program &p, unsigned char *at, long cells, const room &space) const
+{
+    const unsigned char *result = space.buffer(p.result);
+    const long n = cells * together, size = bytes_of(out_type_);
+    const bool packed = out.dimstride[0] == together * size;
     if (packed || out_type_ != type) {
-        unsigned char *to = packed ? out_cells : scratch;
+        unsigned char *to = packed ? at : space.scratch(0);
         kernels_->convert[out_type_][type](to, result, n);
         result = to;
     }
     constexpr long first_plane = 0;
-    if (!packed)
-        kernels_->scatter[out_type_](out_cells, out.dimstride[0], result, n, &first_plane, 1);
+    if (packed)
+        return;
+    if (size == 1 && out.dimstride[0] == 4)
+        kernels()->put_in_four(at, result, n);
+    else
+        kernels_->scatter[out_type_](at, out.dimstride[0], result, n, &first_plane, 1);
+}
+
+void batch::calculate(const program &p, const row &r, long from, long cells, const room &space) const
+{
+    unsigned char *at = r.out + p.plane * bytes_of(out_type_) + from * out.dimstride[0];
+    const long n = cells * together;
+    for (const instruction &i : p.code) {
+        if (!i.fn) {
+            const source &s = sources[static_cast<size_t>(i.a.index)];
+            load(s, r.sources[static_cast<size_t>(i.a.index)] + from * s.cell, cells, space.buffer(i.out), space);
+            continue;
+        }
+        vok_op_vector_arg a = resolve(i.a, r, from, space), b = resolve(i.b, r, from, space);
+        vok_op_vector_arg z{i.out < 0 ? at : space.buffer(i.out), 1};
+        if (i.pair) {
+            const vok_op_vector_arg c = resolve(i.c, r, from, space);
+            i.pair(n, &a, &b, &c, z.p);
+        } else {
+            i.fn(n, nullptr, &a, &b, &z);
+        }
+    }
+    if (p.result >= 0)
+        store(p, at, cells, space);
 }
 
 // A worker's rows, over all higher dimensions.
 void batch::slice(batch *self, long dimcount, long *dim, long, vok_matrix_info *info, unsigned char *first,
                   vok_parallel_ndim_worker *worker)
 {
-    int count = 1;
+    int count = 0;
     for (const program &p : self->programs)
-        count = std::max(count, p.buffers + 1);
-    alignas(64) unsigned char near_buffers[buffers_on_stack * block_bytes];
-    const std::unique_ptr<unsigned char[]> far_buffers(
+        count = std::max(count, p.buffers + 2);
+    alignas(64) unsigned char near_room[buffers_on_stack * block_bytes];
+    const std::unique_ptr<unsigned char[]> far_room(
         count > buffers_on_stack ? new unsigned char[static_cast<size_t>(count * block_bytes)] : nullptr);
-    unsigned char *scratch = far_buffers ? far_buffers.get() : near_buffers;
-    unsigned char *buffers = scratch + block_bytes;
+    const room space = {far_room ? far_room.get() : near_room};
 
     row r{first, {}, std::vector<const unsigned char *>(self->sources.size())};
     const long rows = dimcount > 1 ? dim[1] : 1;
@@ -152,7 +222,7 @@ void batch::slice(batch *self, long dimcount, long *dim, long, vok_matrix_info *
             }
             for (long from = 0; from < dim[0]; from += self->block_)
                 for (const program &p : self->programs)
-                    self->calculate(p, r, from, std::min(self->block_, dim[0] - from), buffers, scratch);
+                    self->calculate(p, r, from, std::min(self->block_, dim[0] - from), space);
         }
         long d = 2;
         while (d < dimcount && ++r.at[d] == dim[d])
@@ -169,9 +239,9 @@ void batch::run()
     long widest = std::max(bytes_of(type), bytes_of(out_type_));
     for (const source &s : sources)
         widest = std::max(widest, bytes_of(s.type));
-    block_ = block_of(out.dim[0], block_bytes / widest);
+    block_ = block_of(out.dim[0], block_bytes / (widest * together));
     for (source &s : sources)
-        if (s.cell != bytes_of(s.type)) {
+        if (!s.whole && s.cell != bytes_of(s.type)) {
             s.offset.resize(static_cast<size_t>(block_));
             for (long i = 0; i < block_; i++)
                 s.offset[static_cast<size_t>(i)] = static_cast<int32_t>(i * s.cell);

@@ -274,6 +274,11 @@ vok_err vok_expr_matrix_calc(vok_expr *x, void *inputs, void *outputs)
     info.planecount = 1;
     const long count = std::min(x->exprcount, long{VOK_EXPR_MAX});
     fusion together(x, inputs, info, hold.info, hold.data);
+    x->curplane = 0;
+    if (count == 1 && x->trees[0] && together.take_all(x->trees[0])) {
+        x->curplane = std::min(hold.info.planecount, long{VOK_MATRIX_MAX_PLANECOUNT}) - 1;
+        return VOK_ERR_NONE;
+    }
     for (long p = 0; count > 0 && p < std::min(hold.info.planecount, long{VOK_MATRIX_MAX_PLANECOUNT}); p++) {
         x->curplane = p;
         node *tree = x->trees[p % count];

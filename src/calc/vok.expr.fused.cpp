@@ -23,6 +23,12 @@ long bytes_of(int type)
     return copy::cell_bytes[type];
 }
 
+// Whether cells lie side by side.
+bool packed(const vok_matrix_info &info)
+{
+    return info.dimstride[0] == info.planecount * bytes_of(copy::cell_type_of(info.type));
+}
+
 // A number as a cell of the type.
 void write_cell(int type, double value, unsigned char *to)
 {
@@ -82,6 +88,8 @@ fusion::fusion(vok_expr *x, void *inputs, vok_matrix_info &info, const vok_matri
     : x_(x), inputs_(inputs), info_(info), out_(out), data_(data), type_(copy::cell_type_of(info.type)),
       pending_(type_, out, data)
 {
+    for (int i = 0; i < pair_words; i++)
+        pair_names_[i] = gensym(pair_word[i]);
     if (!copy::current_kernels() || copy::cell_type_of(out.type) < 0 || out.dimcount < 1 || out.planecount < 1)
         type_ = copy::cell_none;
 }
@@ -121,6 +129,7 @@ bool fusion::look_at_variable(node *n, part &p)
         p.kind = part::source;
         p.object = named.object;
         p.plane = named.plane;
+        p.own = named.own;
         p.full = p.named = true;
     } else if (variable->fn == vok_expr_mxfn_dim) {
         p.kind = part::number;
@@ -133,7 +142,8 @@ bool fusion::look_at_variable(node *n, part &p)
     } else if (variable->fn == vok_expr_mxfn_input || variable->fn == vok_expr_mxfn_input_plane) {
         p.kind = part::source;
         p.object = inputs_ ? ask<void>(inputs_, _vok_sym_getindex, variable->index) : nullptr;
-        p.plane = variable->fn == vok_expr_mxfn_input ? x_->curplane : variable->mode;
+        p.own = variable->fn == vok_expr_mxfn_input;
+        p.plane = p.own ? x_->curplane : variable->mode;
         p.full = p.moving = true;
     } else {
         return false;
@@ -251,19 +261,18 @@ struct fusion::emitter {
     {
         unsigned char *cell = b.keep(8);
         write_cell(b.type, value, cell);
-        return {operand::constant, 0, cell, 0};
+        return {operand::constant, 0, cell};
     }
 
-    operand read(const vok_matrix_info &info, const unsigned char *data, long plane)
+    operand read(const vok_matrix_info &info, const unsigned char *data, long plane, bool own)
     {
-        const int s = b.add_source(info, data, plane);
-        const source &from = b.sources[static_cast<size_t>(s)];
-        if (from.type == b.type && from.cell == bytes_of(b.type))
-            return {operand::matrix, s, nullptr, 0};
+        const int s = b.add_source(info, data, plane, own);
+        if (b.in_place(b.sources[static_cast<size_t>(s)]))
+            return {operand::matrix, s};
         for (const instruction &i : to.code)
             if (!i.fn && i.a.index == s)
                 return {operand::buffer, i.out, nullptr, 0, true};
-        const operand there = {operand::matrix, s, nullptr, 0};
+        const operand there = {operand::matrix, s};
         to.code.push_back({nullptr, there, there, take_buffer()});
         return {operand::buffer, to.code.back().out, nullptr, 0, true};
     }
@@ -273,7 +282,7 @@ struct fusion::emitter {
     {
         const matrix_lock &m = f.locked(token_of(p.n)->data);
         failed = failed || !m.data;
-        return failed ? constant(0) : read(m.info, m.data, 0);
+        return failed ? constant(0) : read(m.info, m.data, 0, false);
     }
 
     operand ramp(const part &p)
@@ -283,7 +292,12 @@ struct fusion::emitter {
         unsigned char *line = b.keep(n * bytes_of(b.type));
         copy::current_kernels()->convert[b.type][copy::cell_float64](line, values.data(), n);
         if (!p.along)
-            return {operand::constant, 0, line, 0};
+            return {operand::constant, 0, line};
+        if (p.dim == 0 && b.together > 1) {
+            unsigned char *repeated = b.keep(n * b.together * bytes_of(b.type));
+            op::kernels().spread[b.type](n, line, 1, repeated, b.together);
+            line = repeated;
+        }
         return {operand::line, 0, line, static_cast<int>(p.dim)};
     }
 
@@ -306,7 +320,7 @@ struct fusion::emitter {
             if (!p.object)
                 return constant(0);
             if (f.readable(p))
-                return read(f.locked(p.object).info, f.locked(p.object).data, p.plane);
+                return read(f.locked(p.object).info, f.locked(p.object).data, p.plane, p.own);
             return general(p);
         case part::matrix: return general(p);
         default: break;
@@ -331,14 +345,43 @@ struct fusion::emitter {
         give_back(first);
         give_back(second);
         const int out = take_buffer();
-        to.code.push_back({p.fn, first, second, out});
-        return {operand::buffer, out, nullptr, 0};
+        if (p.count == 1 || !join_pair(p.fn, first, second, out))
+            to.code.push_back({p.fn, first, second, out});
+        return {operand::buffer, out};
+    }
+
+    // Makes the last instruction, when it gives one of the operands, do this one too.
+    bool join_pair(vok_op_vector_fn fn, const operand &first, const operand &second, int out)
+    {
+        if (to.code.empty() || b.type < copy::cell_float32)
+            return false;
+        instruction &last = to.code.back();
+        const auto is_last = [&](const operand &o) {
+            return o.kind == operand::buffer && !o.shared && o.index == last.out;
+        };
+        const bool c_first = !is_last(first);
+        const int inner = pair_index(last.fn), outer = pair_index(fn);
+        const auto runs = [](const operand &o) { return o.kind >= operand::matrix || (o.kind == operand::line && !o.dim); };
+        if (last.pair || (!runs(last.a) && !runs(last.b)) || inner < 0 || outer < 0 || (c_first && !is_last(second)))
+            return false;
+        last.pair = kernels()->pair[b.type - copy::cell_float32][inner][outer][c_first];
+        last.c = c_first ? first : second;
+        last.out = out;
+        return true;
+    }
+
+    int pair_index(vok_op_vector_fn fn) const
+    {
+        for (int i = 0; fn && i < pair_words; i++)
+            if (fn == vok_op_sym2fn(f.pair_names_[i], f.info_.type))
+                return i;
+        return -1;
     }
 
     // Calculated here and now, like the operand `like`.
     operand line(const part &p, const operand &like, const operand &first, const operand &second)
     {
-        const long n = like.kind == operand::line ? f.info_.dim[like.dim] : 1;
+        const long n = like.kind != operand::line ? 1 : f.info_.dim[like.dim] * (like.dim == 0 ? b.together : 1);
         unsigned char *values = b.keep(n * bytes_of(b.type));
         const auto arg = [](const operand &o) {
             return vok_op_vector_arg{const_cast<unsigned char *>(o.p), o.kind == operand::line ? 1 : 0};
@@ -394,6 +437,38 @@ bool fusion::calculate_kept(const part &p, int index)
     b.run();
     t->valid = 1;
     return true;
+}
+
+bool fusion::take_all(node *tree)
+{
+    if (type_ < 0 || out_.planecount < 2 || !packed(out_) || child_count(tree) != 1)
+        return false;
+    parts_.clear();
+    const int root = look(child_at(tree, 0));
+    if (root < 0)
+        return false;
+    for (const part &p : parts_)
+        if ((p.kind == part::matrix || keeps(p)) ? p.moving || !x_->cache
+                                                 : p.kind == part::source && !one_for_all(p))
+            return false;
+    batch all(type_, out_, data_, out_.planecount);
+    program next;
+    if (emit(all, next, root, false)) {
+        all.programs.push_back(std::move(next));
+        all.run();
+    }
+    return true;
+}
+
+// Whether a source gives each plane its like, or all planes one that no plane is written to.
+bool fusion::one_for_all(const part &p)
+{
+    if (!p.object)
+        return true;
+    if (!readable(p))
+        return false;
+    const matrix_lock &m = locked(p.object);
+    return (p.own && packed(m.info) && m.info.planecount == out_.planecount) || ((!p.own || m.info.planecount == 1) && m.data != data_);
 }
 
 bool fusion::take(long plane, node *tree)

@@ -11,6 +11,7 @@
 #include <vokra/parallel_ndim.h>
 
 #include "calc/vok.expr.h"
+#include "calc/vok.expr.kernels.h"
 #include "matrix/copy_kernels.h"
 #include "matrix/matrix_lock.h"
 
@@ -19,30 +20,34 @@ namespace vok::expr {
 // Where an operand lies.
 struct operand {
     enum kind_t { constant, line, matrix, buffer } kind;
-    int index;              // of a matrix in `sources`, of a buffer
-    const unsigned char *p; // a constant's value, a line's first element
-    int dim;                // along which the line runs
-    bool shared = false;    // a buffer that other instructions read too
+    int index = 0;                    // of a matrix in `sources`, of a buffer
+    const unsigned char *p = nullptr; // a constant's value, a line's first element
+    int dim = 0;                      // along which the line runs
+    bool shared = false;              // a buffer that other instructions may read too
 };
 
-// A matrix that is read: plane and all dimensions as in the output.
+// A matrix that is read: dimensions as in the output.
 struct source {
     const vok_matrix_info *info;
-    const unsigned char *data; // first cell, the plane's element
+    const unsigned char *data;   // first cell, the plane's element
     int type;
     long cell;                   // bytes from cell to cell
-    std::vector<int32_t> offset; // of the cells of a block, where they are collected
+    bool whole;                  // all planes of the output run together in it too
+    std::vector<int32_t> offset; // of the cells of a block, where one plane is collected
 };
 
-// out = fn(a, b), cell by cell. Without a function the plane of a source is brought into the
-// type of the calculation; its buffer stays as it is from then on.
+// out = fn(a, b), element by element, and with a second function then(that, c) or, with
+// `c_first`, then(c, that). Without a function a source is brought into the type of the
+// calculation; its buffer stays as it is from then on.
 struct instruction {
     vok_op_vector_fn fn;
     operand a, b;
     int out; // a buffer, or -1: the output itself
+    pair_function *pair = nullptr;
+    operand c = {operand::constant};
 };
 
-// How one plane of the output comes about, in each block.
+// How a plane of the output comes about, or all planes together, in each block.
 struct program {
     long plane = 0;
     std::vector<instruction> code;
@@ -53,9 +58,14 @@ struct program {
 // Programs for planes of one output, calculated in one walk over its rows.
 class batch {
   public:
-    batch(int type, const vok_matrix_info &out, unsigned char *data);
-    // A source for reading a plane of a matrix of the output's dimensions.
-    int add_source(const vok_matrix_info &info, const unsigned char *data, long plane);
+    // `together`: the planes that one program is for, 1 or all of them. Interleaved planes
+    // calculated alike are one run of elements.
+    batch(int type, const vok_matrix_info &out, unsigned char *data, long together = 1);
+    // A source for reading a plane of a matrix of the output's dimensions, or all planes when
+    // `own` tells that each goes to its like.
+    int add_source(const vok_matrix_info &info, const unsigned char *data, long plane, bool own);
+    // Whether it can be read where it lies.
+    bool in_place(const source &s) const;
     // Room that lives as long as the programs.
     unsigned char *keep(long bytes);
     // Whether the output can be written without conversion.
@@ -64,18 +74,19 @@ class batch {
 
     const int type; // of the calculation
     const vok_matrix_info &out;
+    const long together;
     std::vector<source> sources;
     std::vector<program> programs;
 
   private:
     struct row;
+    struct room;
     static void slice(batch *self, long dimcount, long *dim, long planecount, vok_matrix_info *info,
                       unsigned char *first, vok_parallel_ndim_worker *worker);
-    void calculate(const program &p, const row &r, long from, long n, unsigned char *buffers,
-                   unsigned char *scratch) const;
-    void load(const source &s, const unsigned char *cells, long n, unsigned char *to,
-              unsigned char *scratch) const;
-    vok_op_vector_arg resolve(const operand &o, const row &r, long from, const unsigned char *buffers) const;
+    void calculate(const program &p, const row &r, long from, long cells, const room &space) const;
+    void load(const source &s, const unsigned char *at, long cells, unsigned char *to, const room &space) const;
+    void store(const program &p, unsigned char *at, long cells, const room &space) const;
+    vok_op_vector_arg resolve(const operand &o, const row &r, long from, const room &space) const;
 
     unsigned char *data_;
     const int out_type_;
@@ -92,6 +103,8 @@ class fusion {
     fusion(vok_expr *x, void *inputs, vok_matrix_info &info, const vok_matrix_info &out, unsigned char *data);
     // False when the tree has to go the other road, for which all that was taken must be flushed.
     bool take(long plane, node *tree);
+    // Calculates all planes by one tree, if they can be calculated as one.
+    bool take_all(node *tree);
     void flush();
 
   private:
@@ -103,6 +116,7 @@ class fusion {
         long dim = 0, mode = 0; // of a ramp
         void *object = nullptr; // of a source, null: zeros
         long plane = 0;
+        bool own = false; // the plane that is being calculated
         vok_op_vector_fn fn = nullptr;
         int kids[2] = {-1, -1};
         int count = 0;
@@ -119,6 +133,7 @@ class fusion {
     bool look_at_call(node *n, part &p);
     bool keeps(const part &p) const;
     bool readable(const part &p);
+    bool one_for_all(const part &p);
     bool settled(const part &p) const;
     const matrix_lock &locked(void *object);
     bool emit(batch &b, program &to, int root, bool whole);
@@ -130,6 +145,7 @@ class fusion {
     const vok_matrix_info &out_;
     unsigned char *data_;
     int type_;
+    symbol *pair_names_[pair_words];
     batch pending_;
     std::vector<part> parts_;
     std::vector<std::pair<void *, std::unique_ptr<matrix_lock>>> locks_;

@@ -90,8 +90,10 @@ named_plane find_named(symbol *word, long plane)
         return named;
     named.object = vok_object_findregistered(gensym(std::string(word->name, dot).c_str()));
     long number = 0;
-    if (std::sscanf(dot, ".p[%ld]", &number) == 1)
+    if (std::sscanf(dot, ".p[%ld]", &number) == 1) {
         named.plane = number;
+        named.own = false;
+    }
     return named;
 }
 

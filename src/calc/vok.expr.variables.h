@@ -20,6 +20,7 @@ std::vector<double> ramp_values(const vok_matrix_info &info, long index, long mo
 struct named_plane {
     void *object;
     long plane;
+    bool own = true; // it didn't
 };
 named_plane find_named(symbol *word, long plane);
 

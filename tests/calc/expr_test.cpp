@@ -364,4 +364,171 @@ TEST_F(Expr, LargeMatricesAreSplitAndCutIntoBlocks)
     }
 }
 
+// ---- what is kept ----
+
+long calls; // of the operator below, by one of its elements
+
+void count_and_pass(long n, void *, vok_op_vector_arg *a, vok_op_vector_arg *, vok_op_vector_arg *z)
+{
+    calls++;
+    for (long i = 0; i < n; i++)
+        static_cast<float *>(z->p)[i * z->stride] = static_cast<float *>(a->p)[i * a->stride];
+}
+
+// An operator of another module, which tells how often it is called.
+void store_counter()
+{
+    if (vok_op_fn_lookup(gensym("counted")))
+        return;
+    vok_op_fn *fn = vok_op_fn_object_new(gensym("counted"), 1);
+    fn->float32fn = count_and_pass;
+    ASSERT_EQ(vok_op_fn_store(gensym("counted"), fn), 0);
+}
+
+TEST_F(Expr, WhatHoldsNoInputIsCalculatedOnceASize)
+{
+    store_counter();
+    matrix in("float32", 1, {3, 4}), out("float32", 1, {3, 4});
+    expression still({"counted(norm[0])*in[0]+1"}), moving({"counted(norm[0]*in[0])"});
+    const auto calls_of = [&](expression &e) {
+        calls = 0;
+        EXPECT_EQ(e.calc({in}, out), 0);
+        return calls;
+    };
+    EXPECT_EQ(calls_of(still), 4); // a row each
+    EXPECT_EQ(calls_of(still), 0);
+    EXPECT_EQ(calls_of(moving), 4);
+    EXPECT_EQ(calls_of(moving), 4);
+    vok_matrix_info taller = out->info;
+    taller.dim[1] = 6;
+    vok_matrix_setinfo(out, &taller);
+    EXPECT_EQ(calls_of(still), 6);
+    EXPECT_EQ(calls_of(still), 0);
+    vok_attr_setlong(still.x, gensym("cache"), 0);
+    EXPECT_EQ(calls_of(still), 6);
+    EXPECT_EQ(calls_of(still), 6);
+}
+
+TEST_F(Expr, ARegisteredMatrixThatChangesShowsWhereSomethingElseMoves)
+{
+    matrix named("float32", 2, {2, 2}), in("float32", 1, {2, 2}), out("float32", 1, {2, 2});
+    ASSERT_EQ(vok_object_register(named, gensym("expr_test_named")), static_cast<vok_matrix *>(named));
+    const struct {
+        const char *text, *values[3]; // at first, after the change, and with the cache off
+    } rows[] = {
+        {"expr_test_named", {"3", "5", "5"}},
+        {"expr_test_named.p[1]", {"4", "6", "6"}},
+        {"expr_test_named+in[0]", {"3", "5", "5"}},
+        {"expr_test_named*2", {"6", "6", "10"}},
+        {"expr_test_named*2+in[0]", {"6", "6", "10"}},
+        {"expr_test_named*2+expr_test_named", {"9", "9", "15"}},
+        {"(expr_test_named+in[0])*2", {"6", "10", "10"}},
+        {"expr_test_other", {"0", "0", "0"}},
+    };
+    for (const auto &row : rows) {
+        expression e({row.text}), nodes({row.text});
+        message(named, "setall", "3. 4.");
+        for (int round = 0; round < 3; round++) {
+            for (const expression *each : {&e, &nodes})
+                vok_attr_setlong(each->x, gensym("cache"), round < 2);
+            e.calc({in}, out);
+            EXPECT_EQ(cell(out, "1 1"), row.values[round]) << row.text;
+            nodes.calc_by_nodes({in}, out);
+            EXPECT_EQ(cell(out, "1 1"), row.values[round]) << row.text << " by nodes";
+            message(named, "setall", "5. 6.");
+        }
+    }
+}
+
+// ---- planes, inputs, failures ----
+
+struct picture_row {
+    const char *texts[3]; // expressions
+    const char *result;   // of a cell of four planes, the input's being 10 20 30 40
+    const char *report;
+};
+
+TEST_F(Expr, PlanesAndFailures)
+{
+    const picture_row rows[] = {
+        {{"in[0]"}, "10 20 30 40", ""},
+        {{"in[0].p[1]"}, "20 20 20 20", ""},
+        {{"in[0]", "in[0].p[0]"}, "10 10 30 10", ""},
+        {{"in[0].p[3]", "in[0].p[2]", "in[0].p[1]"}, "40 30 20 40", ""},
+        {{"in[1]"}, "0 0 0 0", ""},
+        {{"no_such_name"}, "0 0 0 0", ""},
+        {{"5"}, "255 255 255 255", ""},
+        {{"0.5"}, "127 127 127 127", ""},
+        {{""}, "9 9 9 9", ""},
+        {{"in[0]", "("}, "10 9 30 9", "vok.expr: could not resolve variable "},
+        {{"in[0]", "a&b"}, "10 9 30 9", "vok.expr: could not resolve variable &"},
+        {{"in[0]", "a+"}, "10 9 30 9", "vok.expr: missing siblings"},
+        {{"(a)(b)"}, "0 0 0 0", ""},
+        {{"in[0] a"}, "10 20 30 40", ""},
+        {{"in[0] &"}, "9 9 9 9", "vok.expr: could not resolve variable &"},
+        {{"atan2(in[0])"}, "0 0 0 0", "vok.expr: missing arguments to op atan2"},
+        {{"abs(in[0],2)"}, "10 20 30 40", "warning: extra arguments to op abs"},
+        {{"pass()"}, "0 0 0 0", "vok.expr: missing arguments to op pass"},
+        {{"@a"}, "9 9 9 9", ""},
+        {{"euclidean(in[1]+0.5, 0)"}, "127 127 127 127", ""},
+        {{"euclidean(3, 4)*0.1"}, "127 127 127 127", ""},
+        {{"vok.op(in[0], in[1]+0.5, @op, max())"}, "127 127 127 127", ""},
+        {{"vok.linklist(in[0])"}, "0 0 0 0", ""},
+    };
+    for (const picture_row &row : rows) {
+        std::vector<std::string> texts;
+        for (const char *text : row.texts)
+            if (text)
+                texts.push_back(text);
+        for (const bool by_nodes : {false, true}) {
+            matrix in("char", 4, {2, 2}), out("char", 4, {2, 2});
+            message(in, "setall", "10 20 30 40");
+            message(out, "setall", "9 9 9 9");
+            report_catcher reports;
+            const expression e(texts);
+            if (by_nodes)
+                e.calc_by_nodes({in}, out);
+            else
+                EXPECT_EQ(e.calc({in}, out), 0);
+            const std::string said = reported(reports);
+            EXPECT_EQ(cell(out, "1 0"), row.result) << texts[0] << said;
+            EXPECT_EQ(said.empty(), !*row.report) << texts[0] << said;
+            EXPECT_NE(said.find(row.report), std::string::npos) << texts[0] << said;
+        }
+    }
+}
+
+TEST_F(Expr, TakesOtherSizesTypesAndTheOutputItself)
+{
+    matrix small("char", 1, {2, 1}), out("float32", 1, {4, 3});
+    message(small, "setcell", "0 val 255");
+    expression e({"in[0]*2+cell[1]"});
+    EXPECT_EQ(e.calc({small}, out), 0);
+    EXPECT_EQ(cell(out, "1 2") + " " + cell(out, "2 2"), "4 2");
+    // in place, plane after plane
+    matrix both("float32", 2, {4, 3});
+    message(both, "setall", "1. 2.");
+    expression swap({"in[0].p[1]", "in[0].p[0]+1"}), twice({"in[0].p[0]+in[0]"});
+    EXPECT_EQ(swap.calc({both}, both), 0);
+    EXPECT_EQ(cell(both, "3 2"), "2 3");
+    EXPECT_EQ(twice.calc({both}, both), 0);
+    EXPECT_EQ(cell(both, "0 1"), "4 7");
+    // without an output, without data
+    EXPECT_EQ(vok_expr_matrix_calc(e.x, nullptr, nullptr), VOK_ERR_INVP);
+    vok_matrix_freedata(both);
+    EXPECT_EQ(e.calc({small}, both), VOK_ERR_INVO);
+}
+
+TEST_F(Expr, MessagesOfAMatrix)
+{
+    matrix m("char", 4, {3, 1});
+    message(m, "setall", "10 20 30 40");
+    EXPECT_EQ(message(m, "exprfill", "2 norm[0]"), 0);
+    EXPECT_EQ(cell(m, "1") + " / " + cell(m, "2"), "10 20 127 40 / 10 20 255 40");
+    EXPECT_EQ(message(m, "exprfill", "in[0]*0.5+in[0].p[1]"), 0);
+    EXPECT_EQ(cell(m, "1"), "25 25 25 25");
+    EXPECT_EQ(message(m, "op", "+ 5"), 0);
+    EXPECT_EQ(cell(m, "0"), "30 30 30 30");
+}
+
 } // namespace
