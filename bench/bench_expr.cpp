@@ -98,7 +98,8 @@ void whole(benchmark::State &state, const row &r, int threads)
     const auto frames = film(r.type, r.planes);
     expression e(r.text);
     const std::size_t bytes = frames[0]->bytes;
-    bench::run(state, {std::vector<std::size_t>(static_cast<std::size_t>(r.reads), bytes), bytes, threads, frames.size()},
+    bench::run(state,
+               {std::vector<std::size_t>(static_cast<std::size_t>(r.reads), bytes), bytes, threads, frames.size()},
                [&](std::size_t set) { e.run(*frames[set]); });
 }
 
@@ -135,7 +136,8 @@ void compile(benchmark::State &state)
     const object_ptr x(vok_object_new(gensym("vok_expr")));
     double best = 1e9;
     for (auto _ : state)
-        best = std::min(best, bench::seconds_of([&] { set_text(x.get(), "in[0]*0.5+sin(norm[0]*TWOPI)*(in[1]-2)+1"); }));
+        best = std::min(best,
+                        bench::seconds_of([&] { set_text(x.get(), "in[0]*0.5+sin(norm[0]*TWOPI)*(in[1]-2)+1"); }));
     state.counters["best_us"] = best * 1e6;
     state.counters["limit_us"] = 50;
     state.counters["of_limit"] = 50e-6 / best;

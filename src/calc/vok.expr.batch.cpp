@@ -118,7 +118,8 @@ vok_op_vector_arg batch::resolve(const operand &o, const row &r, long from, cons
     };
     switch (o.kind) {
     case operand::constant: return arg(o.p, 0);
-    case operand::line: return o.dim == 0 ? arg(o.p + from * together * size, 1) : arg(o.p + r.at[o.dim] * size, 0);
+    case operand::line:
+        return o.dim == 0 ? arg(o.p + from * together * size, 1) : arg(o.p + r.at[o.dim] * size, 0);
     case operand::matrix: return arg(r.sources[static_cast<size_t>(o.index)] + from * together * size, 1);
     default: return arg(space.buffer(o.index), 1);
     }

@@ -361,8 +361,11 @@ struct fusion::emitter {
         };
         const bool c_first = !is_last(first);
         const int inner = pair_index(last.fn), outer = pair_index(fn);
-        const auto runs = [](const operand &o) { return o.kind >= operand::matrix || (o.kind == operand::line && !o.dim); };
-        if (last.pair || (!runs(last.a) && !runs(last.b)) || inner < 0 || outer < 0 || (c_first && !is_last(second)))
+        const auto runs = [](const operand &o) {
+            return o.kind >= operand::matrix || (o.kind == operand::line && !o.dim);
+        };
+        if (last.pair || (!runs(last.a) && !runs(last.b)) || inner < 0 || outer < 0 ||
+            (c_first && !is_last(second)))
             return false;
         last.pair = kernels()->pair[b.type - copy::cell_float32][inner][outer][c_first];
         last.c = c_first ? first : second;
@@ -468,7 +471,8 @@ bool fusion::one_for_all(const part &p)
     if (!readable(p))
         return false;
     const matrix_lock &m = locked(p.object);
-    return (p.own && packed(m.info) && m.info.planecount == out_.planecount) || ((!p.own || m.info.planecount == 1) && m.data != data_);
+    return (p.own && packed(m.info) && m.info.planecount == out_.planecount) ||
+           ((!p.own || m.info.planecount == 1) && m.data != data_);
 }
 
 bool fusion::take(long plane, node *tree)

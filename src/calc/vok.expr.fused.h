@@ -29,7 +29,7 @@ struct operand {
 // A matrix that is read: dimensions as in the output.
 struct source {
     const vok_matrix_info *info;
-    const unsigned char *data;   // first cell, the plane's element
+    const unsigned char *data; // first cell, the plane's element
     int type;
     long cell;                   // bytes from cell to cell
     bool whole;                  // all planes of the output run together in it too

@@ -78,7 +78,10 @@ void put_in_four(unsigned char *__restrict to, const unsigned char *__restrict f
     {                                                                                                             \
         pair<first, second, false, T>, pair<first, second, true, T>                                               \
     }
-#define VOKRA_FIRST(T, first) {VOKRA_SECOND(T, first, mult), VOKRA_SECOND(T, first, add), VOKRA_SECOND(T, first, sub)}
+#define VOKRA_FIRST(T, first)                                                                                     \
+    {                                                                                                             \
+        VOKRA_SECOND(T, first, mult), VOKRA_SECOND(T, first, add), VOKRA_SECOND(T, first, sub)                    \
+    }
 
 } // namespace
 
