@@ -1,0 +1,530 @@
+// Noises against their rules in plain arithmetic, the tables of a seed, statistics, and what
+// extreme settings and coordinates do.
+#include <numbers>
+
+#include "functor/noise_tools.h"
+
+namespace {
+
+class Noise : public Library {};
+
+struct freed {
+    void *block;
+    ~freed() { sysmem_freeptr(block); }
+};
+
+TEST_F(Noise, a_seed_gives_the_same_tables_for_ever)
+{
+    int32_t *table = nullptr;
+    for (const long n : {1L, 1024L, 2048L, 1000L}) {
+        for (const long seed : {-1138L, 1L, 77L}) {
+            const reference_tables expected(n, seed);
+            vok_functor_noise_lattice lattice = {};
+            ASSERT_EQ(vok_functor_noise_permutations_init(&table, n, seed), 0);
+            ASSERT_EQ(vok_functor_noise_lattice_init(&lattice, n, seed), 0);
+            const freed blocks[] = {{lattice.fixed}, {lattice.float32}, {lattice.float64}};
+            for (long i = 0; i < n; i++) {
+                const double v = expected.value[static_cast<size_t>(i)];
+                ASSERT_EQ(table[i], expected.entry[static_cast<size_t>(i)]) << n << " " << seed << " " << i;
+                ASSERT_EQ(lattice.float64[i], v);
+                ASSERT_EQ(lattice.float32[i], static_cast<float>(v));
+                ASSERT_EQ(lattice.fixed[i], fixed_of(v));
+            }
+        }
+    }
+    EXPECT_EQ(vok_functor_noise_permutations_init(&table, 0, 1), VOK_ERR_INVP);
+    EXPECT_EQ(table, nullptr);
+    EXPECT_EQ(vok_functor_noise_permutations_init(nullptr, 8, 1), VOK_ERR_INVP);
+}
+
+TEST_F(Noise, the_hash_takes_cells)
+{
+    const reference_tables t;
+    for (size_t dims = 1; dims <= 4; dims++)
+        for (const std::vector<double> &x : places(dims, 40)) {
+            std::vector<long long> c;
+            for (const double v : x)
+                c.push_back(static_cast<long long>(std::floor(v)));
+            const std::vector<float> narrow(x.begin(), x.end());
+            const long n = static_cast<long>(dims), k = t.hash(c);
+            EXPECT_EQ(vok_functor_noise_hash_float64_eval(n, x.data(), t.entry.data(), 1023), k);
+            EXPECT_EQ(vok_functor_noise_hash_float32_eval(n, narrow.data(), t.entry.data(), 1023), k);
+            EXPECT_EQ(vok_functor_noise_lattice_float64_eval(n, x.data(), t.entry.data(), t.value.data(), 1023),
+                      t.value[static_cast<size_t>(k)]);
+        }
+    const double x[] = {3};
+    EXPECT_EQ(vok_functor_noise_hash_float64_eval(0, x, t.entry.data(), 1023), 0);
+    // all cells of the fixed format are one
+    const int32_t a[] = {fixed_of(0.5), fixed_of(7.25)}, b[] = {fixed_of(-100), fixed_of(3)};
+    EXPECT_EQ(vok_functor_noise_hash_fixed_eval(2, a, t.entry.data(), 1023),
+              vok_functor_noise_hash_fixed_eval(2, b, t.entry.data(), 1023));
+}
+
+TEST_F(Noise, cells_and_checkers)
+{
+    const reference_tables t;
+    const functor cell("noise.cell"), spread("noise.cell", {"sign 1", "abs 1"}), board("noise.checker"),
+        sharp("noise.checker", {"sign 1"}), soft("noise.checker", {"sign 1", "smooth 0.5"});
+    for (const std::vector<double> &x : places(2, 60)) {
+        const auto c0 = static_cast<long long>(std::floor(x[0])), c1 = static_cast<long long>(std::floor(x[1]));
+        const double v = t.at({c0, c1});
+        EXPECT_EQ(value_at(cell, x), v);
+        EXPECT_EQ(value_at(spread, x), std::fabs(2 * v - 1));
+        const bool odd = (c0 ^ c1) & 1;
+        EXPECT_EQ(value_at(board, x), odd ? 0 : 1);
+        EXPECT_EQ(value_at(sharp, x), odd ? -1 : 1);
+        double pulse = 1; // the edges are a quarter wide
+        for (const double v2 : x) {
+            const double f = v2 - std::floor(v2), edge = std::min(std::min(f, 1 - f) / 0.25, 1.0);
+            pulse *= edge * edge * (3 - 2 * edge);
+        }
+        EXPECT_NEAR(value_at(soft, x), (odd ? -pulse : pulse) + 0.5, 1e-12);
+    }
+    EXPECT_EQ(cell.at(-0.5), t.at({-1}));
+    EXPECT_EQ(cell.at(-1.0 - 5e-8), t.at({-1})); // lifted into the cell above
+    EXPECT_EQ(cell.raw(fixed_of(3.5), fixed_of(-2)), cell.raw(0, 0));
+    EXPECT_EQ(board.raw(fixed_of(1.5)), 65536);
+    EXPECT_EQ(sharp.raw(fixed_of(1.5)), 65536);
+    EXPECT_EQ(soft.set("smooth 3."), 0); // half of it is above 1: ignored
+    EXPECT_EQ(soft.number("smooth"), 0.25);
+}
+
+// The directions of gradient noise, row by row.
+std::vector<std::vector<double>> directions(size_t n, long size)
+{
+    numbers_of_seed draw(-1138);
+    const auto r = [&] { return static_cast<double>(draw.below(size)) / static_cast<double>(size); };
+    std::vector<std::vector<double>> rows;
+    for (long row = 0; row < size; row++) {
+        std::vector<double> d;
+        if (n <= 3) {
+            const double z = 1 - 2 * r(), radius = std::sqrt(std::max(0.0, 1 - z * z)),
+                         angle = r() * 2 * std::numbers::pi;
+            d = {std::cos(angle) * radius, std::sin(angle) * radius, z};
+        } else {
+            double sum = 0;
+            for (size_t i = 0; i < n; i++) {
+                d.push_back(1 - 2 * r());
+                sum += d[i] * d[i];
+            }
+            if (static_cast<size_t>(row) < n)
+                sum = static_cast<double>(n) * d[static_cast<size_t>(row)] * d[static_cast<size_t>(row)];
+            for (double &v : d)
+                v *= sum > 0 ? 1 / std::sqrt(sum) : 1;
+        }
+        rows.push_back(d);
+    }
+    return rows;
+}
+
+TEST_F(Noise, gradients_blend_the_corners)
+{
+    for (const size_t dims : {1u, 2u, 3u, 4u, 5u}) {
+        const long size = dims == 2 ? 64 : 1024;
+        const reference_tables t(size);
+        const auto rows = directions(dims, size);
+        const functor plain("noise.gradient", {"tablesize " + std::to_string(size - 1)}),
+            wide("noise.gradient", {"sign 1", "tablesize " + std::to_string(size)});
+        EXPECT_EQ(plain.number("tablesize"), static_cast<double>(size));
+        for (const std::vector<double> &x : places(dims, 50)) {
+            // the last dimension outermost: blending inwards
+            const std::function<double(size_t, std::vector<long long>)> blended = [&](size_t left,
+                                                                                     std::vector<long long> c) {
+                if (left == 0) {
+                    double dot = 0;
+                    for (size_t i = 0; i < dims; i++)
+                        dot += rows[static_cast<size_t>(t.hash(c))][i] * (x[i] - static_cast<double>(c[i]));
+                    return dot;
+                }
+                const double f = x[left - 1] - std::floor(x[left - 1]);
+                const double low = blended(left - 1, c);
+                c[left - 1]++;
+                return low + (blended(left - 1, c) - low) * (3 * f * f - 2 * f * f * f);
+            };
+            std::vector<long long> c;
+            for (const double v : x)
+                c.push_back(static_cast<long long>(std::floor(v)));
+            const double v = blended(dims, c);
+            EXPECT_NEAR(value_at(wide, x), v, 1e-12) << dims;
+            EXPECT_NEAR(value_at(plain, x), v * 0.5 + 0.5, 1e-12) << dims;
+            near_in_float32(plain, x, 1e-4);
+        }
+        EXPECT_EQ(wide.interface->evalfloat64(wide.object, static_cast<long>(dims),
+                                              std::vector<double>(dims, 3).data()),
+                  0); // a lattice point
+    }
+    // the directions are made anew for another count, and again for the first
+    const functor f("noise.gradient");
+    const double two = f.at(0.3, 0.7), three = f.at(0.3, 0.7, 0.2);
+    EXPECT_EQ(f.at(0.3, 0.7), two);
+    EXPECT_EQ(f.at(0.3, 0.7, 0.2), three);
+    EXPECT_NE(f.set("filter nothing.at.all"), 0);
+    EXPECT_EQ(f.at(0.3, 0.7), 0);
+}
+
+TEST_F(Noise, splines_join_lattice_values)
+{
+    const reference_tables t;
+    const functor f("noise.value.cubicspline"), wide("noise.value.cubicspline", {"sign 1"});
+    const auto spline = [](double u, const double *k) { // catmull-rom, as usually written
+        return 0.5 * (2 * k[1] + (k[2] - k[0]) * u + (2 * k[0] - 5 * k[1] + 4 * k[2] - k[3]) * u * u +
+                      (3 * k[1] - k[0] - 3 * k[2] + k[3]) * u * u * u);
+    };
+    for (const std::vector<double> &x : places(2, 60)) {
+        const double c0 = std::floor(x[0]), c1 = std::floor(x[1]);
+        double across[4], along[4];
+        for (int j = 0; j < 4; j++) {
+            for (int i = 0; i < 4; i++)
+                along[i] = t.at({static_cast<long long>(c0) + i - 1, static_cast<long long>(c1) + j - 1});
+            across[j] = spline(x[0] - c0, along);
+        }
+        const double v = spline(x[1] - c1, across);
+        EXPECT_NEAR(value_at(f, x), v, 1e-12);
+        EXPECT_NEAR(value_at(wide, x), 2 * v - 1, 1e-12);
+        near_in_float32(f, x, 1e-4);
+    }
+    EXPECT_DOUBLE_EQ(f.at(5.0), t.at({5}));
+    EXPECT_TRUE(std::isfinite(f.at32(-1e-10f))); // whose place in the cell rounds to its end
+}
+
+// The three middle corners of the simplex in four dimensions, by the code of the order.
+constexpr uint64_t corner_bits[3][4] = {
+    {0xD0B0000000000000, 0xC4008C00, 0xA20000008A, 0x101000101000101},
+    {0xD1B100A0C0000000, 0xC0000000C5008D88, 0xA000A30000888B, 0x1111000305000503},
+    {0xD1B100A3C5008080, 0xD1800080C5008D8B, 0x80B100A380008D8B, 0x5131002345000D0B}};
+
+std::vector<std::vector<int>> simplex_rows(size_t n)
+{
+    // all with one component 0 and the others 1 or -1: those with a 0 in front come first
+    std::vector<std::vector<int>> rows;
+    const size_t width = n == 4 ? 4 : 3;
+    for (size_t zero = 0; zero < width; zero++)
+        for (int bits = 0; bits < 1 << (width - 1); bits++) {
+            std::vector<int> row;
+            for (size_t i = 0, bit = width - 1; i < width; i++)
+                row.push_back(i == zero ? 0 : bits >> --bit & 1 ? -1 : 1);
+            rows.push_back(row);
+        }
+    return rows;
+}
+
+// Directions have `filled` components, and 0 in the others.
+double simplex(const reference_tables &t, const std::vector<double> &x, size_t filled = 4)
+{
+    const auto rows = simplex_rows(x.size());
+    const size_t n = x.size();
+    const double dims = static_cast<double>(n), root = std::sqrt(dims + 1);
+    const double skew = (root - 1) / dims, unskew = (1 - 1 / root) / dims;
+    double sum = 0;
+    for (const double v : x)
+        sum += v;
+    std::vector<long long> c;
+    double total = 0;
+    for (const double v : x) {
+        c.push_back(static_cast<long long>(std::floor(v + sum * skew)));
+        total += static_cast<double>(c.back());
+    }
+    std::vector<double> from;
+    for (size_t i = 0; i < n; i++)
+        from.push_back(x[i] - (static_cast<double>(c[i]) - total * unskew));
+    double result = 0;
+    for (size_t corner = 0; corner <= n; corner++) {
+        std::vector<long long> step(n, corner == n);
+        if (corner > 0 && corner < n) {
+            if (n == 4) {
+                const int code = 32 * (from[0] > from[1]) + 16 * (from[0] > from[2]) + 8 * (from[1] > from[2]) +
+                                 4 * (from[0] > from[3]) + 2 * (from[1] > from[3]) + (from[2] > from[3]);
+                for (size_t i = 0; i < 4; i++)
+                    step[i] = corner_bits[corner - 1][i] >> code & 1;
+            } else { // the axes in falling order
+                std::vector<size_t> order = {0, 1, 2};
+                order.resize(n);
+                std::sort(order.begin(), order.end(), [&](size_t a, size_t b) { return from[a] > from[b]; });
+                for (size_t i = 0; i < corner; i++)
+                    step[order[i]] = 1;
+            }
+        }
+        long long k = 0;
+        double square = 0, dot = 0;
+        for (size_t i = n; i-- > 0;)
+            k = t[k + c[i] + step[i]];
+        const std::vector<int> &row = rows[static_cast<size_t>(k) % rows.size()];
+        for (size_t i = 0; i < n; i++) {
+            const double d = from[i] - static_cast<double>(step[i]) + static_cast<double>(corner) * unskew;
+            square += d * d;
+            dot += i < filled ? (4 * row[i] - 1) * d : 0;
+        }
+        result += square < (n == 2 ? 0.5 : 0.6) ? std::pow((n == 2 ? 0.5 : 0.6) - square, 4) * dot : 0;
+    }
+    return (n == 2 ? 70 : n == 3 ? 32 : 27) * result;
+}
+
+TEST_F(Noise, simplices_sum_their_corners)
+{
+    const reference_tables t(2048);
+    const functor f("noise.simplex"), wide("noise.simplex", {"sign 1"});
+    EXPECT_EQ(f.number("tablesize"), 2048);
+    for (const size_t dims : {2u, 3u, 4u})
+        for (const std::vector<double> &x : places(dims, 80)) {
+            const double v = simplex(t, x);
+            EXPECT_NEAR(value_at(wide, x), v, 1e-9) << dims;
+            EXPECT_NEAR(value_at(f, x), v * 0.5 + 0.5, 1e-9) << dims;
+            near_in_float32(f, x, 2e-3);
+            if (dims == 4) {
+                EXPECT_EQ(vok_functor_noise_simplex_eval_float64_dim4(wide.object, x.data()), value_at(wide, x));
+            }
+        }
+    // One coordinate goes by the rule of two, with nothing in the directions' second place.
+    for (const std::vector<double> &x : places(1, 20))
+        EXPECT_NEAR(wide.at(x[0]), simplex(t, {x[0], 0}, 1), 1e-9);
+    const double five[5] = {};
+    EXPECT_EQ(f.interface->evalfloat64(f.object, 5, five), 0);
+    EXPECT_EQ(f.interface->evalfloat64(f.object, 0, five), 0.5);
+    EXPECT_EQ(f.set("tablesize 1024"), 0); // is doubled, and so the same again
+    EXPECT_EQ(f.number("tablesize"), 2048);
+    EXPECT_EQ(f.set("tablesize 2048"), 0);
+    EXPECT_EQ(f.number("tablesize"), 4096);
+}
+
+// The default filter of the convolutions, through the table that they keep.
+double kernel_at(double square, double rate = 100)
+{
+    const double index = std::floor(square * rate + 0.5);
+    if (index >= 4 * rate + 1)
+        return 0;
+    const functor filter("lanczossinc");
+    return filter.at(std::sqrt(index / rate));
+}
+
+TEST_F(Noise, values_are_convolved)
+{
+    const reference_tables t;
+    const functor f("noise.value.convolution", {"sign 1"}), coarse("noise.value.convolution", {"samplerate 50"});
+    for (const std::vector<double> &x : places(2, 12)) {
+        double sum[2] = {};
+        const long long c0 = static_cast<long long>(std::floor(x[0])), c1 = static_cast<long long>(std::floor(x[1]));
+        each_offset(2, -1, 2, [&](const std::vector<long long> &o) {
+            const double dx = static_cast<double>(c0 + o[0]) - x[0], dy = static_cast<double>(c1 + o[1]) - x[1];
+            sum[0] += t.at({c0 + o[0], c1 + o[1]}) * kernel_at(dx * dx + dy * dy);
+            sum[1] += t.at({c0 + o[0], c1 + o[1]}) * kernel_at(dx * dx + dy * dy, 50);
+        });
+        EXPECT_NEAR(value_at(f, x), 2 * sum[0] - 1, 1e-12);
+        EXPECT_NEAR(value_at(coarse, x), sum[1], 1e-12);
+    }
+}
+
+TEST_F(Noise, impulses_are_convolved)
+{
+    const reference_tables t;
+    constexpr long density = 3, count = density * 1024;
+    numbers_of_seed draw(-1138);
+    std::vector<double> weight, position[2];
+    for (long i = 0; i < count; i++) {
+        weight.push_back(static_cast<double>(draw.below(count)) / count);
+        for (int d = 0; d < 32; d++) {
+            const double r = static_cast<double>(draw.below(count)) / count;
+            if (d < 2)
+                position[d].push_back(r);
+        }
+    }
+    const functor f("noise.sparse.convolution");
+    for (const std::vector<double> &x : places(2, 12)) {
+        double sum = 0;
+        const long long c0 = static_cast<long long>(std::floor(x[0])), c1 = static_cast<long long>(std::floor(x[1]));
+        each_offset(2, -2, 2, [&](const std::vector<long long> &o) {
+            auto k = static_cast<size_t>(t.hash({c0 + o[0], c1 + o[1]}));
+            for (int used = 0; used < density; used++) {
+                const double dx = x[0] - static_cast<double>(c0 + o[0]) - position[0][k];
+                const double dy = x[1] - static_cast<double>(c1 + o[1]) - position[1][k];
+                sum += weight[k] * kernel_at(dx * dx + dy * dy);
+                k = (k + 1) % 1024 * density;
+            }
+        });
+        EXPECT_NEAR(value_at(f, x), sum / density, 1e-9);
+    }
+    // the table ends at a squared distance of 4
+    EXPECT_NE(vok_functor_noise_sparse_convolution_kernel_fixed(f.object, fixed_of(0.25)), 0);
+    EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(f.object, fixed_of(4.01)), 0);
+    const functor box("noise.sparse.convolution", {"filter box"}); // which gets this class's width, 0
+    EXPECT_NEAR(box.at(0.3, 0.3), 0, 0.2);
+    EXPECT_EQ(box.set("width 2."), 0);
+    EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(1)), 65536);
+    EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(1.02)), 0);
+    EXPECT_EQ(box.set("kernel 0"), 0); // asked each time
+    EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(0.5)), 65536);
+    EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(1.02)), 0);
+}
+
+// The squared distances and marks of all features near a place, nearest first.
+std::vector<std::pair<double, uint32_t>> features(const reference_tables &t, const std::vector<double> &x,
+                                                  double density)
+{
+    std::vector<std::pair<double, uint32_t>> all;
+    each_offset(x.size(), -1, 1, [&](const std::vector<long long> &o) {
+        std::vector<long long> c;
+        for (size_t i = 0; i < x.size(); i++)
+            c.push_back(static_cast<long long>(std::floor(x[i] + 100000)) + o[i]);
+        auto s = static_cast<uint32_t>(t.hash(c));
+        const auto advance = [&] { return s = s * 1402024253u + 586950981u; };
+        const int count = std::max(1, static_cast<int>(density * 1.5 * t.value[advance() & 1023] + density / 2 + 0.5));
+        advance();
+        for (int f = 0; f < count; f++) {
+            const uint32_t id = s;
+            double square = 0;
+            for (size_t i = 0; i < x.size(); i++) {
+                const double d = static_cast<double>(c[i]) + t.value[advance() & 1023] - (x[i] + 100000);
+                square += d * d;
+            }
+            advance();
+            all.emplace_back(square, id);
+        }
+    });
+    std::sort(all.begin(), all.end());
+    return all;
+}
+
+TEST_F(Noise, voronoi_finds_the_nearest)
+{
+    const reference_tables t;
+    for (const size_t dims : {1u, 2u, 3u}) {
+        const functor f("noise.voronoi"), third("noise.voronoi", {"features 3", "weight -1. 0.5 2.", "exp 1. 0. 2."}),
+            root("noise.voronoi", {"postsqrt 1", "sign 1"}), id("noise.voronoi", {"metric id"}),
+            product("noise.voronoi", {"features 2", "combiner *", "density 0."});
+        for (const std::vector<double> &x : places(dims, 40)) {
+            const auto all = features(t, x, 5), few = features(t, x, 0);
+            EXPECT_NEAR(value_at(f, x), all[0].first, 1e-9);
+            EXPECT_NEAR(value_at(third, x), -all[0].first + 1 + 2 * all[2].first * all[2].first, 1e-9);
+            EXPECT_NEAR(value_at(root, x), 2 * std::sqrt(all[0].first) - 1, 1e-9);
+            EXPECT_EQ(value_at(id, x), t.value[all[0].second & 1023]);
+            EXPECT_NEAR(value_at(product, x), few[0].first * few[1].first, 1e-9);
+        }
+    }
+    const functor square("noise.voronoi", {"shape square"}), many("noise.voronoi", {"features 40"});
+    EXPECT_EQ(square.at(0.1, 0.2), 0.5);
+    EXPECT_EQ(square.at(7.9, -3), 0.5);
+    EXPECT_TRUE(std::isfinite(many.at(0.1, 0.2)));
+    EXPECT_EQ(many.set("combiner sub"), VOK_ERR_EROR);
+    EXPECT_EQ(vok_attr_getsym(many.object, gensym("combiner")), gensym("add"));
+    EXPECT_EQ(many.set("features 0"), VOK_ERR_EROR);
+    EXPECT_EQ(many.set("shape round"), VOK_ERR_EROR);
+    EXPECT_EQ(many.set("metric 5"), VOK_ERR_EROR);
+    EXPECT_NE(many.set("distance nothing"), 0);
+    EXPECT_EQ(many.at(0.1, 0.2), 0);
+}
+
+TEST_F(Noise, a_noise_distorts_another)
+{
+    const functor f("noise.distorted", {"distortion 0.5 2.", "result 3."}), outer("noise.gradient"),
+        inner("noise.simplex");
+    for (const std::vector<double> &x : places(2, 20)) {
+        const double d = value_at(inner, x);
+        EXPECT_EQ(value_at(f, x), outer.at(0.5 * d + x[0], 2.0 * d + x[1]) * 3);
+    }
+    // the same name again changes nothing; there and back, the noise is signed
+    const double before = f.at(0.3, 0.4);
+    EXPECT_EQ(f.set("outer noise.gradient"), 0);
+    EXPECT_EQ(f.at(0.3, 0.4), before);
+    EXPECT_EQ(f.set("outer noise.cell"), 0);
+    EXPECT_EQ(f.set("outer noise.gradient"), 0);
+    EXPECT_NEAR(f.at(0.3, 0.4) / 3, 2 * before / 3 - 1, 1e-12);
+    EXPECT_EQ(f.set("inner nothing"), VOK_ERR_INVP);
+    EXPECT_EQ(f.at(0.3, 0.4), 0);
+}
+
+TEST_F(Noise, chains_reach_what_is_held)
+{
+    const functor f("noise.distorted");
+    EXPECT_EQ(f.set("outer filter quintic"), 0);
+    EXPECT_EQ(f.set("outer filter f 7."), 0);
+    void *outer = reinterpret_cast<void *>(vok_object_method(f.object, gensym("subfunctor"), gensym("outer")));
+    ASSERT_NE(outer, nullptr);
+    void *filter = reinterpret_cast<void *>(vok_object_method(outer, gensym("subfunctor"), gensym("filter")));
+    ASSERT_NE(filter, nullptr);
+    EXPECT_EQ(vok_attr_getfloat(filter, gensym("f")), 7);
+    EXPECT_EQ(vok_object_method(outer, gensym("subfunctor"), gensym("nobody")), 0);
+    const functor fractal("fractal.mono");
+    const double before = fractal.at(0.3, 0.4);
+    EXPECT_EQ(fractal.set("basis seed 5"), 0);
+    EXPECT_NE(fractal.at(0.3, 0.4), before);
+}
+
+TEST_F(Noise, looks_as_it_should)
+{
+    // over many cells: the range, the mean, and no jump from one cell to the next
+    const struct {
+        const char *name;
+        double low, high, mean, steepest;
+    } noises[] = {{"noise.gradient", 0, 1, 0.5, 2},       {"noise.value.cubicspline", -0.3, 1.3, 0.49, 4},
+                  {"noise.simplex", -3, 4, 0.5, 40},      {"noise.voronoi", 0, 1.2, 0.055, 4},
+                  {"noise.cell", 0, 1, 0.5, HUGE_VAL},    {"noise.distorted", 0, 1, 0.5, 100},
+                  {"fractal.mono", 0, 2.4, 1.19, 20}};
+    for (const auto &n : noises) {
+        const functor f(n.name);
+        double sum = 0;
+        const auto all = places(2, 4000, 400);
+        for (std::vector<double> x : all) {
+            const double v = value_at(f, x);
+            EXPECT_GE(v, n.low) << n.name;
+            EXPECT_LE(v, n.high) << n.name;
+            sum += v;
+            x[0] = std::floor(x[0]); // either side of a cell's edge
+            const double after = value_at(f, x);
+            x[0] -= 1e-5;
+            EXPECT_LE(std::fabs(value_at(f, x) - after), n.steepest * 1e-5) << n.name << " " << x[0] << " " << x[1];
+        }
+        EXPECT_NEAR(sum / static_cast<double>(all.size()), n.mean, 0.02) << n.name;
+    }
+}
+
+TEST_F(Noise, seeds_differ)
+{
+    const functor a("noise.cell"), b("noise.cell"), c("noise.cell", {"seed 5"});
+    int different = 0;
+    for (const std::vector<double> &x : places(2, 50)) {
+        EXPECT_EQ(value_at(a, x), value_at(b, x));
+        different += value_at(a, x) != value_at(c, x);
+    }
+    EXPECT_GT(different, 40);
+}
+
+TEST_F(Noise, nothing_breaks_them)
+{
+    const double odd[] = {NAN, HUGE_VAL, -HUGE_VAL, 1e30, -1e30, 2147483648.0, -2147483649.0, 3e9, -3e9, -0.0, 5e-324};
+    const std::vector<std::vector<std::string>> settings = {
+        {}, {"tablesize 1"}, {"tablesize 0"}, {"tablesize 999999999999"}, {"density 0"}, {"density 0.5"},
+        {"density 1e30"}, {"samplerate 0"}, {"samplerate 1"}, {"samplerate 999999999999"}, {"features 100000"},
+        {"features 999999999999"}, {"shape triangle"}, {"shape hexagon"}, {"shape octagon"}, {"kernel 0"},
+        {"detail 0.5"}, {"detail 33."}, {"detail 1e30"}, {"lacunarity 0."}, {"lacunarity 1e30"}, {"rotate 1"},
+        {"roughness -1e30"}, {"width 0."}, {"basis power"}, {"basis curve.linear"}};
+    for (const char *name :
+         {"noise.cell", "noise.checker", "noise.distorted", "noise.gradient", "noise.simplex",
+          "noise.sparse.convolution", "noise.value.convolution", "noise.value.cubicspline", "noise.voronoi",
+          "fractal.mono", "fractal.multi", "fractal.hetero", "fractal.multi.hybrid", "fractal.multi.ridged",
+          "fractal.turbulence"}) {
+        for (const std::vector<std::string> &set : settings) {
+            const functor f(name);
+            for (const std::string &text : set)
+                f.set(text); // not all have it
+            for (const double a : odd) {
+                f.at(a);
+                f.at(a, 0.5);
+                f.at(0.5, a, a);
+                f.at32(a, 0.25f);
+                f.raw(INT32_MIN, INT32_MAX);
+            }
+            EXPECT_EQ(f.at(0.25, 0.75), f.at(0.25, 0.75)) << name;
+        }
+        const functor f(name); // more dimensions than can be gone through
+        const std::vector<double> many(32, 0.3);
+        const std::vector<float> many32(32, 0.3f);
+        for (const long n : {-1L, 0L, 6L, 32L}) {
+            f.interface->evalfloat64(f.object, n, many.data());
+            f.interface->evalfloat32(f.object, n, many32.data());
+        }
+    }
+    const functor large("noise.gradient", {"tablesize 1048576"});
+    EXPECT_EQ(large.number("tablesize"), 1048576);
+    EXPECT_TRUE(std::isfinite(large.at(0.3, 0.4)));
+}
+
+} // namespace
