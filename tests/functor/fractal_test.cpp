@@ -72,11 +72,10 @@ TEST_F(Fractal, octaves_join_by_their_rules)
     const functor basis("noise.gradient", {"sign 1"});
     for (const char *name : {"mono", "multi", "hetero", "multi.hybrid", "multi.ridged", "turbulence"}) {
         for (const double detail : {3.0, 2.5, 0.5, 1.0, 6.25}) {
-            functor f(std::string("fractal.") + name,
-                      {"detail " + std::to_string(detail), "roughness 0.4", "lacunarity 1.75", "level 0.3",
-                       "result 2."});
-            f.set("gain 1.5");          // of two only
-            f.set("basis noise.cell");  // there and back: signed
+            functor f(std::string("fractal.") + name, {"detail " + std::to_string(detail), "roughness 0.4",
+                                                       "lacunarity 1.75", "level 0.3", "result 2."});
+            f.set("gain 1.5");         // of two only
+            f.set("basis noise.cell"); // there and back: signed
             f.set("type noise.gradient");
             const rule r = {basis, detail, 0.4, 1.75, 0.3, 1.5};
             for (const std::vector<double> &x : places(2, 15)) {
@@ -107,9 +106,11 @@ TEST_F(Fractal, limits_are_kept)
     const struct {
         const char *name, *setting;
         bool taken;
-    } cases[] = {{"mono", "detail 33.", false},    {"multi", "detail 33.", true},   {"mono", "detail 0.", false},
-                 {"hetero", "detail 31.5", true},  {"mono", "lacunarity 40.", true}, {"multi", "lacunarity 40.", false},
-                 {"turbulence", "lacunarity 0.", false}, {"multi", "lacunarity 0.", false}, {"multi.ridged", "gain -3.", true}};
+    } cases[] = {{"mono", "detail 33.", false},          {"multi", "detail 33.", true},
+                 {"mono", "detail 0.", false},           {"hetero", "detail 31.5", true},
+                 {"mono", "lacunarity 40.", true},       {"multi", "lacunarity 40.", false},
+                 {"turbulence", "lacunarity 0.", false}, {"multi", "lacunarity 0.", false},
+                 {"multi.ridged", "gain -3.", true}};
     for (const auto &c : cases) {
         const functor f(std::string("fractal.") + c.name);
         const std::string text = c.setting, attribute = text.substr(0, text.find(' '));

@@ -129,7 +129,7 @@ TEST_F(Noise, gradients_blend_the_corners)
         for (const std::vector<double> &x : places(dims, 50)) {
             // the last dimension outermost: blending inwards
             const std::function<double(size_t, std::vector<long long>)> blended = [&](size_t left,
-                                                                                     std::vector<long long> c) {
+                                                                                      std::vector<long long> c) {
                 if (left == 0) {
                     double dot = 0;
                     for (size_t i = 0; i < dims; i++)
@@ -149,9 +149,9 @@ TEST_F(Noise, gradients_blend_the_corners)
             EXPECT_NEAR(value_at(plain, x), v * 0.5 + 0.5, 1e-12) << dims;
             near_in_float32(plain, x, 1e-4);
         }
-        EXPECT_EQ(wide.interface->evalfloat64(wide.object, static_cast<long>(dims),
-                                              std::vector<double>(dims, 3).data()),
-                  0); // a lattice point
+        EXPECT_EQ(
+            wide.interface->evalfloat64(wide.object, static_cast<long>(dims), std::vector<double>(dims, 3).data()),
+            0); // a lattice point
     }
     // the directions are made anew for another count, and again for the first
     const functor f("noise.gradient");
@@ -302,7 +302,8 @@ TEST_F(Noise, values_are_convolved)
     const functor f("noise.value.convolution", {"sign 1"}), coarse("noise.value.convolution", {"samplerate 50"});
     for (const std::vector<double> &x : places(2, 12)) {
         double sum[2] = {};
-        const long long c0 = static_cast<long long>(std::floor(x[0])), c1 = static_cast<long long>(std::floor(x[1]));
+        const long long c0 = static_cast<long long>(std::floor(x[0])),
+                        c1 = static_cast<long long>(std::floor(x[1]));
         each_offset(2, -1, 2, [&](const std::vector<long long> &o) {
             const double dx = static_cast<double>(c0 + o[0]) - x[0], dy = static_cast<double>(c1 + o[1]) - x[1];
             sum[0] += t.at({c0 + o[0], c1 + o[1]}) * kernel_at(dx * dx + dy * dy);
@@ -330,7 +331,8 @@ TEST_F(Noise, impulses_are_convolved)
     const functor f("noise.sparse.convolution");
     for (const std::vector<double> &x : places(2, 12)) {
         double sum = 0;
-        const long long c0 = static_cast<long long>(std::floor(x[0])), c1 = static_cast<long long>(std::floor(x[1]));
+        const long long c0 = static_cast<long long>(std::floor(x[0])),
+                        c1 = static_cast<long long>(std::floor(x[1]));
         each_offset(2, -2, 2, [&](const std::vector<long long> &o) {
             auto k = static_cast<size_t>(t.hash({c0 + o[0], c1 + o[1]}));
             for (int used = 0; used < density; used++) {
@@ -366,7 +368,8 @@ std::vector<std::pair<double, uint32_t>> features(const reference_tables &t, con
             c.push_back(static_cast<long long>(std::floor(x[i] + 100000)) + o[i]);
         auto s = static_cast<uint32_t>(t.hash(c));
         const auto advance = [&] { return s = s * 1402024253u + 586950981u; };
-        const int count = std::max(1, static_cast<int>(density * 1.5 * t.value[advance() & 1023] + density / 2 + 0.5));
+        const int count =
+            std::max(1, static_cast<int>(density * 1.5 * t.value[advance() & 1023] + density / 2 + 0.5));
         advance();
         for (int f = 0; f < count; f++) {
             const uint32_t id = s;
@@ -387,7 +390,8 @@ TEST_F(Noise, voronoi_finds_the_nearest)
 {
     const reference_tables t;
     for (const size_t dims : {1u, 2u, 3u}) {
-        const functor f("noise.voronoi"), third("noise.voronoi", {"features 3", "weight -1. 0.5 2.", "exp 1. 0. 2."}),
+        const functor f("noise.voronoi"),
+            third("noise.voronoi", {"features 3", "weight -1. 0.5 2.", "exp 1. 0. 2."}),
             root("noise.voronoi", {"postsqrt 1", "sign 1"}), id("noise.voronoi", {"metric id"}),
             product("noise.voronoi", {"features 2", "combiner *", "density 0."});
         for (const std::vector<double> &x : places(dims, 40)) {
@@ -454,9 +458,9 @@ TEST_F(Noise, looks_as_it_should)
     const struct {
         const char *name;
         double low, high, mean, steepest;
-    } noises[] = {{"noise.gradient", 0, 1, 0.5, 2},       {"noise.value.cubicspline", -0.3, 1.3, 0.49, 4},
-                  {"noise.simplex", -3, 4, 0.5, 40},      {"noise.voronoi", 0, 1.2, 0.055, 4},
-                  {"noise.cell", 0, 1, 0.5, HUGE_VAL},    {"noise.distorted", 0, 1, 0.5, 100},
+    } noises[] = {{"noise.gradient", 0, 1, 0.5, 2},    {"noise.value.cubicspline", -0.3, 1.3, 0.49, 4},
+                  {"noise.simplex", -3, 4, 0.5, 40},   {"noise.voronoi", 0, 1.2, 0.055, 4},
+                  {"noise.cell", 0, 1, 0.5, HUGE_VAL}, {"noise.distorted", 0, 1, 0.5, 100},
                   {"fractal.mono", 0, 2.4, 1.19, 20}};
     for (const auto &n : noises) {
         const functor f(n.name);
@@ -470,7 +474,8 @@ TEST_F(Noise, looks_as_it_should)
             x[0] = std::floor(x[0]); // either side of a cell's edge
             const double after = value_at(f, x);
             x[0] -= 1e-5;
-            EXPECT_LE(std::fabs(value_at(f, x) - after), n.steepest * 1e-5) << n.name << " " << x[0] << " " << x[1];
+            EXPECT_LE(std::fabs(value_at(f, x) - after), n.steepest * 1e-5)
+                << n.name << " " << x[0] << " " << x[1];
         }
         EXPECT_NEAR(sum / static_cast<double>(all.size()), n.mean, 0.02) << n.name;
     }
@@ -489,18 +494,38 @@ TEST_F(Noise, seeds_differ)
 
 TEST_F(Noise, nothing_breaks_them)
 {
-    const double odd[] = {NAN, HUGE_VAL, -HUGE_VAL, 1e30, -1e30, 2147483648.0, -2147483649.0, 3e9, -3e9, -0.0, 5e-324};
-    const std::vector<std::vector<std::string>> settings = {
-        {}, {"tablesize 1"}, {"tablesize 0"}, {"tablesize 999999999999"}, {"density 0"}, {"density 0.5"},
-        {"density 1e30"}, {"samplerate 0"}, {"samplerate 1"}, {"samplerate 999999999999"}, {"features 100000"},
-        {"features 999999999999"}, {"shape triangle"}, {"shape hexagon"}, {"shape octagon"}, {"kernel 0"},
-        {"detail 0.5"}, {"detail 33."}, {"detail 1e30"}, {"lacunarity 0."}, {"lacunarity 1e30"}, {"rotate 1"},
-        {"roughness -1e30"}, {"width 0."}, {"basis power"}, {"basis curve.linear"}};
-    for (const char *name :
-         {"noise.cell", "noise.checker", "noise.distorted", "noise.gradient", "noise.simplex",
-          "noise.sparse.convolution", "noise.value.convolution", "noise.value.cubicspline", "noise.voronoi",
-          "fractal.mono", "fractal.multi", "fractal.hetero", "fractal.multi.hybrid", "fractal.multi.ridged",
-          "fractal.turbulence"}) {
+    const double odd[] = {NAN,           HUGE_VAL, -HUGE_VAL, 1e30, -1e30, 2147483648.0,
+                          -2147483649.0, 3e9,      -3e9,      -0.0, 5e-324};
+    const std::vector<std::vector<std::string>> settings = {{},
+                                                            {"tablesize 1"},
+                                                            {"tablesize 0"},
+                                                            {"tablesize 999999999999"},
+                                                            {"density 0"},
+                                                            {"density 0.5"},
+                                                            {"density 1e30"},
+                                                            {"samplerate 0"},
+                                                            {"samplerate 1"},
+                                                            {"samplerate 999999999999"},
+                                                            {"features 100000"},
+                                                            {"features 999999999999"},
+                                                            {"shape triangle"},
+                                                            {"shape hexagon"},
+                                                            {"shape octagon"},
+                                                            {"kernel 0"},
+                                                            {"detail 0.5"},
+                                                            {"detail 33."},
+                                                            {"detail 1e30"},
+                                                            {"lacunarity 0."},
+                                                            {"lacunarity 1e30"},
+                                                            {"rotate 1"},
+                                                            {"roughness -1e30"},
+                                                            {"width 0."},
+                                                            {"basis power"},
+                                                            {"basis curve.linear"}};
+    for (const char *name : {"noise.cell", "noise.checker", "noise.distorted", "noise.gradient", "noise.simplex",
+                             "noise.sparse.convolution", "noise.value.convolution", "noise.value.cubicspline",
+                             "noise.voronoi", "fractal.mono", "fractal.multi", "fractal.hetero",
+                             "fractal.multi.hybrid", "fractal.multi.ridged", "fractal.turbulence"}) {
         for (const std::vector<std::string> &set : settings) {
             const functor f(name);
             for (const std::string &text : set)

@@ -65,7 +65,10 @@ struct reference_tables {
         for (long i = 0; i < n; i++)
             value.push_back(static_cast<double>(again.below(n)) / static_cast<double>(n));
     }
-    int32_t operator[](long long k) const { return entry[static_cast<size_t>(k & (static_cast<long>(entry.size()) - 1))]; }
+    int32_t operator[](long long k) const
+    {
+        return entry[static_cast<size_t>(k & (static_cast<long>(entry.size()) - 1))];
+    }
     long hash(const std::vector<long long> &cell) const
     {
         const long long mask = static_cast<long long>(entry.size()) - 1;
