@@ -29,6 +29,7 @@
 #include <vokra/pixel_formats.h>
 #include <vokra/quat_interface.h>
 #include <vokra/vecmath.h>
+#include <vokra/xml.h>
 #include <vokra/zpatcher_syms.h>
 
 #endif

@@ -23,6 +23,7 @@
 #include <vokra/pixel_formats.h>
 #include <vokra/quat_interface.h>
 #include <vokra/vecmath.h>
+#include <vokra/xml.h>
 
 #include "kernel/message.h"
 
@@ -107,6 +108,8 @@ constexpr step steps[] = {
     {"vok_expr", vok_expr_init},
     {"functors", vok_functor_init},
     {"vok_listener", vok_listener_init},
+    {"vok_charset_converter", vok_charset_init},
+    {"XML", vok_xml_init},
     {"pixel formats", vok_uyvy_init},
     {"vok_quat_interface", vok_quat_interface_init},
     {"OpenGL", take_over_gl},
