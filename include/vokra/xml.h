@@ -35,7 +35,7 @@ typedef struct vok_xml_node {
     /* Brought up to date where a node is put in; removechild leaves its neighbours' as they
      * were, so what is to be walked is the list. */
     struct vok_xml_node *previoussibling, *nextsibling;
-    void *attributes; /* a vok_linklist of vok_xml_attribute, owned, made at first need */
+    void *attributes;                       /* a vok_linklist of vok_xml_attribute, owned, made at first need */
     struct vok_xml_document *ownerdocument; /* null in a document */
     char valuekind;
 } vok_xml_node;
@@ -264,7 +264,7 @@ VOK_CHARACTER_SETS(VOK_DECLARE)
  * time. */
 typedef struct vok_charset_converter {
     object header;
-    void *handle; /* iconv's, or null */
+    void *handle;          /* iconv's, or null */
     const char *from, *to; /* names for iconv */
 } vok_charset_converter;
 

@@ -62,10 +62,9 @@ vok_err vok_charset_init(void)
     static constexpr vok::message messages[] = {
         {"convert", vok::fn<vok_charset_converter_convert>, {argtype_cant}},
     };
-    converter_class =
-        vok::add_class({"vok_charset_converter", vok::fn<vok_charset_converter_new>,
-                        vok::fn<vok_charset_converter_free>, sizeof(vok_charset_converter)},
-                       messages);
+    converter_class = vok::add_class({"vok_charset_converter", vok::fn<vok_charset_converter_new>,
+                                      vok::fn<vok_charset_converter_free>, sizeof(vok_charset_converter)},
+                                     messages);
     return converter_class ? VOK_ERR_NONE : VOK_ERR_OMEM;
 }
 

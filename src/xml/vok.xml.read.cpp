@@ -40,9 +40,9 @@ class tree_builder {
         XML_SetCommentHandler(parser, [](void *b, const XML_Char *text) { of(b)->comment(text); });
         XML_SetCdataSectionHandler(
             parser, [](void *b) { of(b)->open_cdata(); }, [](void *b) { of(b)->close(); });
-        XML_SetEntityDeclHandler(
-            parser, [](void *b, const XML_Char *, int, const XML_Char *, int, const XML_Char *, const XML_Char *,
-                       const XML_Char *, const XML_Char *) { of(b)->count_entity(); });
+        XML_SetEntityDeclHandler(parser, [](void *b, const XML_Char *, int, const XML_Char *, int,
+                                            const XML_Char *, const XML_Char *, const XML_Char *,
+                                            const XML_Char *) { of(b)->count_entity(); });
         x_->current = &x_->node;
         x_->depth = 0;
     }

@@ -15,7 +15,7 @@ using namespace vok::xml;
 
 namespace {
 
-constexpr long max_words = 2048;     // that text is read into
+constexpr long max_words = 2048;      // that text is read into
 constexpr size_t max_text = 8192 - 1; // that atoms are written as
 
 void append_atom(std::string &text, const atom &a)
@@ -50,8 +50,7 @@ void append_atom(std::string &text, const atom &a)
         if (a.value.as_sym)
             text += a.value.as_sym->name;
         break;
-    default:
-        break;
+    default: break;
     }
 }
 
