@@ -22,13 +22,18 @@ class matrix_lock {
         if (!matrix_)
             return;
         save_ = send(matrix_, _vok_sym_lock, 1);
-        send(matrix_, _vok_sym_getinfo, &info);
-        send(matrix_, _vok_sym_getdata, &data);
+        read();
     }
     matrix_lock(const matrix_lock &) = delete;
     matrix_lock &operator=(const matrix_lock &) = delete;
     ~matrix_lock() { restore(); }
 
+    // Info and data anew, behind something that may have changed the matrix.
+    void read()
+    {
+        send(matrix_, _vok_sym_getinfo, &info);
+        send(matrix_, _vok_sym_getdata, &data);
+    }
     // Gives the lock back before the end of the scope; `data` is not to be used then.
     void restore()
     {

@@ -86,13 +86,14 @@ vok_err matrix_calc(const format &f, bool alpha, void *x, void *inputs, void *ou
     void *out_matrix = vok::ask<void>(outputs, _vok_sym_getindex, 0);
     if (!x || !in_matrix || !out_matrix)
         return VOK_ERR_INVP;
-    const vok::matrix_lock in(in_matrix);
+    vok::matrix_lock in(in_matrix);
     vok_matrix_info wanted = in.info;
     if (f.out_width != width::same)
         wanted.dim[0] = f.out_width == width::half ? wanted.dim[0] / 2 : wanted.dim[0] * 2;
     wanted.planecount = alpha ? f.out_planes : 3;
     vok::send(out_matrix, _vok_sym_setinfo, &wanted);
     const vok::matrix_lock out(out_matrix);
+    in.read(); // a loop of cords can make both of them one matrix, which is resized now
     if (!in.data || !out.data)
         return VOK_ERR_EROR;
     if (in.info.type != _vok_sym_char || out.info.type != in.info.type)
