@@ -54,7 +54,7 @@ class generator {
         case 1: return number();
         case 2: return number() + " " + number() + " " + number();
         case 3: return "vok_matrix " + name();
-        case 4: return "dim " + size() + " " + size();
+        case 4: return "dim " + size() + " " + (below(20) ? size() : "40000000000");
         case 5: return "type " + pick({"char", "long", "float32", "float64", "other"});
         case 6: return "planecount " + size();
         case 7: return pick(words_) + " " + number();
@@ -66,11 +66,12 @@ class generator {
   private:
     long below(long n) { return long(random_() % (unsigned long)(n > 1 ? n : 1)); }
     std::string pick(const std::vector<std::string> &from) { return from[size_t(below(long(from.size())))]; }
+    // None is so large that `repeat` would keep a run busy for long.
     std::string number()
     {
-        return pick({"0", "1", "2", "3", "-1", "0.5", "-7.25", "1e9", "-9223372036854775807", "255", "17"});
+        return pick({"0", "1", "2", "3", "-1", "0.5", "-7.25", "-9223372036854775807", "255", "17"});
     }
-    std::string size() { return pick({"1", "2", "4", "7", "16", "33", "0", "-1", "40000000000"}); }
+    std::string size() { return pick({"1", "2", "4", "7", "16", "33", "0", "-1"}); }
     std::string name() { return pick({"one", "two", "nosuch"}); }
     std::string box()
     {
