@@ -62,6 +62,7 @@ int main(int argc, char **argv)
     program::add_convert(app);
     program::add_info(app);
     program::add_op(app);
+    program::add_expr(app);
     program::add_noise(app);
     program::add_la(app);
     program::add_classes(app);

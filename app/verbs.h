@@ -7,6 +7,7 @@ namespace program {
 void add_convert(CLI::App &app);
 void add_info(CLI::App &app);
 void add_op(CLI::App &app);
+void add_expr(CLI::App &app);
 void add_noise(CLI::App &app);
 void add_la(CLI::App &app);
 void add_classes(CLI::App &app);

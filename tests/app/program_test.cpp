@@ -39,6 +39,15 @@ TEST_F(Program, wrong_use_and_files_give_one_line_and_a_code)
         {"op + " + picture + " -o out.png", 2, "takes two inputs"},
         {"op sqrt " + picture + " 4 -o out.png", 2, "takes one input"},
         {"op + " + picture + " " + picture + " 4 -o out.png", 2, "one file, or one number a plane"},
+        {"expr 'in[0]*2' -o out.png", 2, "in[0] needs 1 pictures"},
+        {"expr 'nrom[0]' -o out.png", 2, "did you mean norm[0]?"},
+        {"expr 'sinn(1)' -o out.png", 2, "there is no sinn; did you mean sin?"},
+        {"expr 'norm[0]+' -o out.png", 2, "norm[0]+: missing siblings converting infix to prefix (+)"},
+        {"expr 'norm[0] norm[1]' -o out.png", 2, "an operator is missing ahead of norm[1]"},
+        {"expr 'simplex(norm[0])' --precision float64 -o out.png", 2, "simplex calculates in float32"},
+        {"expr ' ' -o out.png", 2, "nothing to calculate"},
+        {"expr norm[0]", 2, "-o names the file"},
+        {"expr a --let a -o out.png", 2, "--let takes name=PICTURE"},
         {"la inverse '1 2; 2 4'", 5, "the matrix is singular"},
         {"la mult '1 2' '1 2'", 5, "the sizes don't fit"},
         {"la invert 1", 2, "there is no operation invert"},
@@ -132,6 +141,30 @@ TEST_F(Program, operators_leave_the_alpha_of_a_picture_alone)
     EXPECT_EQ(read(folder / "p.npy"), read(folder / "q.npy"));
     ASSERT_EQ(run("op '!-' " + picture + " 255 --alpha -o a.vkf").code, 0);
     EXPECT_NE(run("info a.vkf").out.find("plane 0          0 to 0"), std::string::npos) << run("info a.vkf").out;
+}
+
+TEST_F(Program, expressions_make_pictures)
+{
+    const auto cells = [&](const std::string &args) {
+        const outcome o = run("expr " + args + " -o e.npy");
+        EXPECT_EQ(o.code, 0) << args << "\n" << o.err;
+        const std::string all = read(folder / "e.npy");
+        return all.substr(all.size() < 128 ? 0 : 128); // behind the header
+    };
+    EXPECT_EQ(cells("'norm[0]' --dim 3 2"), std::string("\0\x7f\xff\0\x7f\xff", 6));
+    EXPECT_EQ(cells("1 0 'norm[0]' --dim 2 1"), std::string("\xff\0\0\xff\0\xff", 6));
+    EXPECT_EQ(cells("'cell[0]*2' --dim 3 1 --type long --precision long"),
+              std::string("\0\0\0\0\2\0\0\0\4\0\0\0", 12));
+    ASSERT_EQ(run("expr '1-in[0]' -i " + picture + " -o n.png").code, 0);
+    ASSERT_EQ(run("op '!-' " + picture + " 255 -o p.png").code, 0);
+    EXPECT_EQ(cells("'absdiff(in[0],in[1])>0.005' --alpha -i n.png -i p.png").find_first_not_of('\0'),
+              std::string::npos)
+        << "the alpha stays";
+    EXPECT_EQ(cells("'abs(mine-in[0])' --let mine=n.png -i n.png --alpha").find_first_not_of('\0'),
+              std::string::npos);
+    EXPECT_EQ(run("expr '2*3+in[0]' 'sin(PI)' -i " + picture + " --tree").out,
+              "2*3+in[0]\n    OP add\n        NUMBER 6\n        VARIABLE in[0]\nsin(PI)\n"
+              "    NUMBER 1.22465e-16\n");
 }
 
 TEST_F(Program, a_short_vkf_file_is_read_as_far_as_it_goes)
