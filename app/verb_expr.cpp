@@ -24,7 +24,8 @@ class registered {
   public:
     registered(matrix m, const std::string &name) : m_(std::move(m))
     {
-        if (vok_object_findregistered(gensym(name.c_str())) || !vok_object_register(m_.get(), gensym(name.c_str())))
+        if (vok_object_findregistered(gensym(name.c_str())) ||
+            !vok_object_register(m_.get(), gensym(name.c_str())))
             throw failure(wrong_use, "expr: the name " + name + " is taken");
     }
 
@@ -67,7 +68,8 @@ void check_word(const expr_options &o, const vok_expr_token &t)
     const std::string word = word_of(t);
     symbol *name = gensym(word.c_str());
     if (t.type == vok_expr_token_op && o.precision != "float32" && vok_functor_lookup(nullptr, name))
-        throw failure(wrong_use, "expr: " + word + " calculates in float32: leave --precision " + o.precision + " out");
+        throw failure(wrong_use,
+                      "expr: " + word + " calculates in float32: leave --precision " + o.precision + " out");
     if (t.type != vok_expr_token_variable || word[0] == '@')
         return;
     void *variable = nullptr;
@@ -108,7 +110,9 @@ void check(const expr_options &o, const std::string &text)
     }
     const auto *x = static_cast<const vok_expr *>(expr.get());
     if (!error.empty() || !x->trees[0])
-        throw failure(wrong_use, "expr: " + text + ": " + error.substr(error.find(": ") == std::string::npos ? 0 : error.find(": ") + 2));
+        throw failure(wrong_use,
+                      "expr: " + text + ": " +
+                          error.substr(error.find(": ") == std::string::npos ? 0 : error.find(": ") + 2));
     if (!x->trees[0]->children)
         throw failure(wrong_use, "expr: there is nothing to calculate in \"" + text + "\"");
     visit(x->trees[0], [&](const vok_expr_token &t, const vok_tree_node &, int) { check_word(o, t); });
@@ -124,7 +128,8 @@ void print_tree(const vok_expr &x)
     for (long i = 0; i < x.exprcount; ++i) {
         std::cout << x.expr[i]->name << "\n";
         visit(x.trees[i], [](const vok_expr_token &t, const vok_tree_node &, int level) {
-            std::cout << std::string(4 * static_cast<size_t>(level + 1), ' ') << _vok_expr_token_str[t.type] << ' ';
+            std::cout << std::string(4 * static_cast<size_t>(level + 1), ' ') << _vok_expr_token_str[t.type]
+                      << ' ';
             if (t.type == vok_expr_token_number)
                 std::cout << atom_getfloat(&t.val) << "\n";
             else
@@ -206,8 +211,10 @@ void add_expr(CLI::App &app)
                 "language. The alpha of a picture stays as it is.\n"
                 "Example: vokra expr 'in[0]*(1.2-hypot(snorm[0],snorm[1]))' -i photo.jpg -o vignette.png");
     verb->add_option("expressions", o->texts, "one for all planes, or one a plane")->required();
-    verb->add_option("-i,--in", o->inputs, "a picture or matrix: in[0], then in[1] and so on")->allow_extra_args(false);
-    verb->add_option("--let", o->names, "name=PICTURE: a picture under a name of its own")->allow_extra_args(false);
+    verb->add_option("-i,--in", o->inputs, "a picture or matrix: in[0], then in[1] and so on")
+        ->allow_extra_args(false);
+    verb->add_option("--let", o->names, "name=PICTURE: a picture under a name of its own")
+        ->allow_extra_args(false);
     verb->add_option("--dim", o->dim, "cells along each dimension: those of the first picture, or 256 256")
         ->expected(1, 32)
         ->check(CLI::PositiveNumber);
