@@ -245,7 +245,8 @@ VOKRA_EXPORT vok_err vok_functor_curve_cubicspline_resize(void *x, long count);
 VOKRA_EXPORT vok_err vok_functor_curve_cubicspline_setknot_float32(void *x, long index, double value);
 VOKRA_EXPORT vok_err vok_functor_curve_cubicspline_setknot_float64(void *x, long index, double value);
 
-/* The rules for one coordinate of lanczossinc and solarize. */
+/* The rules for one coordinate of gaussian, lanczossinc and solarize. */
+VOKRA_EXPORT double vok_functor_filter_gaussian_eval_float64_scalar(void *x, double value);
 VOKRA_EXPORT float vok_functor_filter_lanczossinc_eval_float32_scalar(void *x, float value);
 VOKRA_EXPORT double vok_functor_filter_lanczossinc_eval_float64_scalar(void *x, double value);
 VOKRA_EXPORT float vok_functor_transfer_solarize_eval_float32_scalar(void *x, float value);

@@ -268,6 +268,11 @@ struct vok_functor_filter_triangle {
     }
 };
 
+double vok_functor_filter_gaussian_eval_float64_scalar(void *x, double value)
+{
+    return static_cast<vok_functor_filter_gaussian *>(x)->eval(1, &value);
+}
+
 float vok_functor_filter_lanczossinc_eval_float32_scalar(void *x, float value)
 {
     return static_cast<vok_functor_filter_lanczossinc *>(x)->scalar(value);

@@ -206,6 +206,7 @@ TEST_F(Leaves, have_their_odd_corners)
     const functor gaussian("filter.gaussian");
     EXPECT_EQ(gaussian.raw(65536), 0);
     EXPECT_GT(gaussian.raw(0), 65000);
+    EXPECT_EQ(vok_functor_filter_gaussian_eval_float64_scalar(gaussian.object, 0.5), gaussian.at(0.5));
     const functor sine("transfer.sine");
     EXPECT_EQ(sine.raw(65536), sine.raw(0));
     EXPECT_EQ(sine.raw(-16384), -65536);
