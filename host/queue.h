@@ -102,6 +102,7 @@ struct main_or_scheduler {
 // What one queue holds now and has seen.
 struct queue_count : zan_queue_info {
     bool full_told = false;
+    queue_count() : zan_queue_info{0, 0, 0, 0, 65536} {}
     // Room for one more, which is taken then. *tell: this is the first that finds none.
     bool take(bool *tell)
     {
@@ -158,12 +159,6 @@ struct queue_state {
 
     zan_class *clock_class = nullptr;
     zan_class *qelem_class = nullptr;
-
-    queue_state()
-    {
-        for (queue_count &c : counts)
-            c.limit = 65536;
-    }
 };
 queue_state &queues(); // never destroyed: other threads may still use it while the process exits
 
