@@ -211,25 +211,35 @@ class builder {
     std::string near_class(const symbol *wrong)
     {
         near_word near(wrong->name);
-        if (!all.findings.wants_hints())
-            return "";
+        if (all.findings.wants_hints())
+            for (const std::string &name : class_names())
+                near.consider(name);
+        return near.hint();
+    }
+
+    // What would be a class here, looked up once for each folder that patches are in.
+    const std::vector<std::string> &class_names()
+    {
+        const auto [at, fresh] = all.class_names.try_emplace(d.folder);
+        if (!fresh)
+            return at->second;
         long count = 0;
         symbol **names = nullptr;
         if (!zan_box_names(&count, &names))
             for (long i = 0; i < count; i++)
-                near.consider(names[i]->name);
+                at->second.emplace_back(names[i]->name);
         sysmem_freeptr(names);
         char folder[ZAN_NAME_SIZE];
         for (long i = 0; !path_getclasspath(i, folder); i++) {
             std::error_code none;
-            for (auto at = std::filesystem::directory_iterator(folder, none);
-                 at != std::filesystem::directory_iterator(); at.increment(none))
-                if (const auto ending = at->path().extension(); ending == patch_ending || ending == ".so") {
-                    near.consider(at->path().stem().string());
-                    near.consider(at->path().filename().string());
+            for (auto file = std::filesystem::directory_iterator(folder, none);
+                 file != std::filesystem::directory_iterator(); file.increment(none))
+                if (const auto ending = file->path().extension(); ending == patch_ending || ending == ".so") {
+                    at->second.push_back(file->path().stem().string());
+                    at->second.push_back(file->path().filename().string());
                 }
         }
-        return near.hint();
+        return at->second;
     }
 
     // ---- patches in the patch ----
@@ -371,7 +381,7 @@ std::vector<finding> sorted(const finding_list &list)
 long build_all(zan_patch &p, bool for_check)
 {
     take_down(p);
-    building all{for_check, {}, {}, {}, {}};
+    building all{for_check, {}, {}, {}, {}, {}};
     if (!p.text->full.empty())
         all.documents.emplace(p.text->full, p.text);
     build(p, all);

@@ -18,6 +18,7 @@ struct building {
     std::map<std::string, std::shared_ptr<const document>> documents; // by full name
     std::vector<const document *> open;                               // the patches that are in the making
     std::set<std::string> told;                                       // files whose own findings are in
+    std::map<std::string, std::vector<std::string>> class_names;      // for hints, by folder
     long boxes = 0;                                                   // made so far
 };
 
