@@ -17,8 +17,8 @@ namespace {
 
 // A run of character data is taken up to this many bytes.
 constexpr size_t longest_run = 4095;
-// An entity may be made of others, and the parser goes down by a call for each: more of
-// them could be deeper than a stack.
+// An entity may be made of others, and parsers before expat 2.7 go down by a call for each:
+// more of them could be deeper than a stack.
 constexpr long most_entities = 1000;
 constexpr size_t largest_bite = size_t{1} << 30; // the parser counts in ints
 

@@ -1,0 +1,255 @@
+// Documents to files and back: generated trees in each encoding, what is cut, merged and
+// left as it stands, and errors with their lines.
+#include "xml_tools.h"
+
+#include <random>
+
+namespace {
+
+using random_numbers = std::mt19937;
+
+// A tree told three ways at once: as nodes of a document, as the file it must become, with
+// its characters as Latin-1, and as tree_of tells it.
+struct generated {
+    vok_xml_document *d;
+    random_numbers random;
+    std::string file, told;
+
+    long below(long n) { return long(random() % unsigned(n)); }
+    std::string word(const char *letters, long longest)
+    {
+        std::string w;
+        const std::string from = letters;
+        for (long n = 1 + below(longest); n > 0; n--)
+            w += from[size_t(below(long(from.size())))];
+        return w;
+    }
+    static std::string escaped(const std::string &text)
+    {
+        std::string e;
+        for (const char c : text)
+            e += c == '<' ? "&lt;" : c == '>' ? "&gt;" : c == '&' ? "&amp;" : c == '"' ? "&quot;" : std::string(1, c);
+        return e;
+    }
+    void leaf(vok_xml_node *under, long depth, bool after_text)
+    {
+        const std::string text = word("text abc\xE9\xFC", 9), tabs(size_t(depth), '\t'), inner = trimmed(text);
+        const long kind = after_text ? 1 + below(2) : below(3);
+        vok_xml_charnode *n = kind == 0   ? vok_xml_document_createtextnode(d, text.c_str())
+                              : kind == 1 ? vok_xml_document_createcomment(d, text.c_str())
+                                          : vok_xml_document_createcdatasection(d, text.c_str());
+        EXPECT_EQ(vok_xml_node_appendchild(under, n), 0);
+        const char *const around[3][3] = {{"text(", "", ""}, {"comment(", "<!--", "-->"}, {"cdata(", "<![CDATA[", "]]>"}};
+        if (!inner.empty())
+            told += around[kind][0] + inner + ")";
+        if (kind > 0)
+            file += tabs + around[kind][1] + text + around[kind][2] + "\n";
+        else if (!inner.empty()) // a text's end stays as it is
+            file += tabs + text.substr(text.find_first_not_of(' ')) + "\n";
+    }
+    void element(vok_xml_node *under, long depth)
+    {
+        const std::string name = word("abxy_\xE9", 5), tabs(size_t(depth), '\t');
+        vok_xml_element *e = vok_xml_document_createelement(d, gensym(name.c_str()));
+        EXPECT_EQ(vok_xml_node_appendchild(under, e), 0);
+        file += tabs + "<" + name;
+        told += name + "{";
+        for (long i = below(4); i > 0; i--) {
+            const std::string fact = "f" + std::to_string(i), value = word("<>&\"'v\xC4 ", 12);
+            vok_xml_attribute *a = vok_xml_document_createattribute(d, gensym(fact.c_str()));
+            vok_xml_node_setnodevalasstring(a, value.c_str());
+            vok_xml_element_setattributenode(e, a);
+            file += " " + fact + "=\"" + escaped(value) + "\"";
+            told += fact + "=" + value + ";";
+        }
+        const long count = depth < 6 ? below(5) : 0;
+        file += count ? ">\n" : " />\n";
+        bool after_text = false;
+        for (long i = 0; i < count; i++) {
+            const bool is_leaf = below(2);
+            is_leaf ? leaf(&e->node, depth + 1, after_text) : element(&e->node, depth + 1);
+            after_text = is_leaf && std::string(e->node.lastchild->nodetype->name) == "text";
+        }
+        if (count)
+            file += tabs + "</" + name + ">\n";
+        told += "}";
+    }
+};
+
+// Latin-1 in an encoding, by its definition.
+std::string encoded(const std::string &text, const std::string &encoding)
+{
+    std::string out;
+    for (const char c : text) {
+        const auto u = static_cast<unsigned char>(c);
+        if (encoding == "utf-16")
+            out += {'\0', c};
+        else if (encoding == "utf-8" && u >= 0x80)
+            out += {static_cast<char>(0xC0 | u >> 6), static_cast<char>(0x80 | (u & 0x3F))};
+        else
+            out += c;
+    }
+    return out;
+}
+
+TEST(XmlFile, GeneratedTreesAreWrittenAsToldAndReadAgain)
+{
+    const scratch_folder folder;
+    report_catcher reports;
+    for (unsigned seed = 0; seed < 60; seed++) {
+        const std::string encoding = seed % 3 == 0 ? "utf-8" : seed % 3 == 1 ? "iso-8859-1" : "utf-16";
+        SCOPED_TRACE(encoding + " " + std::to_string(seed));
+        const document d, again;
+        generated g{d, random_numbers(seed), "", ""};
+        vok_xml_document_createheader(d, gensym(encoding.c_str()));
+        g.file = "<?xml version=\"1.0\" encoding=\"" + encoding + "\" standalone=\"yes\"?>\n\n";
+        g.element(&d->node, 0);
+        EXPECT_EQ(tree_of(d->node.firstchild), g.told);
+        EXPECT_EQ(d.write(folder / "a.xml"), 0);
+        EXPECT_EQ(bytes_of(folder / "a.xml"), encoded(g.file, encoding));
+
+        EXPECT_EQ(again.read(folder / "a.xml"), 0);
+        EXPECT_EQ(tree_of(again->node.firstchild), g.told);
+        EXPECT_TRUE(again->hasheader && again->encoding == gensym(encoding.c_str()));
+        EXPECT_TRUE(again->current == &again->node && again->depth == 0);
+        const document third; // the second's text nodes, and so its file, end without blanks
+        EXPECT_EQ(again.write(folder / "b.xml"), 0);
+        EXPECT_EQ(third.read(folder / "b.xml"), 0);
+        EXPECT_EQ(tree_of(third->node.firstchild), g.told);
+    }
+    EXPECT_EQ(reports.take().size(), 0u);
+}
+
+TEST(XmlFile, ReadingCutsMergesAndConvertsAsTold)
+{
+    const std::string long_run(5000, 'x'), wide_run = std::string(4094, 'x') + "\xC3\xA9tail";
+    const struct {
+        std::string file, tree;
+        bool hasheader;
+    } rows[] = {
+        {"<a>one &amp;<?skip it?> two\nthree</a>", "{a{text(one & two\nthree)}}", false},
+        {"<a>" + long_run + "\n" + long_run + "</a>",
+         "{a{text(" + long_run.substr(0, 4095) + "\n" + long_run.substr(0, 4095) + ")}}", false},
+        {"<a>" + wide_run + "</a>", "{a{text(" + wide_run.substr(0, 4094) + ")}}", false},
+        {"<a>x<![CDATA[<b>&amp;]]>y<!--z--></a>", "{a{text(x)cdata(<b>&amp;)text(y)comment(z)}}", false},
+        {"<?xml version='1.0' encoding='utf-8'?><a b='\xE2\x82\xAC'/>", "{a{b=\x80;}}", true},
+        {"<?xml version='1.0' encoding='iso-8859-1'?><a>\xE9</a>", "{a{text(\xE9)}}", true},
+        {"<?xml version='1.0' encoding='UTF-8'?><a/>", "{a{}}", false}, // the four names as they stand
+        {"<?xml version='1.0'?><a/>", "{a{}}", false},
+        {"\xEF\xBB\xBF<a/>", "{a{}}", false},
+        {"<!DOCTYPE a [<!ENTITY e 'word'>]><a b='&e;s'>x&e;y</a>", "{a{b=words;text(xy)}}", false},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.file.substr(0, 60));
+        const document d;
+        EXPECT_EQ(vok_xml_document_read_buffer(d, row.file.c_str()), 0);
+        EXPECT_EQ(tree_of(d), row.tree);
+        EXPECT_EQ(bool(d->hasheader), row.hasheader);
+        EXPECT_EQ(vok_xml_document_read_buffer(d, "<other/>"), 0) << "in the place of the first";
+        EXPECT_EQ(tree_of(d), "{other{}}");
+    }
+}
+
+TEST(XmlFile, WhatCantBeConvertedIsLeftOutWithAnError)
+{
+    const scratch_folder folder;
+    report_catcher reports;
+    const document d;
+    EXPECT_EQ(vok_xml_document_read_buffer(d, "<a>\xE4\xBD\xA0<b c='\xE4\xBD\xA0'/></a>"), 0);
+    EXPECT_EQ(tree_of(d), "{a{b{c=;}}}");
+    EXPECT_EQ(reports.take(zan_report_error),
+              std::vector<std::string>(2, "vok.charset: error -1 converting character encodings"));
+    vok_xml_node_setnodevalasstring(vok_xml_element_getattributenode(
+                                        reinterpret_cast<vok_xml_element *>(child(d->node.firstchild, 1)), gensym("c")),
+                                    "\xE9");
+    vok_xml_document_createheader(d, gensym("us-ascii"));
+    d.write(folder / "a.xml");
+    EXPECT_EQ(bytes_of(folder / "a.xml"),
+              "<?xml version=\"1.0\" encoding=\"us-ascii\" standalone=\"yes\"?>\n\n<a>\n\t\n</a>\n");
+    EXPECT_EQ(reports.take(zan_report_error).size(), 1u);
+}
+
+// One document, all three ways out; and long values, and text that looks like markup.
+TEST(XmlFile, GoesToFilesMessagesAndPosts)
+{
+    const scratch_folder folder;
+    report_catcher reports;
+    const document d;
+    vok_xml_element *a = d.add("a"), *b = d.add("b", a);
+    vok_xml_node_appendchild(b, vok_xml_document_createtextnode(d, " 1 < 2 \n\n \t3\r\n"));
+    vok_xml_element_setattribute_sym(b, gensym("q"), gensym("\"'"));
+
+    static std::string collected;
+    collected.clear();
+    zan_class *c = vok_class_new("vok_xml_collector", nullptr, nullptr, sizeof(object), argtype_cant, 0);
+    zan_word (*append)(void *, const char *) = [](void *, const char *text) -> zan_word {
+        collected += text;
+        return 0;
+    };
+    vok_class_addmethod(c, reinterpret_cast<zan_method>(append), "append", argtype_cant, 0);
+    void *collector = vok_object_alloc(c);
+    vok_object_method(d, gensym("write_buffer"), collector);
+    const std::string expected = "<a>\n\t<b q=\"&quot;'\">\n\t\t1 < 2 \n\t\t3\n\t</b>\n</a>\n";
+    EXPECT_EQ(collected, expected);
+    long count = 2;
+    EXPECT_EQ(vok_xml_node_encode_and_write_to_buffer(a, collector, &count, "\xE9\x80x"), 0);
+    EXPECT_EQ(collected, expected + "\xC3\xA9\xE2\x82\xAC");
+    EXPECT_EQ(count, 5);
+    vok_object_free(collector);
+
+    zan_set_dialog_answer((folder / "saved.xml").c_str());
+    EXPECT_EQ(vok_xml_document_write(d, nullptr, 0, nullptr), 0);
+    EXPECT_EQ(bytes_of(folder / "saved.xml"), expected);
+    EXPECT_EQ(d.read(folder / "saved.xml"), VOK_ERR_EROR) << "the < in its text is markup now";
+    zan_set_dialog_answer(nullptr);
+    EXPECT_EQ(vok_xml_document_write(d, nullptr, 0, nullptr), 0); // cancelled
+    EXPECT_EQ(vok_xml_document_read(d, nullptr, 0, nullptr), VOK_ERR_EROR);
+    reports.take();
+    d.write(folder / "no/such/folder.xml");
+    EXPECT_EQ(reports.one_error(),
+              "vok_xml_document_write: could not open file " + (folder / "no/such/folder.xml"));
+
+    EXPECT_EQ(vok_xml_document_read_buffer(d, "<a><b q='\"'>x</b></a>"), 0);
+    vok_object_method(d, gensym("print"));
+    EXPECT_EQ(reports.take(zan_report_post),
+              (std::vector<std::string>{"<a>", "    <b q=\"\"\">", "        x", "    </b>", "</a>"}));
+
+    const std::string value(10000, '&');
+    EXPECT_EQ(vok_xml_document_read_buffer(d, "<a/>"), 0);
+    vok_xml_element_setattribute_sym(reinterpret_cast<vok_xml_element *>(d->node.firstchild), gensym("v"),
+                                     gensym(value.c_str()));
+    d.write(folder / "long.xml");
+    EXPECT_EQ(bytes_of(folder / "long.xml").size(), 5 * 8095 + std::string("<a v=\"\" />\n").size());
+    reports.take();
+}
+
+TEST(XmlFile, FaultsAreReportedWithTheirLine)
+{
+    const struct {
+        const char *text, *first, *second;
+    } rows[] = {
+        {"", "0 / no element found", "line (1): "},
+        {"<a>\n<b>\n</c>\n</a>", "10 / mismatched tag", "line (3): c>"},
+        {"<a>\n  x &nothing; y\r\n", "8 / undefined entity", "line (2): &nothing; y"},
+        {"<a b='1' b='2'/>", "9 / duplicate attribute", "line (1): b='2'/>"},
+        {"<a>\n\xC3(</a>", "4 / not well-formed (invalid token)", "line (2): \xC3(</a>"},
+        {"<?xml version='1.0' encoding='none-such'?><a/>", "30 / unknown encoding", "line (1): none-such'?><a/>"},
+        {"<a/><b/>", "4 / junk after document element", "line (1): <b/>"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.text);
+        report_catcher reports;
+        const document d;
+        EXPECT_EQ(vok_xml_document_read_buffer(d, row.text), VOK_ERR_EROR);
+        const std::vector<std::string> errors = reports.take(zan_report_error);
+        ASSERT_EQ(errors.size(), 2u);
+        EXPECT_EQ(errors[0], std::string("vok_xml_document: error reading file at byte offset ") + row.first);
+        EXPECT_EQ(errors[1], row.second);
+    }
+    report_catcher reports;
+    const document d;
+    vok_xml_document_read_buffer(d, ("<" + std::string(1000, '=')).c_str());
+    EXPECT_EQ(reports.take(zan_report_error).at(1).size(), 10 + 255u);
+}
+
+} // namespace
