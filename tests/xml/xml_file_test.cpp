@@ -28,7 +28,11 @@ struct generated {
     {
         std::string e;
         for (const char c : text)
-            e += c == '<' ? "&lt;" : c == '>' ? "&gt;" : c == '&' ? "&amp;" : c == '"' ? "&quot;" : std::string(1, c);
+            e += c == '<'   ? "&lt;"
+                 : c == '>' ? "&gt;"
+                 : c == '&' ? "&amp;"
+                 : c == '"' ? "&quot;"
+                            : std::string(1, c);
         return e;
     }
     void leaf(vok_xml_node *under, long depth, bool after_text)
@@ -39,7 +43,8 @@ struct generated {
                               : kind == 1 ? vok_xml_document_createcomment(d, text.c_str())
                                           : vok_xml_document_createcdatasection(d, text.c_str());
         EXPECT_EQ(vok_xml_node_appendchild(under, n), 0);
-        const char *const around[3][3] = {{"text(", "", ""}, {"comment(", "<!--", "-->"}, {"cdata(", "<![CDATA[", "]]>"}};
+        const char *const around[3][3] = {
+            {"text(", "", ""}, {"comment(", "<!--", "-->"}, {"cdata(", "<![CDATA[", "]]>"}};
         if (!inner.empty())
             told += around[kind][0] + inner + ")";
         if (kind > 0)
@@ -159,9 +164,10 @@ TEST(XmlFile, WhatCantBeConvertedIsLeftOutWithAnError)
     EXPECT_EQ(tree_of(d), "{a{b{c=;}}}");
     EXPECT_EQ(reports.take(zan_report_error),
               std::vector<std::string>(2, "vok.charset: error -1 converting character encodings"));
-    vok_xml_node_setnodevalasstring(vok_xml_element_getattributenode(
-                                        reinterpret_cast<vok_xml_element *>(child(d->node.firstchild, 1)), gensym("c")),
-                                    "\xE9");
+    vok_xml_node_setnodevalasstring(
+        vok_xml_element_getattributenode(reinterpret_cast<vok_xml_element *>(child(d->node.firstchild, 1)),
+                                         gensym("c")),
+        "\xE9");
     vok_xml_document_createheader(d, gensym("us-ascii"));
     d.write(folder / "a.xml");
     EXPECT_EQ(bytes_of(folder / "a.xml"),

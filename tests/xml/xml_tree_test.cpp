@@ -167,7 +167,8 @@ TEST(XmlElement, AttributesByNameByNodeAndByKind)
     EXPECT_EQ(vok_xml_element_removeattribute(e, gensym("none")), VOK_ERR_EROR);
     EXPECT_EQ(tree_of(e), "e{list=1. 2.5 -3.;name=0.5;}");
     long count = 0;
-    vok_xml_element_attributes_funall(e, [](void *, void *n) { ++*static_cast<long *>(n); }, &count);
+    vok_xml_element_attributes_funall(
+        e, [](void *, void *n) { ++*static_cast<long *>(n); }, &count);
     EXPECT_EQ(count, 2);
     EXPECT_EQ(vok_attr_getsym(vok_xml_element_getattributenode(e, list), gensym("name")), list);
     EXPECT_EQ(object_attr_usercanset(e, gensym("tagname")), 0);
