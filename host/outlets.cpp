@@ -4,16 +4,14 @@
 // none: it reads its outlet's list of cords, which an edit never changes but
 // replaces. What an edit took out stays in memory until no message is on its way
 // anywhere; a cord that was cut meanwhile is marked, and nothing goes through it.
-#include "kernel.h"
+#include "nesting.h"
 #include "profile.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <iterator>
 #include <mutex>
 #include <new>
-#include <pthread.h>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -23,8 +21,6 @@ namespace {
 using zan::looks_live;
 
 constexpr int depth_limit = 1000; // boxes that one message may be nested in
-// Of a thread's stack, what is kept free for the last box: a quarter, at most this.
-constexpr size_t stack_reserve = size_t(1) << 20;
 constexpr long typed_inlets = 10; // in1 to in9 and ft1 to ft9
 
 struct outlet_object;
@@ -138,30 +134,13 @@ void sweep(std::unique_lock<std::mutex> &held)
     held.lock();
 }
 
-// Where this thread's stack is nearly used up; its very end when that can't be known.
-__attribute__((noinline, cold)) const char *find_stack_floor()
-{
-    const char *const unknown = reinterpret_cast<const char *>(1);
-    pthread_attr_t attributes;
-    if (pthread_getattr_np(pthread_self(), &attributes))
-        return unknown;
-    void *end = nullptr;
-    size_t size = 0;
-    pthread_attr_getstack(&attributes, &end, &size);
-    pthread_attr_destroy(&attributes);
-    const char *here_now = static_cast<const char *>(__builtin_frame_address(0));
-    const char *floor = static_cast<const char *>(end) + std::min(size / 4, stack_reserve);
-    // a program may run this thread's code on a stack of its own
-    return here_now > floor && here_now < static_cast<const char *>(end) + size ? floor : unknown;
-}
-
 // Keeps what edits take out in memory for the outermost message of a thread.
 class passage {
   public:
     passage()
     {
         if (!here.stack_floor)
-            here.stack_floor = find_stack_floor();
+            here.stack_floor = zan::find_stack_floor();
         if (here.depth++ == 0)
             travelling.fetch_add(1, std::memory_order_seq_cst);
     }
@@ -266,35 +245,13 @@ zan_word handle_typed(object *box, long inlet, symbol *sel, long argc, atom *arg
 
 // ---- the way there ----
 
-// Names the innermost loop that the message went round, even if it was dropped on a way
-// that leads out of it.
-__attribute__((noinline, cold)) void tell_overflow(object *box, symbol *sel)
+__attribute__((noinline, cold)) void overflow(object *box, symbol *sel)
 {
     here.overflowed = true;
-    std::vector<object *> boxes{box}; // from the innermost
+    std::vector<object *> boxes{box};
     for (const delivery *d = here.top; d; d = d->outer)
         boxes.push_back(d->box);
-    auto first = boxes.begin(), again = boxes.end();
-    for (; first != boxes.end(); ++first)
-        if ((again = std::find(first + 1, boxes.end(), *first)) != boxes.end())
-            break;
-    if (first == boxes.end()) {
-        object_error(box, "\"%s\" is dropped: it went through more than %d boxes", sel->name, here.depth - 1);
-        return;
-    }
-    constexpr size_t shown = 16;
-    const std::vector<object *> loop(std::make_reverse_iterator(again + 1), std::make_reverse_iterator(first));
-    std::string way;
-    for (size_t i = 0; i < loop.size(); i++) {
-        const symbol *id = zbox_get_id(loop[i]);
-        way += i ? " -> " : "";
-        if (loop.size() > shown && i == shown - 2) {
-            way += "... -> ";
-            i = loop.size() - 1;
-        }
-        way += !looks_live(loop[i]) ? "?" : id ? id->name : object_classname(loop[i])->name;
-    }
-    object_error(*first, "\"%s\" is dropped: these cords make a loop: %s", sel->name, way.c_str());
+    zan::tell_nesting(boxes, sel, here.depth - 1);
 }
 
 // Inside a passage. False when the message is dropped for its depth.
@@ -304,7 +261,7 @@ bool deliver(object *box, long inlet, port *at, symbol *sel, long argc, atom *ar
     if (t.overflowed)
         return false;
     if (t.depth > depth_limit || static_cast<const char *>(__builtin_frame_address(0)) < t.stack_floor) {
-        tell_overflow(box, sel);
+        overflow(box, sel);
         return false;
     }
     const zan::profiled time(box, sel, argc, argv);
