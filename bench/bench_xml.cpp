@@ -26,7 +26,8 @@ std::string prose(bool accents)
 {
     std::string text = "<book>\n";
     while (text.size() < file_size)
-        text += accents ? "\t<p>\n\t\tl'\xC3\xA9t\xC3\xA9 pass\xC3\xA9, \xC3\xA0 c\xC3\xB4t\xC3\xA9 du pr\xC3\xA9\n\t</p>\n"
+        text += accents ? "\t<p>\n\t\tl'\xC3\xA9t\xC3\xA9 pass\xC3\xA9, \xC3\xA0 c\xC3\xB4t\xC3\xA9 du "
+                          "pr\xC3\xA9\n\t</p>\n"
                         : "\t<p>\n\t\tthe summer gone, beside the meadow\n\t</p>\n";
     return text + "</book>\n";
 }
@@ -74,9 +75,9 @@ void document(benchmark::State &state, std::string (*make)(), bool writes)
     const struct {
         const char *name;
         std::string (*make)();
-    } kinds[] = {{"attributes", attribute_file},
-                 {"text", [] { return prose(false); }},
-                 {"accented_text", [] { return prose(true); }}};
+    } kinds[] = {{"attributes", attribute_file}, {"text", [] { return prose(false); }}, {"accented_text", [] {
+                                                                                             return prose(true);
+                                                                                         }}};
     for (const bool writes : {false, true})
         for (const auto &kind : kinds)
             benchmark::RegisterBenchmark((std::string(writes ? "xml_write/" : "xml_read/") + kind.name).c_str(),
