@@ -2,6 +2,7 @@
 #ifndef VOKRA_VOKRA_H
 #define VOKRA_VOKRA_H
 
+#include <vokra/anim_node.h>
 #include <vokra/attributes.h>
 #include <vokra/base.h>
 #include <vokra/box.h>

@@ -37,17 +37,17 @@ enum order_index { at_xyz, at_xzy, at_yxz, at_yzx, at_zxy, at_zyx };
 long to_euler(const euler_order &o, const vok_mat3 *m, float *out)
 {
     constexpr double quarter = 1.5707963267948966;
-    const float middle = std::asin(o.middle.of(m));
-    const bool below = static_cast<double>(middle)<quarter, above = static_cast<double>(middle)> - quarter;
-    if (below && above) {
+    const float sine = o.middle.of(m), middle = std::asin(sine);
+    // a sine that rounding brought beyond 1 is at the pole too
+    if (std::fabs(static_cast<double>(middle)) < quarter) {
         out[o.axes[0]] = std::atan2(o.first_y.of(m), o.first_x.of(m));
         out[o.axes[1]] = middle;
         out[o.axes[2]] = std::atan2(o.third_y.of(m), o.third_x.of(m));
         return 1;
     }
     const float pole = std::atan2(o.pole_y.of(m), o.pole_x.of(m));
-    out[o.axes[0]] = above ? pole : 0.0f - pole;
-    out[o.axes[1]] = above ? 1.5707964f : -1.5707964f;
+    out[o.axes[0]] = sine > 0 ? pole : 0.0f - pole;
+    out[o.axes[1]] = sine > 0 ? 1.5707964f : -1.5707964f;
     out[o.axes[2]] = 0;
     return 0;
 }

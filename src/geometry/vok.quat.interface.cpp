@@ -29,15 +29,16 @@ bool automatic(const vok_quat_interface *x)
     return x->rotate_order == _vok_sym_auto;
 }
 
-// The box of the owner, when it has the attribute, is told that it changed.
-void touch(const vok_quat_interface *x, const char *name)
+// The box of the owner, when it has the attributes, is told that they changed.
+void touch(const vok_quat_interface *x, symbol *first, symbol *second)
 {
     static symbol *const key = gensym("zanwrapper");
     void *wrapper = nullptr;
     if (!x->owner || object_obex_lookup(x->owner, key, &wrapper) || !wrapper || wrapper == x->owner)
         return;
-    if (object_attr_get(wrapper, gensym(name)))
-        vok_err_from_zan_err(object_attr_touch(wrapper, gensym(name)));
+    for (symbol *name : {first, second})
+        if (object_attr_get(wrapper, name))
+            object_attr_touch(wrapper, name);
 }
 
 // Arguments as floats, missing ones 0.
@@ -100,8 +101,7 @@ vok_err vok_quat_interface_quat_set(vok_quat_interface *x, void *, long argc, at
     derive_rotate(x);
     derive_rotatexyz(x);
     x->quatdirty = 1;
-    touch(x, "rotate");
-    touch(x, "rotatexyz");
+    touch(x, _vok_sym_rotate, _vok_sym_rotatexyz);
     return VOK_ERR_NONE;
 }
 
@@ -117,8 +117,7 @@ vok_err vok_quat_interface_rotate_set(vok_quat_interface *x, void *, long argc, 
     *quat_of(x) = {axis.x * s, axis.y * s, axis.z * s, std::cos(half)};
     derive_rotatexyz(x);
     x->quatdirty = 1;
-    touch(x, "quat");
-    touch(x, "rotatexyz");
+    touch(x, _vok_sym_quat, _vok_sym_rotatexyz);
     return VOK_ERR_NONE;
 }
 
@@ -134,8 +133,7 @@ vok_err vok_quat_interface_rotatexyz_set(vok_quat_interface *x, void *, long arg
         vok_quat_interface_from_rotatexyz(x, angles, x->rotate_order);
     derive_rotate(x);
     x->quatdirty = 1;
-    touch(x, "quat");
-    touch(x, "rotate");
+    touch(x, _vok_sym_quat, _vok_sym_rotate);
     return VOK_ERR_NONE;
 }
 

@@ -5,6 +5,7 @@
 #include <zan/preferences.h>
 #include <zan/symbols.h>
 
+#include <vokra/anim_node.h>
 #include <vokra/attributes.h>
 #include <vokra/box.h>
 #include <vokra/commonsyms.h>
@@ -112,6 +113,7 @@ constexpr step steps[] = {
     {"XML", vok_xml_init},
     {"pixel formats", vok_uyvy_init},
     {"vok_quat_interface", vok_quat_interface_init},
+    {"vok_anim_node", vok_anim_node_init},
     {"OpenGL", take_over_gl},
 };
 
