@@ -17,21 +17,15 @@ VOKRA_BEGIN_C
 
 /* Bits of `flags`. */
 enum {
-    vok_anim_no_parent = 1,    /* the world copies local values; the attribute matrixoutput */
-    vok_anim_parent_new = 2,   /* the link to the parent isn't resolved yet */
-    vok_anim_parentpos = 4,    /* these three were set, by the parent or by a user */
+    vok_anim_no_parent = 1,  /* the world copies local values; the attribute matrixoutput */
+    vok_anim_parent_new = 2, /* the link to the parent isn't resolved yet */
+    vok_anim_parentpos = 4,  /* these three were set, by the parent or by a user */
     vok_anim_parentquat = 8,
     vok_anim_parentscale = 16
 };
 
 /* What "set_type" makes of a node. */
-enum {
-    vok_anim_plain = 0,
-    vok_anim_root = 1,
-    vok_anim_gl_node = 2,
-    vok_anim_camera = 3,
-    vok_anim_model_node = 4
-};
+enum { vok_anim_plain = 0, vok_anim_root = 1, vok_anim_gl_node = 2, vok_anim_camera = 3, vok_anim_model_node = 4 };
 
 typedef struct vok_anim_node {
     object header;

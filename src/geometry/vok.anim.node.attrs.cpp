@@ -296,7 +296,8 @@ void add_attributes(zan_class *c)
     vok::add_attributes(c, rows);
     vok_class_addinterface(c, vok_class_findbyname(gensym("vok_quat_interface")), offsetof(vok_anim_node, local),
                            0);
-    filter(c, method(vok_anim_node_filter_dirty), {"inherit_position", "inherit_scale", "inherit_rotate", "anchor"});
+    filter(c, method(vok_anim_node_filter_dirty),
+           {"inherit_position", "inherit_scale", "inherit_rotate", "anchor"});
     filter(c, method(vok_anim_node_filter_rot), {"quat", "rotate", "rotatexyz"});
     vok_attribute **next = pushed;
     for (symbol *name : {words().parentpos, words().parentquat, words().parentscale})

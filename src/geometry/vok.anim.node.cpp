@@ -110,11 +110,11 @@ constexpr message messages[] = {
 
 const node_words &words()
 {
-    static const node_words w = {
-        gensym("local"),      gensym("parent"),       gensym("world"),     gensym("parentpos"),
-        gensym("parentquat"), gensym("parentscale"),  gensym("worldquat"), gensym("movemode"),
-        gensym("turnmode"),   gensym("dirty"),        gensym("dirty_parent"), gensym("add_child"),
-        gensym("remove_child")};
+    static const node_words w = {gensym("local"),       gensym("parent"),       gensym("world"),
+                                 gensym("parentpos"),   gensym("parentquat"),   gensym("parentscale"),
+                                 gensym("worldquat"),   gensym("movemode"),     gensym("turnmode"),
+                                 gensym("dirty"),       gensym("dirty_parent"), gensym("add_child"),
+                                 gensym("remove_child")};
     return w;
 }
 
@@ -173,9 +173,9 @@ void vok_anim_node_free(vok_anim_node *x)
 
 vok_err vok_anim_node_init(void)
 {
-    node_class = vok::add_class({"vok_anim_node", vok::fn<vok_anim_node_new>, vok::fn<vok_anim_node_free>,
-                                 sizeof(vok_anim_node)},
-                                messages);
+    node_class = vok::add_class(
+        {"vok_anim_node", vok::fn<vok_anim_node_new>, vok::fn<vok_anim_node_free>, sizeof(vok_anim_node)},
+        messages);
     if (!node_class)
         return VOK_ERR_OMEM;
     add_attributes(node_class);
