@@ -30,7 +30,7 @@ typedef struct vok_functor_noise_tables {
 } vok_functor_noise_tables;
 
 /* (Re)build a table into its slot, which owns it: freed with sysmem_freeptr. 0, or INVP
- * with the slot null: no memory, a null slot, a size outside 1 to 2^26. */
+ * with the slot null: no memory, a null slot, a size outside 1 to 2^24. */
 VOKRA_EXPORT vok_err vok_functor_noise_permutations_init(int32_t **slot, long size, long seed);
 VOKRA_EXPORT vok_err vok_functor_noise_lattice_init(vok_functor_noise_lattice *slots, long size, long seed);
 /* One format from `size` values. */

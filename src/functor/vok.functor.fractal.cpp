@@ -75,8 +75,8 @@ vok_err fractal::set_basis(symbol *name, const char *prefix)
         return err;
     }
     if (send_sign(held, 1))
-        vok_object_error(this, "vok.fractal.%s: selected evaluator may not produce an appropriate output range",
-                         prefix);
+        vok_object_post(this, "vok.fractal.%s: selected evaluator may not produce an appropriate output range",
+                        prefix);
     return VOK_ERR_NONE;
 }
 

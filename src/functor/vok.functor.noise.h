@@ -14,7 +14,7 @@ constexpr long max_dimensions = 32;
 // grows as a power of the dimensions, and 4 to the 32nd never ends.
 constexpr long max_lattice_points = 1L << 21;
 // Beyond, there is no memory for the tables.
-constexpr long max_tablesize = 1L << 26;
+constexpr long max_tablesize = 1L << 24;
 
 template <typename T> struct coordinates {
     int32_t cell[max_dimensions];

@@ -64,14 +64,11 @@ template <typename T> void split_block(long n, const T *x, block<int32_t> &cell,
 // Values of -1 to 1 into 0 to 1 unless `sign`.
 template <typename T> void narrow_block(long n, const T *in, T *out, bool sign, bool abs)
 {
-    if (!sign && !abs)
-        VOKRA_INDEPENDENT for (long i = 0; i < n; i++) out[i] = in[i] * T(0.5) + T(0.5);
-    else
-        VOKRA_INDEPENDENT for (long i = 0; i < n; i++)
-        {
-            const T v = sign ? in[i] : in[i] * T(0.5) + T(0.5);
-            out[i] = abs ? absolute(v) : v;
-        }
+    VOKRA_INDEPENDENT
+    for (long i = 0; i < n; i++) {
+        const T v = sign ? in[i] : in[i] * T(0.5) + T(0.5);
+        out[i] = abs ? absolute(v) : v;
+    }
 }
 
 // Values of 0 to 1 into -1 to 1 if `sign`.
