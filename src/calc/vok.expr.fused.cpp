@@ -94,6 +94,12 @@ fusion::fusion(vok_expr *x, void *inputs, vok_matrix_info &info, const vok_matri
         type_ = copy::cell_none;
 }
 
+fusion::~fusion()
+{
+    while (!locks_.empty())
+        locks_.pop_back();
+}
+
 // ---- looking ----
 
 // The index of what is known of a node, or -1 when the tree must go the other road.

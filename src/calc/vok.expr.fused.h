@@ -101,6 +101,9 @@ class fusion {
   public:
     // `info` describes the matrices of the calculation, `out` the output's.
     fusion(vok_expr *x, void *inputs, vok_matrix_info &info, const vok_matrix_info &out, unsigned char *data);
+    ~fusion(); // gives the locks of what was read back, last first
+    fusion(const fusion &) = delete;
+    fusion &operator=(const fusion &) = delete;
     // False when the tree has to go the other road, for which all that was taken must be flushed.
     bool take(long plane, node *tree);
     // Calculates all planes by one tree, if they can be calculated as one.
