@@ -26,16 +26,18 @@ const char *find_stack_floor()
     return here_now > floor && here_now < static_cast<const char *>(end) + size ? floor : unknown;
 }
 
-void tell_nesting(const std::vector<object *> &boxes, symbol *selector, int depth)
+bool tell_nesting(const std::vector<object *> &boxes, symbol *selector, int depth)
 {
     auto first = boxes.begin(), again = boxes.end();
     for (; first != boxes.end(); ++first)
         if ((again = std::find(first + 1, boxes.end(), *first)) != boxes.end())
             break;
     if (first == boxes.end()) {
+        if (!depth)
+            return false;
         object_error(boxes.front(), "\"%s\" is dropped: it went through more than %d boxes", selector->name,
                      depth);
-        return;
+        return true;
     }
     constexpr size_t shown = 16;
     const std::vector<object *> loop(std::make_reverse_iterator(again + 1), std::make_reverse_iterator(first));
@@ -50,6 +52,7 @@ void tell_nesting(const std::vector<object *> &boxes, symbol *selector, int dept
         way += !looks_live(loop[i]) ? "?" : id ? id->name : object_classname(loop[i])->name;
     }
     object_error(*first, "\"%s\" is dropped: these cords make a loop: %s", selector->name, way.c_str());
+    return true;
 }
 
 } // namespace zan

@@ -11,6 +11,7 @@ namespace zan {
 const char *find_stack_floor();
 // `boxes` are those that the message is nested in, the innermost first. Names the innermost
 // loop that it went round, even if it was dropped on a way that leads out of it.
-void tell_nesting(const std::vector<object *> &boxes, symbol *selector, int depth);
+// A `depth` of 0 tells only of a loop. False when nothing was told.
+bool tell_nesting(const std::vector<object *> &boxes, symbol *selector, int depth);
 
 } // namespace zan

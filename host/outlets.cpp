@@ -21,6 +21,9 @@ namespace {
 using zan::looks_live;
 
 constexpr int depth_limit = 1000; // boxes that one message may be nested in
+// Messages of one event after which it is looked whether it goes round a loop. One that
+// sends several for each that comes may keep above the depth limit for ever.
+constexpr long event_limit = 1L << 24;
 constexpr long typed_inlets = 10; // in1 to in9 and ft1 to ft9
 
 struct outlet_object;
@@ -115,6 +118,7 @@ struct travel {
     const char *stack_floor = nullptr; // no message is delivered below it
     delivery *top = nullptr;
     int depth = 0;
+    long delivered = 0;              // messages since the outermost one
     bool overflowed = false;         // the limit was met: drop everything until all have returned
     const zan_place *from = nullptr; // where the queued function that runs now comes from
 };
@@ -148,6 +152,7 @@ class passage {
     {
         if (--here.depth == 0) {
             here.overflowed = false;
+            here.delivered = 0;
             if (travelling.fetch_sub(1, std::memory_order_seq_cst) == 1 && littered.load()) {
                 std::unique_lock held(state().lock);
                 sweep(held);
@@ -245,13 +250,14 @@ zan_word handle_typed(object *box, long inlet, symbol *sel, long argc, atom *arg
 
 // ---- the way there ----
 
-__attribute__((noinline, cold)) void overflow(object *box, symbol *sel)
+// Whether the message and all that belongs to its event is dropped: always with a depth,
+// which is said to be too much, else when it goes round a loop.
+__attribute__((noinline, cold)) bool overflow(object *box, symbol *sel, int depth)
 {
-    here.overflowed = true;
     std::vector<object *> boxes{box};
     for (const delivery *d = here.top; d; d = d->outer)
         boxes.push_back(d->box);
-    zan::tell_nesting(boxes, sel, here.depth - 1);
+    return here.overflowed = zan::tell_nesting(boxes, sel, depth);
 }
 
 // Inside a passage. False when the message is dropped for its depth.
@@ -260,10 +266,11 @@ bool deliver(object *box, long inlet, port *at, symbol *sel, long argc, atom *ar
     travel &t = here;
     if (t.overflowed)
         return false;
-    if (t.depth > depth_limit || static_cast<const char *>(__builtin_frame_address(0)) < t.stack_floor) {
-        overflow(box, sel);
+    if ((t.depth > depth_limit || static_cast<const char *>(__builtin_frame_address(0)) < t.stack_floor) &&
+        overflow(box, sel, std::max(t.depth - 1, 1)))
         return false;
-    }
+    if (++t.delivered % event_limit == 0 && overflow(box, sel, 0))
+        return false;
     const zan::profiled time(box, sel, argc, argv);
     delivery d{box, inlet, t.top};
     t.top = &d;

@@ -373,6 +373,29 @@ TEST_F(Run, ALoopEndsBeforeTheStackDoes)
     }
 }
 
+// Never deep, and yet without an end that anyone would see.
+TEST_F(Run, ALoopThatBranchesEndsToo)
+{
+    box_owner a("fan", 4);
+    long heard = 0;
+    a.does([&](symbol *s, long, atom *argv) {
+        heard++;
+        for (long i = 0; i < atom_getlong(argv); i++) {
+            atom next = A(i);
+            outlet_anything(outlet_nth(a.box, 0), s, 1, &next);
+        }
+    });
+    ASSERT_EQ(zan_connect(a.box, 0, a.box, 0), 0);
+    atom first = A(200); // 2 to the power of 200 messages
+    zan_send(a.box, 0, S("times"), 1, &first);
+    EXPECT_LE(heard, 1L << 24);
+    EXPECT_NE(reports.one_error().find("fan -> fan"), std::string::npos);
+    first = A(4);
+    heard = 0;
+    zan_send(a.box, 0, S("times"), 1, &first); // what ends runs to its end
+    EXPECT_EQ(heard, 16);
+}
+
 // ---- whose report it is ----
 
 TEST_F(Run, AReportBelongsToABoxAlsoWhenItWasDeferred)
