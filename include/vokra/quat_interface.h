@@ -48,7 +48,9 @@ VOKRA_EXPORT void vok_quat_from_xyz(vok_quat *q, const float *angles);
 VOKRA_EXPORT void vok_quat_to_axisangle(const vok_quat *q, vok_vec3 *axis, float *angle);
 
 /* Euler angles of a rotation in the six orders, and back. `out` is indexed x, y, z whatever
- * the order. 1, or 0 at a pole, where the third angle of the order is 0. */
+ * the order. 1, or 0 at a pole, where the third angle of the order is 0. The first angle
+ * gives the rotation back there, but for three deliberate oddities: xzy and yxz give it
+ * with the other sign, and zyx, at -90 degrees, half a turn off. */
 #define VOKRA_EULER_ORDERS(X) X(xyz) X(xzy) X(yxz) X(yzx) X(zxy) X(zyx)
 #define VOKRA_DECLARE_EULER(order)                                                                                \
     VOKRA_EXPORT long vok_mat3_to_euler##order(const vok_mat3 *m, float *out);                                    \

@@ -1,0 +1,259 @@
+// One rotation in three forms: each set against rotations in double precision, the six
+// orders of Euler angles there and back, at the poles too, and who is told.
+#include <cmath>
+#include <numbers>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vokra/vokra.h>
+#include <zan/zan.h>
+
+namespace {
+
+constexpr double degree = std::numbers::pi / 180;
+
+struct matrix {
+    double e[3][3];
+};
+
+matrix operator*(const matrix &a, const matrix &b)
+{
+    matrix m{};
+    for (int i = 0; i < 27; i++)
+        m.e[i / 9][i / 3 % 3] += a.e[i / 9][i % 3] * b.e[i % 3][i / 3 % 3];
+    return m;
+}
+
+// Counter-clockwise about x, y or z, seen from its tip.
+matrix about(char axis, double degrees)
+{
+    const int i = (axis - 'x' + 1) % 3, j = (i + 1) % 3;
+    matrix m{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+    m.e[i][i] = m.e[j][j] = std::cos(degrees * degree);
+    m.e[j][i] = std::sin(degrees * degree);
+    m.e[i][j] = -m.e[j][i];
+    return m;
+}
+
+matrix in_order(const std::string &order, const std::vector<double> &xyz)
+{
+    const auto turn = [&](int i) { return about(order[i], xyz[static_cast<size_t>(order[i] - 'x')]); };
+    return turn(0) * turn(1) * turn(2);
+}
+
+matrix of_quat(const float *q)
+{
+    const double x = q[0], y = q[1], z = q[2], w = q[3];
+    return {{{1 - 2 * (y * y + z * z), 2 * (x * y - w * z), 2 * (x * z + w * y)},
+             {2 * (x * y + w * z), 1 - 2 * (x * x + z * z), 2 * (y * z - w * x)},
+             {2 * (x * z - w * y), 2 * (y * z + w * x), 1 - 2 * (x * x + y * y)}}};
+}
+
+void expect_same(const matrix &a, const matrix &b)
+{
+    for (int i = 0; i < 9; i++)
+        EXPECT_NEAR(a.e[i / 3][i % 3], b.e[i / 3][i % 3], 2e-6) << "element " << i / 3 << ' ' << i % 3;
+}
+
+class QuatInterface : public testing::Test {
+  protected:
+    QuatInterface() : x(make()) {}
+    ~QuatInterface() override { vok_object_free(x); }
+    static vok_quat_interface *make(void *owner = nullptr)
+    {
+        return static_cast<vok_quat_interface *>(vok_object_new(gensym("vok_quat_interface"), owner));
+    }
+    void set(const char *name, const std::vector<float> &values)
+    {
+        EXPECT_EQ(vok_attr_setfloat_array(x, gensym(name), static_cast<long>(values.size()), values.data()), 0);
+    }
+    static void near(const float *found, const std::vector<double> &wanted, double tolerance = 1e-5)
+    {
+        for (size_t i = 0; i < wanted.size(); i++)
+            EXPECT_NEAR(static_cast<double>(found[i]), wanted[i], tolerance) << "value " << i;
+    }
+    vok_quat_interface *x;
+};
+
+TEST_F(QuatInterface, begins_without_a_turn)
+{
+    near(x->quat, {0, 0, 0, 1}, 0);
+    near(x->rotate, {0, 0, 0, 1}, 0);
+    EXPECT_EQ(x->quatdirty, 0);
+    const struct {
+        const char *name, *label;
+    } labels[] = {{"quat", "Quat"},
+                  {"rotate", "Rotate"},
+                  {"rotatexyz", "\"Rotate XYZ\""}, // the quotes belong to it
+                  {"rotate_order", "\"Rotate Order\""}};
+    for (const auto &row : labels) {
+        long argc = 0;
+        atom *argv = nullptr;
+        ASSERT_EQ(object_attr_attr_getvalueof(x, gensym(row.name), gensym("label"), &argc, &argv), 0);
+        EXPECT_STREQ(atom_getsym(argv)->name, row.label);
+        sysmem_freeptr(argv);
+    }
+}
+
+TEST_F(QuatInterface, the_three_forms_keep_in_step)
+{
+    set("rotate", {90});
+    near(x->quat, {std::sqrt(0.5), 0, 0, std::sqrt(0.5)});
+    near(x->rotate, {90, 1, 0, 0}, 0);
+    near(x->rotatexyz, {90, 0, 0});
+    EXPECT_EQ(x->quatdirty, 1);
+
+    set("rotate", {90, 0, 0, 0}); // no axis: a tiny one
+    near(x->quat, {1e-5 * std::sqrt(0.5), 1e-5 * std::sqrt(0.5), 1e-5 * std::sqrt(0.5), std::sqrt(0.5)}, 1e-7);
+    near(x->rotate, {90, 0, 0, 0}, 0);
+
+    set("rotate", {120, 3, 3, 3}); // x to y, y to z
+    near(x->quat, {0.5, 0.5, 0.5, 0.5});
+    near(x->rotate, {120, 3, 3, 3}, 0);
+
+    set("quat", {0, 0, -0.6f, 0.8f});
+    near(x->rotate, {2 * std::acos(0.8) / degree, 0, 0, -1}, 1e-4);
+    near(x->rotatexyz, {0, 0, -2 * std::acos(0.8) / degree}, 1e-4);
+
+    set("quat", {0, 0, 1, 2}); // as it comes; no angle has that cosine
+    EXPECT_TRUE(std::isnan(x->rotate[0]));
+    near(x->quat, {0, 0, 1, 2}, 0);
+
+    set("rotatexyz", {10, 20, 30});
+    expect_same(of_quat(x->quat), about('y', 20) * about('z', 30) * about('x', 10));
+    set("quat", {x->quat[0], x->quat[1], x->quat[2], x->quat[3]});
+    near(x->rotatexyz, {10, 20, 30}, 1e-4);
+
+    x->quatdirty = 0;
+    set("quat", {});
+    set("rotate", {});
+    set("rotatexyz", {});
+    EXPECT_EQ(x->quatdirty, 0);
+    near(x->rotatexyz, {10, 20, 30}, 1e-4);
+
+    x->rotate_order = gensym("zyx");
+    vok_object_method(x, gensym("reset"));
+    near(x->quat, {0, 0, 0, 1}, 0);
+    near(x->rotatexyz, {0, 0, 0}, 0);
+    EXPECT_EQ(x->quatdirty, 1);
+    EXPECT_STREQ(x->rotate_order->name, "zyx");
+}
+
+TEST_F(QuatInterface, auto_at_its_poles)
+{
+    set("quat", {0.5f, 0.5f, 0.5f, 0.5f});
+    near(x->rotatexyz, {0, 90, 90});
+    set("quat", {0.5f, -0.5f, -0.5f, 0.5f});
+    near(x->rotatexyz, {0, -90, -90});
+}
+
+struct euler_order {
+    const char *name;
+    long (*to)(const vok_mat3 *m, float *out);
+    void (*from)(vok_mat3 *m, double x, double y, double z);
+};
+#define ROW(order) {#order, vok_mat3_to_euler##order, vok_mat3_from_euler##order},
+constexpr euler_order orders[] = {VOKRA_EULER_ORDERS(ROW)};
+
+TEST_F(QuatInterface, six_orders_there_and_back)
+{
+    for (const auto &o : orders)
+        for (const double middle : {-80.0, -1.0, 0.0, 35.0, 80.0})
+            for (const double first : {-170.0, -20.0, 0.0, 95.0})
+                for (const double third : {-100.0, 0.0, 40.0, 175.0}) {
+                    SCOPED_TRACE(testing::Message() << o.name << ' ' << first << ' ' << middle << ' ' << third);
+                    std::vector<double> xyz(3);
+                    xyz[static_cast<size_t>(o.name[0] - 'x')] = first;
+                    xyz[static_cast<size_t>(o.name[1] - 'x')] = middle;
+                    xyz[static_cast<size_t>(o.name[2] - 'x')] = third;
+                    vok_attr_setsym(x, gensym("rotate_order"), gensym(o.name));
+                    set("rotatexyz", {float(xyz[0]), float(xyz[1]), float(xyz[2])});
+                    expect_same(of_quat(x->quat), in_order(o.name, xyz));
+                    set("quat", {x->quat[0], x->quat[1], x->quat[2], x->quat[3]});
+                    near(x->rotatexyz, xyz, 2e-4);
+                }
+}
+
+TEST_F(QuatInterface, six_orders_at_the_poles)
+{
+    for (const auto &o : orders)
+        for (const double middle : {90.0, -90.0}) {
+            SCOPED_TRACE(testing::Message() << o.name << ' ' << middle);
+            const size_t first = static_cast<size_t>(o.name[0] - 'x'), at = static_cast<size_t>(o.name[1] - 'x'),
+                         third = static_cast<size_t>(o.name[2] - 'x');
+            std::vector<double> xyz(3);
+            xyz[first] = 25;
+            xyz[at] = middle;
+            xyz[third] = 40;
+            vok_mat3 m;
+            o.from(&m, xyz[0] * degree, xyz[1] * degree, xyz[2] * degree);
+            float out[3] = {7, 7, 7};
+            EXPECT_EQ(o.to(&m, out), 0);
+            EXPECT_EQ(out[third], 0);
+            EXPECT_EQ(out[at], middle > 0 ? 1.5707964f : -1.5707964f);
+            std::vector<double> back = {out[0] / degree, out[1] / degree, out[2] / degree};
+            // deliberate: two orders give the first angle with the other sign, one lies half a turn off
+            const std::string name = o.name;
+            if (name == "xzy" || name == "yxz")
+                back[first] = -back[first];
+            if (name == "zyx" && middle < 0)
+                EXPECT_NEAR(back[first], 25 + 40 - 180, 1e-4);
+            else
+                expect_same(in_order(o.name, back), in_order(o.name, xyz));
+        }
+    // a sine just above 1 is no reason for NaN
+    const float above = 1.0000002f;
+    const vok_mat3 m = {{0, 0, -above, 0, 1, 0, above, 0, 0}};
+    float out[3];
+    EXPECT_EQ(vok_mat3_to_eulerxyz(&m, out), 0);
+    EXPECT_EQ(out[1], 1.5707964f);
+}
+
+TEST_F(QuatInterface, an_unknown_order_does_nothing)
+{
+    float out[3] = {1, 2, 3};
+    EXPECT_EQ(vok_quat_interface_to_rotatexyz(x, out, gensym("xxx")), 0);
+    near(out, {1, 2, 3}, 0);
+    EXPECT_EQ(vok_quat_interface_from_rotatexyz(x, out, gensym("auto")), 0);
+    near(x->quat, {0, 0, 0, 1}, 0);
+    const vok_quat none = {0, 0, 0, 1}, half = {0, 0, 3, 0};
+    vok_vec3 axis;
+    float angle;
+    vok_quat_to_axisangle(&none, &axis, &angle);
+    near(&axis.x, {0, 0, 1}, 0);
+    EXPECT_EQ(angle, 0);
+    vok_quat_to_axisangle(&half, &axis, &angle);
+    near(&axis.x, {0, 0, 1});
+    EXPECT_NEAR(static_cast<double>(angle), std::numbers::pi, 1e-6);
+}
+
+TEST_F(QuatInterface, the_box_of_the_owner_is_told)
+{
+    vok_quat_interface *owner = make(), *box = make(), *owned = make(owner);
+    const auto told = [&](const char *name) {
+        return (static_cast<vok_attribute *>(object_attr_get(box, gensym(name)))->flags & vok_attrflag_dirty) != 0;
+    };
+    const float one[] = {0, 1, 0, 0};
+    const struct {
+        const char *set;
+        bool quat, rotate, rotatexyz;
+    } rows[] = {{"quat", false, true, true}, {"rotate", true, false, true}, {"rotatexyz", true, true, false}};
+    for (const bool boxed : {false, true}) {
+        if (boxed)
+            object_obex_storeflags(owner, gensym("zanwrapper"), box, 1);
+        for (const auto &row : rows) {
+            vok_attr_cleanall(box);
+            vok_attr_setfloat_array(owned, gensym(row.set), 3, one);
+            EXPECT_EQ(told("quat"), boxed && row.quat) << row.set;
+            EXPECT_EQ(told("rotate"), boxed && row.rotate) << row.set;
+            EXPECT_EQ(told("rotatexyz"), boxed && row.rotatexyz) << row.set;
+        }
+    }
+    vok_attr_cleanall(box);
+    for (void *o : {owned, owner, box})
+        vok_object_free(o);
+}
+
+} // namespace
