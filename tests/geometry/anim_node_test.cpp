@@ -51,10 +51,7 @@ class node {
     ~node() { free(); }
     node(const node &) = delete;
     node &operator=(const node &) = delete;
-    static vok_anim_node *make()
-    {
-        return static_cast<vok_anim_node *>(vok_object_new(gensym("vok_anim_node")));
-    }
+    static vok_anim_node *make() { return static_cast<vok_anim_node *>(vok_object_new(gensym("vok_anim_node"))); }
     void free()
     {
         vok_object_free(x);
@@ -350,12 +347,10 @@ TEST(AnimNode, moves_in_three_frames)
         long lockplane;
         floats by;
         std::vector<double> position;
-    } rows[] = {{"parent", 0, {1, 2, 3}, {1, 2, 3}},
-                {"parent", 2, {1, 2, 3, 2}, {2, 0, 6}},
-                {"local", 0, {1, 2, 3}, {1, -3, 2}},     // a quarter turn about x: y to z
-                {"world", 0, {2, 0, 0}, {0, -1, 0}},     // the parent's about z: x to y; its scale is 2
-                {"parent", 0, {1}, {1, 0, 0}},
-                {"parent", 0, {}, {0, 0, 0}}};
+    } rows[] = {{"parent", 0, {1, 2, 3}, {1, 2, 3}}, {"parent", 2, {1, 2, 3, 2}, {2, 0, 6}},
+                {"local", 0, {1, 2, 3}, {1, -3, 2}}, // a quarter turn about x: y to z
+                {"world", 0, {2, 0, 0}, {0, -1, 0}}, // the parent's about z: x to y; its scale is 2
+                {"parent", 0, {1}, {1, 0, 0}},       {"parent", 0, {}, {0, 0, 0}}};
     node parent;
     parent.set("rotate", {90, 0, 0, 1});
     parent.set("scale", {2});
@@ -411,7 +406,7 @@ TEST(AnimNode, turns_in_three_frames)
     x.send("anim_turn", {90}); // about the node's own x, which is -z
     near(x.get("quat"), product({0, 0, -r2, r2}, about_y));
     x.update();
-    x.send("anim_turn", {0, 90}); // about the vertical, whatever the node's own
+    x.send("anim_turn", {0, 90});         // about the vertical, whatever the node's own
     near(x.get("quat"), {0, 1, 0, 0}, 1); // a rotation at all
     const floats q = x.get("quat");
     near(q, [&] {
@@ -460,8 +455,8 @@ TEST(AnimNode, looks_at_points_and_along_directions)
     child.set("position", {0, 0, 1});
     child.set("lookat", {10, 0, 2});
     near(child.updated("worlddir"), {1, 0, 0}, 1e-5);
-    near(child.get("worldquat"), {child.get("quat")[0], child.get("quat")[1], child.get("quat")[2],
-                                  child.get("quat")[3]});
+    near(child.get("worldquat"),
+         {child.get("quat")[0], child.get("quat")[1], child.get("quat")[2], child.get("quat")[3]});
 }
 
 TEST(AnimNode, a_tripod_keeps_the_horizon)
