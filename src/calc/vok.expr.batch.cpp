@@ -13,34 +13,11 @@
 
 namespace vok::expr {
 
-#if defined(__x86_64__)
-namespace v2 {
-extern const kernel_table table;
-}
-namespace v3 {
-extern const kernel_table table;
-}
-namespace v4 {
-extern const kernel_table table;
-}
-#else
-namespace neon {
-extern const kernel_table table;
-}
-#endif
+VOKRA_PER_ISA(kernel_table, table)
 
 const kernel_table *kernels()
 {
-    switch (current_isa()) {
-#if defined(__x86_64__)
-    case isa::v2: return &v2::table;
-    case isa::v3: return &v3::table;
-    case isa::v4: return &v4::table;
-#else
-    case isa::neon: return &neon::table;
-#endif
-    default: return nullptr;
-    }
+    return table_in_use();
 }
 
 namespace {

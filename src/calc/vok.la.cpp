@@ -7,18 +7,15 @@
 
 namespace vok::la {
 
+namespace plain {
+extern const kernel_table table;
+}
+VOKRA_PER_ISA(kernel_table, table)
+
 const kernel_table &kernels()
 {
-    switch (current_isa()) {
-#if defined(__x86_64__)
-    case isa::v4: return v4::table;
-    case isa::v3: return v3::table;
-    case isa::v2: return v2::table;
-#else
-    case isa::neon: return neon::table;
-#endif
-    default: return plain::table;
-    }
+    const kernel_table *fast = table_in_use();
+    return fast ? *fast : plain::table;
 }
 
 vok_err check(const matrix_lock *in1, const matrix_lock *in2, const matrix_lock *out)

@@ -24,23 +24,4 @@ struct kernel_table {
 };
 constexpr long max_panel = 32;
 
-namespace plain {
-extern const kernel_table table;
-}
-#if defined(__x86_64__)
-namespace v2 {
-extern const kernel_table table;
-}
-namespace v3 {
-extern const kernel_table table;
-}
-namespace v4 {
-extern const kernel_table table;
-}
-#else
-namespace neon {
-extern const kernel_table table;
-}
-#endif
-
 } // namespace vok::la

@@ -18,34 +18,12 @@ namespace vok::op {
 namespace plain {
 extern const kernel_table kernels;
 }
-#if defined(__x86_64__)
-namespace v2 {
-extern const kernel_table kernels;
-}
-namespace v3 {
-extern const kernel_table kernels;
-}
-namespace v4 {
-extern const kernel_table kernels;
-}
-#else
-namespace neon {
-extern const kernel_table kernels;
-}
-#endif
+VOKRA_PER_ISA(kernel_table, kernels)
 
 const kernel_table &kernels()
 {
-    switch (current_isa()) {
-#if defined(__x86_64__)
-    case isa::v4: return v4::kernels;
-    case isa::v3: return v3::kernels;
-    case isa::v2: return v2::kernels;
-#else
-    case isa::neon: return neon::kernels;
-#endif
-    default: return plain::kernels;
-    }
+    const kernel_table *fast = kernels_in_use();
+    return fast ? *fast : plain::kernels;
 }
 
 namespace {

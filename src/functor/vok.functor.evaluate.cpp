@@ -54,21 +54,7 @@ namespace vok::functor {
 namespace plain {
 extern const store_table stores;
 }
-#if defined(__x86_64__)
-namespace v2 {
-extern const store_table stores;
-}
-namespace v3 {
-extern const store_table stores;
-}
-namespace v4 {
-extern const store_table stores;
-}
-#else
-namespace neon {
-extern const store_table stores;
-}
-#endif
+VOKRA_PER_ISA(store_table, stores)
 
 namespace {
 
@@ -76,16 +62,8 @@ using evaluator = vok_functor_evaluate;
 
 const store_table &stores()
 {
-    switch (current_isa()) {
-#if defined(__x86_64__)
-    case isa::v4: return v4::stores;
-    case isa::v3: return v3::stores;
-    case isa::v2: return v2::stores;
-#else
-    case isa::neon: return neon::stores;
-#endif
-    default: return plain::stores;
-    }
+    const store_table *fast = stores_in_use();
+    return fast ? *fast : plain::stores;
 }
 
 // The precision by number; -1 for those that write nothing.

@@ -24,3 +24,37 @@ void force_isa(isa wanted);
 const char *isa_name(isa which);
 
 } // namespace vok
+
+// In the file that chooses: declares the object `name` that a kernel file defines once per
+// instruction set, each in the namespace of its set, and `name`_in_use(), the one to use or
+// null for plain.
+#if defined(__x86_64__)
+#define VOKRA_PER_ISA(T, name)                                                                                    \
+    namespace v2 {                                                                                                \
+    extern const T name;                                                                                          \
+    }                                                                                                             \
+    namespace v3 {                                                                                                \
+    extern const T name;                                                                                          \
+    }                                                                                                             \
+    namespace v4 {                                                                                                \
+    extern const T name;                                                                                          \
+    }                                                                                                             \
+    static const T *name##_in_use()                                                                               \
+    {                                                                                                             \
+        switch (::vok::current_isa()) {                                                                           \
+        case ::vok::isa::v2: return &v2::name;                                                                    \
+        case ::vok::isa::v3: return &v3::name;                                                                    \
+        case ::vok::isa::v4: return &v4::name;                                                                    \
+        default: return nullptr;                                                                                  \
+        }                                                                                                         \
+    }
+#else
+#define VOKRA_PER_ISA(T, name)                                                                                    \
+    namespace neon {                                                                                              \
+    extern const T name;                                                                                          \
+    }                                                                                                             \
+    static const T *name##_in_use()                                                                               \
+    {                                                                                                             \
+        return ::vok::current_isa() == ::vok::isa::neon ? &neon::name : nullptr;                                  \
+    }
+#endif

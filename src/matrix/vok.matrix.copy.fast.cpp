@@ -18,34 +18,11 @@
 
 namespace vok::copy {
 
-#if defined(__x86_64__)
-namespace v2 {
-extern const kernels table;
-}
-namespace v3 {
-extern const kernels table;
-}
-namespace v4 {
-extern const kernels table;
-}
-#else
-namespace neon {
-extern const kernels table;
-}
-#endif
+VOKRA_PER_ISA(kernels, table)
 
 const kernels *current_kernels()
 {
-    switch (current_isa()) {
-#if defined(__x86_64__)
-    case isa::v2: return &v2::table;
-    case isa::v3: return &v3::table;
-    case isa::v4: return &v4::table;
-#else
-    case isa::neon: return &neon::table;
-#endif
-    default: return nullptr;
-    }
+    return table_in_use();
 }
 
 namespace {

@@ -15,22 +15,21 @@
 #include "matrix/matrix_lock.h"
 #include "video/vok.uyvy.h"
 
+namespace vok::pixels {
+namespace plain {
+extern const row_table table;
+}
+VOKRA_PER_ISA(row_table, table)
+} // namespace vok::pixels
+
 namespace {
 
 using namespace vok::pixels;
 
 const row_table &rows()
 {
-    switch (vok::current_isa()) {
-#if defined(__x86_64__)
-    case vok::isa::v4: return v4::table;
-    case vok::isa::v3: return v3::table;
-    case vok::isa::v2: return v2::table;
-#else
-    case vok::isa::neon: return neon::table;
-#endif
-    default: return plain::table;
-    }
+    const row_table *fast = table_in_use();
+    return fast ? *fast : plain::table;
 }
 
 enum class width { same, half, twice };

@@ -29,23 +29,4 @@ struct row_table {
 #undef VOKRA_PIXEL_ROW
 };
 
-namespace plain {
-extern const row_table table;
-}
-#if defined(__x86_64__)
-namespace v2 {
-extern const row_table table;
-}
-namespace v3 {
-extern const row_table table;
-}
-namespace v4 {
-extern const row_table table;
-}
-#else
-namespace neon {
-extern const row_table table;
-}
-#endif
-
 } // namespace vok::pixels
