@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr size_t file_size = 4 << 20;
+constexpr size_t file_size = 1 << 18;
 
 std::string attribute_file()
 {

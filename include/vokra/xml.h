@@ -223,7 +223,8 @@ VOKRA_EXPORT long vok_xml_document_decode(vok_xml_document *x, const char *text,
  * stand, so markup in text comes out as markup. What can't be converted is left out, and so
  * are elements more than 8,000 deep, whose indentation alone would fill a tag's line. */
 VOKRA_EXPORT vok_err vok_xml_document_write(vok_xml_document *x, symbol *selector, long argc, atom *argv);
-/* The same, sent to any object as messages `append` with a text, a piece of a line each. */
+/* The same, sent to any object as messages `append` with two words, the text of a line and
+ * its size in bytes (UTF-16 has zeros among them). */
 VOKRA_EXPORT vok_err vok_xml_document_write_buffer(vok_xml_document *x, void *buffer);
 /* Asks for the XML declaration in one of the four encodings; any other takes it away and
  * makes the encoding utf-8. */
