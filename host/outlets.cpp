@@ -23,7 +23,7 @@ using zan::looks_live;
 constexpr int depth_limit = 1000; // boxes that one message may be nested in
 // Messages of one event after which it is looked whether it goes round a loop. One that
 // sends several for each that comes may keep above the depth limit for ever.
-constexpr long event_limit = 1L << 24;
+constexpr long event_limit = 1L << 20;
 constexpr long typed_inlets = 10; // in1 to in9 and ft1 to ft9
 
 struct outlet_object;

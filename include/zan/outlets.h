@@ -27,7 +27,7 @@ ZAN_EXPORT long outlet_count(void *box);
  * meanwhile carries nothing more. Null outlets are allowed. Messages nested deeper
  * than 1000 boxes, or than the thread's stack has room for, are dropped, with one error
  * that names the loop, until all of the nest has returned. So are those of an event that
- * goes round a loop and has come to 16777216 messages. 1, or 0 when something was dropped or there is no outlet.
+ * goes round a loop and has come to 1048576 messages. 1, or 0 when something was dropped or there is no outlet.
  *
  * A box without the message takes another form of it when it has that: an int as a
  * float and the other way round; a number as a list; a list as its first number, an

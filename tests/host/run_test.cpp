@@ -388,7 +388,7 @@ TEST_F(Run, ALoopThatBranchesEndsToo)
     ASSERT_EQ(zan_connect(a.box, 0, a.box, 0), 0);
     atom first = A(200); // 2 to the power of 200 messages
     zan_send(a.box, 0, S("times"), 1, &first);
-    EXPECT_LE(heard, 1L << 24);
+    EXPECT_LE(heard, 1L << 20);
     EXPECT_NE(reports.one_error().find("fan -> fan"), std::string::npos);
     first = A(4);
     heard = 0;
