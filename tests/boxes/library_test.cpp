@@ -156,4 +156,41 @@ TEST(LibraryBoxes, AFunctorAnswersFromDumpout)
     EXPECT_EQ(p.heard(), "0 eval 1.");
 }
 
+TEST(LibraryBoxes, NodesHangOnEachOther)
+{
+    patch p;
+    void *child = p.make("vok.anim.node @name box-child @anim box-parent @position 1. 0. 0.");
+    p.listen(child);
+    p.send(child, "0 update_node");
+    EXPECT_EQ(p.errors(), "parent anim box-parent not found");
+    void *parent = p.make("vok.anim.node @name box-parent @scale 2. @position 0. 5. 0.");
+    p.send(child, "0 update_node");
+    p.send(child, "0 getworldpos");
+    EXPECT_EQ(p.heard(), "0 worldpos 2. 5. 0.");
+    p.send(parent, "0 move 0. 1.");
+    p.send(parent, "0 update_node"); // all below it
+    p.send(child, "0 getworldpos");
+    p.send(child, "0 localtoworld 1. 1. 1.");
+    EXPECT_EQ(p.heard(), "0 worldpos 2. 6. 0.; 0 localtoworld 4. 8. 2.");
+    p.send(child, "0 target box-parent"); // for code only
+    EXPECT_NE(p.errors(), "");
+
+    // a node shows its values in the box of its target: the box's attribute is marked
+    void *node = vok_object_findregistered(gensym("box-child")), *shown = p.make("vok.anim.node @name box-shown");
+    auto *attr = static_cast<vok_attribute *>(object_attr_get(shown, gensym("position")));
+    ASSERT_TRUE(attr);
+    EXPECT_EQ(vok_attr_setsym(node, gensym("target"), gensym("box-shown")), 0);
+    vok_attr_clean(shown, gensym("position"));
+    p.send(child, "0 position 3. 0. 0.");
+    EXPECT_TRUE(attr->flags & vok_attrflag_dirty);
+    p.send(child, "0 name box-renamed"); // and the target follows its name
+    p.listen(shown, 1);
+    p.send(shown, "0 getanim");
+    EXPECT_EQ(p.heard(), "1 anim box-renamed");
+    p.free(shown);
+    p.free(parent);
+    p.send(child, "0 update_node");
+    EXPECT_EQ(p.errors(), "parent anim box-parent not found");
+}
+
 } // namespace
