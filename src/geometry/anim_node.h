@@ -37,8 +37,6 @@ void derive_quat(vok_quat_interface *i, const vok_quat &q);
 void normalize_outside(vok_quat *q);
 // The direction in which q looks.
 vok_vec3 forward(const vok_anim_node *x, const vok_quat &q);
-// No update under way comes back to a node that goes.
-void forget(const vok_anim_node *x);
 void update_node(vok_anim_node *x);
 
 // ---- vok.anim.node.parent.cpp ----

@@ -163,7 +163,6 @@ vok_anim_node *vok_anim_node_new(void)
 
 void vok_anim_node_free(vok_anim_node *x)
 {
-    forget(x);
     leave_others(x);
     for (vok_quat_interface *i : {x->local, x->parent, x->world})
         vok_object_free(i);

@@ -152,8 +152,8 @@ void touch(vok_anim_node *x)
         for (symbol *name : transform)
             vok_attr_user_touch(x, name);
     }
-    if (void *target = target_of(x))
-        for (symbol *name : transform)
+    for (symbol *name : transform)
+        if (void *target = target_of(x)) // a touch may end it
             vok_attr_user_touch(target, name);
 }
 
@@ -162,13 +162,18 @@ void push_to(const vok_anim_node *x, vok_anim_node *child)
     child->parentpos = x->worldpos;
     child->parentquat = x->worldquat;
     child->parentscale = x->worldscale;
-    derive_quat(child->parent, x->worldquat);
     child->flags &= ~long{vok_anim_no_parent};
     child->flags |= vok_anim_parentpos | vok_anim_parentquat | vok_anim_parentscale;
     child->dirty = 1;
-    if (vok_object_gettopmost(child) != child)
-        for (symbol *name : {words().parentpos, words().parentquat, words().parentscale})
-            vok_attr_user_touch(child, name);
+    if (vok_object_gettopmost(child) == child) {
+        derive_quat(child->parent, x->worldquat);
+        return;
+    }
+    object_retain(child);
+    derive_quat(child->parent, x->worldquat);
+    for (symbol *name : {words().parentpos, words().parentquat, words().parentscale})
+        vok_attr_user_touch(child, name);
+    object_release(child);
 }
 
 // Children that are no nodes have attributes of these names, or messages.
@@ -222,50 +227,53 @@ bool begin(vok_anim_node *x, bool recursing, bool *acyclic)
     return true;
 }
 
-// Nodes that an update under way will come back to. A touch may lead to anything, the
-// end of such a node too.
+// Nodes that an update will come back to. A touch may lead to anything, so each of them is
+// kept from ending meanwhile.
 struct walk {
     struct entry {
-        vok_anim_node *node; // null once it is gone
-        bool inside;         // begun, and marked as updating
+        vok_anim_node *node;
+        bool inside; // begun, and marked as updating
     };
     std::vector<entry> entries;
     bool acyclic = false;
-    walk *outer;
 
-    static walk *innermost;
-    walk() : outer(innermost) { innermost = this; }
+    walk() = default;
+    walk(const walk &) = delete;
+    walk &operator=(const walk &) = delete;
     ~walk()
     {
         while (!entries.empty())
             pop();
-        innermost = outer;
+    }
+    void push(vok_anim_node *x)
+    {
+        entries.push_back({x, false});
+        object_retain(x);
     }
     void pop()
     {
-        if (const entry e = entries.back(); e.inside && e.node)
-            e.node->updating = 0;
+        const entry e = entries.back();
         entries.pop_back();
+        if (e.inside)
+            e.node->updating = 0;
+        object_release(e.node);
     }
     // Marks the last entry's node. False when its update ends here.
     bool enter(bool recursing)
     {
         entry &e = entries.back();
         // a circle of model nodes, whose parents aren't looked at
-        if (e.node->updating || !begin(e.node, recursing, &acyclic) || !e.node)
+        if (e.node->updating || !begin(e.node, recursing, &acyclic))
             return false;
         e.inside = true;
         e.node->updating = 1;
         return true;
     }
-    // The second half of the last entry's node.
-    void work();
 };
-walk *walk::innermost;
 
-void walk::work()
+// The second half.
+void work(vok_anim_node *x)
 {
-    vok_anim_node *x = entries.back().node;
     if (x->local->quatdirty) {
         std::memcpy(&x->quat, x->local->quat, sizeof x->quat);
         x->dirty = 1;
@@ -277,8 +285,6 @@ void walk::work()
         look(x);
         set_world_matrix(x);
         touch(x);
-        if (!entries.back().node)
-            return;
     }
     x->dirty = 0;
     x->local->quatdirty = 0;
@@ -294,7 +300,7 @@ void update_from_root(vok_anim_node *x)
             send(at, _vok_sym_update, 0);
             break;
         }
-        w.entries.push_back({node, false});
+        w.push(node);
         if (!w.enter(false)) {
             w.pop();
             break;
@@ -302,27 +308,24 @@ void update_from_root(vok_anim_node *x)
         at = is_nothing(node->anim) ? nullptr : vok_object_findregistered(node->anim);
     }
     for (; !w.entries.empty(); w.pop())
-        if (w.entries.back().node)
-            w.work();
+        work(w.entries.back().node);
 }
 
 void update_below(vok_anim_node *top)
 {
     walk w;
-    w.entries.push_back({top, false});
+    w.push(top);
     while (!w.entries.empty()) {
         const walk::entry e = w.entries.back();
-        if (!e.node || e.inside || !w.enter(true)) {
+        if (e.inside || !w.enter(true)) {
             w.pop();
             continue;
         }
-        w.work();
-        if (!w.entries.back().node)
-            continue;
+        work(e.node);
         for (long i = linklist_getsize(e.node->children); i-- > 0;) {
             void *child = linklist_getindex(e.node->children, i);
             if (vok_anim_node *node = as_node(child))
-                w.entries.push_back({node, false});
+                w.push(node);
             else
                 send(child, _vok_sym_update, 1);
         }
@@ -394,24 +397,15 @@ void transform_step(vok_anim_node *x)
         x->worldpos = x->worldpos + rotated(x->worldquat, by_component(x->anchor, x->parentscale));
 }
 
-void forget(const vok_anim_node *x)
-{
-    for (walk *w = walk::innermost; w; w = w->outer)
-        for (walk::entry &e : w->entries)
-            if (e.node == x)
-                e.node = nullptr;
-}
-
 void update_node(vok_anim_node *x)
 {
     if (x->node_type != vok_anim_model_node) {
-        walk w; // x may be gone after it
-        w.entries.push_back({x, false});
+        object_retain(x);
         const long automatic = x->automatic;
         x->automatic = 1;
         vok_anim_node_update(x, !x->parent_dirty);
-        if (w.entries.back().node)
-            x->automatic = automatic;
+        x->automatic = automatic;
+        object_release(x);
         return;
     }
     if (void *parent = is_nothing(x->anim) ? nullptr : vok_object_findregistered(x->anim)) {
@@ -419,10 +413,12 @@ void update_node(vok_anim_node *x)
         vok_attr_getfloat_array(parent, words().worldquat, 4, numbers(&x->parentquat));
         vok_attr_getfloat_array(parent, _vok_sym_worldscale, 3, numbers(&x->parentscale));
     }
+    object_retain(x);
     std::memcpy(&x->quat, x->local->quat, sizeof x->quat);
     transform_step(x);
     set_world_matrix(x);
     touch(x);
+    object_release(x);
 }
 
 } // namespace vok::anim
