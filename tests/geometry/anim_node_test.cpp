@@ -406,7 +406,7 @@ TEST(AnimNode, turns_in_three_frames)
     x.send("anim_turn", {90}); // about the node's own x, which is -z
     near(x.get("quat"), product({0, 0, -r2, r2}, about_y));
     x.update();
-    x.send("anim_turn", {0, 90});         // about the vertical, whatever the node's own
+    x.send("anim_turn", {0, 90}); // about the vertical, whatever the node's own
     const std::vector<double> tilted = product({0, 0, -r2, r2}, about_y);
     near(x.get("quat"), product(about_y, floats(tilted.begin(), tilted.end())));
 }
