@@ -3,10 +3,13 @@
 #include "box.h"
 #include "library.h"
 
+#include <vokra/kernel.h>
+
 namespace {
 
 long init()
 {
+    initialize(); // boxes of matrices name the library's types as they are made
     for (const auto kinds :
          {boxes::timing_kinds(), boxes::flow_kinds(), boxes::value_kinds(), boxes::message_kinds(),
           boxes::picture_kinds(), boxes::frame_kinds(), boxes::probe_kinds()})
