@@ -191,7 +191,7 @@ std::string full_name(short path, const char *name)
 std::string class_file(const std::string &name)
 {
     for (const std::string &folder : search_folders(true)) {
-        const std::string full = absolute_name(name, folder);
+        std::string full = absolute_name(name, folder);
         if (access(full.c_str(), F_OK) == 0 && !is_folder(full))
             return full;
     }

@@ -1,9 +1,13 @@
 // The update of nodes: local values to world values, up to the root first or down to the
 // leaves. Chains may be as deep as memory goes, so the ways up and down keep their own
 // stack; what a node does, and when, is as if each one called the next.
+#include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <new>
+#include <span>
 #include <vector>
 
 #include <vokra/attributes.h>
@@ -358,7 +362,8 @@ void write_quat(vok_quat_interface *i, const vok_quat &q)
 // change of these two has no other reader: without it all forms follow from `quat`.
 void derive_quat(vok_quat_interface *i, const vok_quat &q)
 {
-    if (!i->quatdirty && !std::memcmp(i->quat, &q, sizeof q))
+    const auto bits = [](float f) { return std::bit_cast<uint32_t>(f); };
+    if (!i->quatdirty && std::ranges::equal(i->quat, std::span(numbers(&q), 4), {}, bits, bits))
         return;
     write_quat(i, q);
     i->quatdirty = 0;
