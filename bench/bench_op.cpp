@@ -40,12 +40,13 @@ constexpr element elements[] = {{"char", 1}, {"long", 4}, {"float32", 4}, {"floa
 // Values that every word has something to do with: 0.5 to 2.5, or bytes.
 void fill(unsigned char *p, std::size_t bytes, const element &e)
 {
+    const bool single = !std::strcmp(e.type, "float32"), real = single || !std::strcmp(e.type, "float64");
     for (std::size_t i = 0; i < bytes / e.size; i++) {
         const double value = 0.5 + static_cast<double>(i % 1021) / 510;
-        if (!std::strcmp(e.type, "float32")) {
+        if (single) {
             const auto v = static_cast<float>(value);
             std::memcpy(p + i * 4, &v, 4);
-        } else if (!std::strcmp(e.type, "float64"))
+        } else if (real)
             std::memcpy(p + i * 8, &value, 8);
         else
             for (std::size_t k = 0; k < e.size; k++)
