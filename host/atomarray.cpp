@@ -2,7 +2,7 @@
 // list back through one atom. Its copy of the atoms is its own; objects named in them
 // are not. Reached by object_new_imp(nobox, atomarray, argc, argv) and through
 // include/zan/symbols.h.
-#include "internal.h"
+#include "kernel.h"
 
 #include <cstring>
 
@@ -18,8 +18,7 @@ zan_class *array_class;
 
 atomarray *array_of(void *x)
 {
-    atomarray *array = static_cast<atomarray *>(x);
-    return array && array->header.magic == ZAN_OBJECT_MAGIC ? array : nullptr;
+    return zan::instance_of<atomarray>(x, array_class);
 }
 
 long set_atoms(atomarray *array, long argc, const atom *argv)

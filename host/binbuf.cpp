@@ -2,6 +2,7 @@
 // memory and run. Every report names the file and the line, and what can't be run is
 // passed over, so that one wrong line costs one message. Reached through
 // include/zan/files.h.
+#include "kernel.h"
 #include "near_words.h"
 #include "text_reader.h"
 
@@ -38,8 +39,7 @@ zan_class *binbuf_class;
 
 binbuf *binbuf_of(void *x)
 {
-    binbuf *b = static_cast<binbuf *>(x);
-    return b && b->header.magic == ZAN_OBJECT_MAGIC ? b : nullptr;
+    return zan::instance_of<binbuf>(x, binbuf_class);
 }
 
 void destroy(binbuf *b)
@@ -96,12 +96,6 @@ long read_text(binbuf *b, const char *name, const char *text, long size)
 }
 
 // ---- running ----
-
-// A name's `thing` may be any word that someone keeps there, a function too.
-void *live_object(void *thing)
-{
-    return reinterpret_cast<uintptr_t>(thing) >= 65536 && zan::looks_live(thing) ? thing : nullptr;
-}
 
 class evaluation {
   public:
@@ -172,8 +166,8 @@ class evaluation {
         if (named) { // looked up for every message: one may take the receiver away
             if (!name->thing)
                 return report("no receiver has the name", name->name);
-            target = live_object(name->thing);
-            if (!target)
+            target = name->thing; // any word that someone keeps there, a function too
+            if (!zan::looks_live(target))
                 return report("what has this name takes no messages:", name->name);
         }
         deliver(target, long(words.size() - from), words.data() + from);

@@ -180,6 +180,15 @@ void copy_attribute(zan_hashtab_entry *e, void *data)
         k->failed = true;
 }
 
+// The copy's methods have the same attributes.
+void copy_method_marks(zan_hashtab_entry *e, void *data)
+{
+    void *copy = nullptr;
+    if (side_of(static_cast<object *>(e->value)) &&
+        !hashtab_lookup(class_method_objects(static_cast<copying *>(data)->to), e->key, &copy))
+        attributes_copy(e->value, copy);
+}
+
 void copy_wrapper(zan_hashtab_entry *e, void *data)
 {
     copying *k = static_cast<copying *>(data);
@@ -343,12 +352,14 @@ zan_class *class_copy(symbol *src_space, symbol *src_name, symbol *dst_space, sy
     c->size = from->size;
     c->flags = from->flags;
     c->obex_offset = from->obex_offset;
-    c->origin = from;
+    c->origin = from->origin ? from->origin : from; // whose functions are the ones that run
     std::memcpy(c->new_types, from->new_types, sizeof c->new_types);
     copying k{c, false};
     for (zan_messlist *e = from->methods; e->name; ++e)
         if (add_entry(c, e->function, e->name, e->types))
             k.failed = true;
+    if (from->method_objects)
+        hashtab_funall(from->method_objects, copy_method_marks, &k);
     if (from->attributes)
         hashtab_funall(from->attributes, copy_attribute, &k);
     if (from->typed_wrappers)

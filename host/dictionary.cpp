@@ -2,7 +2,7 @@
 // value is an atom array object, so that every road out (a long, atoms, an inner
 // dictionary) reads the same thing; keys keep the order of their storing. Reached
 // through include/zan/collections.h, and by messages of the same names.
-#include "internal.h"
+#include "kernel.h"
 
 namespace {
 
@@ -23,10 +23,9 @@ struct dictionary {
 zan_class *dictionary_class, *entry_class;
 symbol *name_atomarray;
 
-template <typename Record> Record *live(void *x)
+dictionary *dictionary_of(void *x)
 {
-    Record *record = static_cast<Record *>(x);
-    return record && record->header.magic == ZAN_OBJECT_MAGIC ? record : nullptr;
+    return zan::instance_of<dictionary>(x, dictionary_class);
 }
 
 void entry_destroy(entry *e)
@@ -49,7 +48,7 @@ void destroy(dictionary *d)
 
 entry *entry_of(void *x, symbol *key)
 {
-    const dictionary *d = live<dictionary>(x);
+    const dictionary *d = dictionary_of(x);
     void *found = nullptr;
     if (d && key)
         hashtab_lookup(d->table, key, &found);
@@ -58,7 +57,7 @@ entry *entry_of(void *x, symbol *key)
 
 long store(void *x, symbol *key, long argc, const atom *argv, bool owns_inner)
 {
-    dictionary *d = live<dictionary>(x);
+    dictionary *d = dictionary_of(x);
     if (!d || !key)
         return zan_err_invalid_ptr;
     void *value =
@@ -193,8 +192,11 @@ long dictionary_appendatoms(void *d, symbol *key, long argc, const atom *argv)
 
 long dictionary_appenddictionary(void *d, symbol *key, void *value)
 {
-    if (!live<dictionary>(value) || value == d)
+    if (!dictionary_of(value) || value == d)
         return zan_err_invalid_ptr;
+    void *there = nullptr;
+    if (!dictionary_getdictionary(d, key, &there) && there == value)
+        return zan_err_none; // replacing it would free it
     atom a;
     atom_setobj(&a, value);
     return store(d, key, 1, &a, true);
@@ -233,8 +235,8 @@ long dictionary_getdictionary(void *d, symbol *key, void **value)
     atom *argv = nullptr;
     if (dictionary_getatoms(d, key, &argc, &argv) || argc != 1 || !value)
         return zan_err_generic;
-    void *inner = atom_getobj(argv);
-    if (!inner || object_class(inner) != dictionary_class)
+    void *inner = dictionary_of(atom_getobj(argv));
+    if (!inner)
         return zan_err_generic;
     *value = inner;
     return zan_err_none;
@@ -242,7 +244,7 @@ long dictionary_getdictionary(void *d, symbol *key, void **value)
 
 long dictionary_getkeys(void *x, long *count, symbol ***keys)
 {
-    const dictionary *d = live<dictionary>(x);
+    const dictionary *d = dictionary_of(x);
     if (count)
         *count = 0;
     if (keys)
@@ -269,13 +271,13 @@ void *dictionary_getentry(void *d, symbol *key)
 
 symbol *dictionary_entry_getkey(void *x)
 {
-    const entry *e = live<entry>(x);
+    const entry *e = zan::instance_of<entry>(x, entry_class);
     return e ? e->key : nullptr;
 }
 
 void dictionary_entry_getvalues(void *x, long *argc, atom **argv)
 {
-    const entry *e = live<entry>(x);
+    const entry *e = zan::instance_of<entry>(x, entry_class);
     atomarray_getatoms(e ? e->value : nullptr, argc, argv);
 }
 

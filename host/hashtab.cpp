@@ -24,7 +24,7 @@ zan_class *hashtab_class;
 
 hashtab *table_of(void *x)
 {
-    return reinterpret_cast<hashtab *>(live(x));
+    return instance_of<hashtab>(x, hashtab_class);
 }
 
 size_t hash_of(const symbol *key)

@@ -87,11 +87,13 @@ zan_class *class_in_making(); // the class that this thread made last, or null (
 // Whether a cord can end at this inlet (outlets.cpp).
 bool has_inlet(object *box, long inlet);
 
-// Whether x is a live object. Any pointer may be asked about: objects lie on 16-byte
-// boundaries, so the magic word of what does is on the same page as x itself.
+// Whether x is a live object. Any pointer or number may be asked about: objects lie on
+// 16-byte boundaries, so the magic word of what does is on the same page as x itself,
+// and the first pages are nobody's.
 __attribute__((no_sanitize("address", "thread"), noinline)) inline bool looks_live(const void *x)
 {
-    return x && !(reinterpret_cast<uintptr_t>(x) & 15) &&
+    const auto address = reinterpret_cast<uintptr_t>(x);
+    return address >= 65536 && !(address & 15) &&
            static_cast<const volatile object *>(x)->magic == ZAN_OBJECT_MAGIC;
 }
 // Marks x for queue_forget or cords_forget; any thread.

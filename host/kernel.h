@@ -181,7 +181,7 @@ struct zan_class {
     long flags;                // 7: whoever keeps marks there
     symbol *name_space;        // 8: null before it is registered
     long obex_offset;          // 9: of the mirrored obex pointer; 0 for none
-    zan_class *origin;         // 10: the class this one is a copy of
+    zan_class *origin;         // 10: the class this one is a copy of, through all copies between
     void *attributes;          // 11
     void *method_objects;      // 12: hashtab, made when first asked for
     void *typed_wrappers;      // 13: hashtab of method objects
@@ -212,6 +212,15 @@ inline symbol_index *&index_ahead_of(void *messlist)
 inline zan_messlist *class_entry(void *messlist, const symbol *selector)
 {
     return static_cast<zan_messlist *>(index_ahead_of(messlist)->find(selector));
+}
+// x as the record of a class, when it is a live object of it or of a copy of it; else null.
+template <class T> inline T *instance_of(void *x, const zan_class *c)
+{
+    object *o = live(x);
+    if (!o)
+        return nullptr;
+    const zan_class *its = class_of(o);
+    return its == c || its->origin == c ? static_cast<T *>(x) : nullptr;
 }
 // The entry for a message in the object's own table, else in its class's, else null.
 inline zan_messlist *find_entry(object *o, symbol *selector)

@@ -4,7 +4,7 @@
 // object. An item that is no object (a symbol, a class, a plain record) is only taken
 // out, since no one but its maker knows how it goes. Reached through
 // include/zan/collections.h, and by messages of the same names.
-#include "internal.h"
+#include "kernel.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -26,15 +26,7 @@ zan_class *list_class;
 
 linklist *list_of(void *x)
 {
-    linklist *list = static_cast<linklist *>(x);
-    return list && list->header.magic == ZAN_OBJECT_MAGIC ? list : nullptr;
-}
-
-// An item may be any word; small numbers are no addresses and are not looked into.
-void free_item(void *item)
-{
-    if (reinterpret_cast<uintptr_t>(item) >= 65536 && zan::looks_live(item))
-        object_free(item);
+    return zan::instance_of<linklist>(x, list_class);
 }
 
 bool in_range(const linklist *list, long index)
@@ -89,7 +81,7 @@ void empty(linklist *list)
     list->items = nullptr;
     list->size = list->capacity = 0;
     for (long i = 0; i < size; i++)
-        free_item(items[i]);
+        object_free(items[i]);
     free(items);
 }
 
@@ -237,7 +229,7 @@ long linklist_deleteindex(void *x, long index)
     linklist *list = list_of(x);
     if (!in_range(list, index))
         return list ? zan_err_generic : zan_err_invalid_ptr;
-    free_item(take_out(list, index));
+    object_free(take_out(list, index));
     return zan_err_none;
 }
 

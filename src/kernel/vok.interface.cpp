@@ -191,7 +191,8 @@ zan_word vok_interface_method_gimmeback(void *x, symbol *selector, long argc, at
 {
     zan_method_object *own = object_getmethod_object(x, selector);
     if (!own) {
-        vok_object_error(x, "vok_interface_method_gimmeback: couldn't find methodobject %s", selector->name);
+        vok_object_error(x, "vok_interface_method_gimmeback: couldn't find methodobject %s",
+                         selector ? selector->name : "");
         return 0;
     }
     const auto *info = record_of<vok_class_interface_info>(own, "interface_methodinfo");

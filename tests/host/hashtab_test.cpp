@@ -30,7 +30,8 @@ TEST(hashtab, null_and_foreign_arguments_are_answered_with_a_code)
 {
     object dead{};
     void *value = nullptr;
-    for (void *t : {static_cast<void *>(nullptr), static_cast<void *>(&dead)}) {
+    void *list = linklist_new();
+    for (void *t : {static_cast<void *>(nullptr), static_cast<void *>(&dead), list}) {
         EXPECT_NE(hashtab_store(t, S("a"), &dead), 0);
         EXPECT_NE(hashtab_lookup(t, S("a"), &value), 0);
         EXPECT_NE(hashtab_chuckkey(t, S("a")), 0);
@@ -44,6 +45,7 @@ TEST(hashtab, null_and_foreign_arguments_are_answered_with_a_code)
         EXPECT_EQ(count, 0);
         EXPECT_EQ(keys, nullptr);
     }
+    object_free(list);
     void *t = hashtab_new(-3);
     EXPECT_NE(hashtab_store(t, nullptr, &dead), 0);
     EXPECT_EQ(hashtab_chuck(t), 0);
@@ -129,6 +131,7 @@ TEST(hashtab, frees_its_values_unless_readonly_or_chucked)
         SCOPED_TRACE(row.name);
         void *t = hashtab_new(0), *values[3];
         const long before = zan_object_count(S("linklist"));
+        hashtab_store(t, S("number"), reinterpret_cast<void *>(16)); // no object, and nobody's page
         for (long i = 0; i < 3; ++i)
             hashtab_store(t, numbered(i), values[i] = linklist_new());
         if (row.readonly)

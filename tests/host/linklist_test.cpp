@@ -340,18 +340,22 @@ TEST(Linklist, ACopyOfTheClassIsTheSameList)
 
 TEST(Linklist, NoListIsAnEmptyList)
 {
-    void *found = plain(1);
-    EXPECT_EQ(linklist_getsize(nullptr), 0);
-    EXPECT_EQ(linklist_getindex(nullptr, 0), nullptr);
-    EXPECT_EQ(linklist_append(nullptr, plain(1)), -1);
-    EXPECT_EQ(linklist_findfirst(nullptr, &found, nullptr, nullptr), -1);
-    EXPECT_EQ(found, nullptr);
-    EXPECT_NE(linklist_chuck(nullptr), 0);
-    EXPECT_NE(linklist_deleteindex(nullptr, 0), 0);
-    linklist_clear(nullptr);
-    linklist_sort(nullptr, nullptr);
-    linklist_reverse(nullptr);
-    linklist_shuffle(nullptr);
+    void *other = hashtab_new(0); // an object, but no list
+    for (void *list : {static_cast<void *>(nullptr), other}) {
+        void *found = plain(1);
+        EXPECT_EQ(linklist_getsize(list), 0);
+        EXPECT_EQ(linklist_getindex(list, 0), nullptr);
+        EXPECT_EQ(linklist_append(list, plain(1)), -1);
+        EXPECT_EQ(linklist_findfirst(list, &found, nullptr, nullptr), -1);
+        EXPECT_EQ(found, nullptr);
+        EXPECT_NE(linklist_chuck(list), 0);
+        EXPECT_NE(linklist_deleteindex(list, 0), 0);
+        linklist_clear(list);
+        linklist_sort(list, nullptr);
+        linklist_reverse(list);
+        linklist_shuffle(list);
+    }
+    EXPECT_EQ(object_free(other), 0);
 }
 
 } // namespace

@@ -168,12 +168,19 @@ TEST(classes, a_copy_makes_objects_of_its_own_name)
     thing *adornment = make_thing();
     class_addadornment(from, adornment);
     class_addtypedwrapper(from, M(+[](void *) -> zan_word { return 3; }), "wrapped", argtype_gimme, 0);
-    zan_class *copy = class_copy(S("test"), S("test_thing"), S("test"), S("test_copy"));
+    void *x = make_thing();
+    void *method = object_getmethod_object(x, S("sum"));
+    object_free(x);
+    object_addattr_parse(method, "undocumented", S("long"), 0, "1");
+    class_copy(S("test"), S("test_thing"), S("test"), S("test_between"));
+    zan_class *copy = class_copy(S("test"), S("test_between"), S("test"), S("test_copy")); // a copy's copy
     ASSERT_NE(copy, nullptr);
+    object_deleteattr(method, S("undocumented"));
     EXPECT_EQ(class_copy(S("test"), S("absent"), S("test"), S("x")), nullptr);
     EXPECT_EQ(class_copy(S("test"), S("test_thing"), S("test"), S("test_copy")), nullptr); // taken
     // the constructor knows only the first class
-    void *x = object_new_imp(S("test"), S("test_copy"), 4, 5, 0, 0, 0, 0, 0, 0);
+    x = object_new_imp(S("test"), S("test_copy"), 4, 5, 0, 0, 0, 0, 0, 0);
+    EXPECT_EQ(object_refpage_method_is_undocumented(object_getmethod_object(x, S("sum"))), 1);
     EXPECT_EQ(object_classname(x), S("test_copy"));
     EXPECT_EQ(send(x, "sum"), 9);
     void *y = make_thing();
@@ -187,6 +194,7 @@ TEST(classes, a_copy_makes_objects_of_its_own_name)
     object_free(x);
     object_free(y);
     class_free(copy);
+    class_free(class_findbyname(S("test"), S("test_between")));
     EXPECT_EQ(class_adornment_get(from, S("test_thing")), adornment); // still the first class's
 }
 
