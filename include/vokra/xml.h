@@ -150,9 +150,9 @@ VOK_XML_VALUE_TYPES(VOK_DECLARE)
  * has made room: a symbol's length, or 320 bytes, and 2 an atom. */
 VOKRA_EXPORT void vok_xml_appendatom(const atom *a, char *text);
 VOKRA_EXPORT void vok_xml_atoms_totext(char *text, long argc, const atom *argv);
-/* Words of text as atoms, as the host's readatom reads them; *argc, *argv as in
- * vok_xml_node_getnodevalue. */
-VOKRA_EXPORT vok_err vok_xml_text_toatoms(const char *text, long *argc, atom **argv);
+/* Words of text as atoms, as the host's readatom reads them, into the caller's array of *argc
+ * atoms (2,048 when that is 0); *argc becomes their count. */
+VOKRA_EXPORT vok_err vok_xml_text_toatoms(const char *text, long *argc, atom *argv);
 
 /* ---- elements: their attributes ---- */
 

@@ -165,9 +165,13 @@ vok_err anim_set(vok_anim_node *x, void *, long argc, const atom *argv)
         vok_object_error(x, "%s is the root node and cannont be parented", x->name->name);
         return VOK_ERR_NONE;
     }
-    symbol *anim = argc > 0 && argv ? vok_atom_getsym(argv) : _vok_sym_nothing;
-    if (anim == x->name || anim == x->anim)
-        return VOK_ERR_NONE;
+    symbol *anim = _vok_sym_nothing;
+    if (argc > 0 && argv) {
+        if (symbol *given = vok_atom_getsym(argv))
+            anim = given;
+        if (anim == x->name || anim == x->anim)
+            return VOK_ERR_NONE;
+    }
     if (!is_nothing(x->anim)) {
         if (void *parent = vok_object_findregistered(x->anim))
             send(parent, words().remove_child, x);

@@ -278,14 +278,10 @@ void vok_xml_atoms_totext(char *text, long argc, const atom *argv)
     std::copy_n(whole.c_str(), whole.size() + 1, text);
 }
 
-vok_err vok_xml_text_toatoms(const char *text, long *argc, atom **argv)
+vok_err vok_xml_text_toatoms(const char *text, long *argc, atom *argv)
 {
     if (!text || !argc || !argv)
         return VOK_ERR_EROR;
-    std::vector<atom> words;
-    char token[8];
-    atom word;
-    for (long index = 0; readatom(token, text, &index, sizeof token, &word);)
-        words.push_back(word);
-    return give_atoms(words.data(), long(words.size()), argc, argv);
+    *argc = read_words(text, *argc > 0 ? *argc : max_words, argv);
+    return VOK_ERR_NONE;
 }

@@ -3,6 +3,7 @@
 // console.
 #include <algorithm>
 #include <cstring>
+#include <initializer_list>
 
 #include <zan/zan.h>
 
@@ -45,18 +46,27 @@ class line_sink {
     virtual ~line_sink() = default;
     line_sink(const line_sink &) = delete;
     line_sink &operator=(const line_sink &) = delete;
-    virtual void line(long depth, std::string_view body) = 0;
+    // A line of text, whose pieces are converted each by itself.
+    virtual void line(long depth, std::initializer_list<std::string_view> pieces) = 0;
+    // The line of a tag, converted as a whole.
+    virtual void tag(long depth, std::string_view body) = 0;
 };
 
 // Lines in the encoding of a document. What can't be converted is left out.
 class encoded_sink : public line_sink {
   public:
     explicit encoded_sink(const vok_xml_node *x) : codec_(ps_ms_ansi, encoding_of(x)) {}
-    void line(long depth, std::string_view body) override
+    void line(long depth, std::initializer_list<std::string_view> pieces) override
     {
-        tabs_.resize(size_t(std::max(depth, 0L)), '\t');
-        for (const std::string_view piece : {std::string_view(tabs_), body, std::string_view("\n")})
+        codec_.convert(indented(depth), bytes_);
+        for (const std::string_view piece : pieces)
             codec_.convert(piece, bytes_);
+        codec_.convert("\n", bytes_);
+        line_ended();
+    }
+    void tag(long depth, std::string_view body) override
+    {
+        codec_.convert(indented(depth).append(body).append("\n"), bytes_);
         line_ended();
     }
     void header(const vok_xml_document *x)
@@ -75,8 +85,9 @@ class encoded_sink : public line_sink {
     std::string bytes_;
 
   private:
+    std::string &indented(long depth) { return line_.assign(size_t(std::max(depth, 0L)), '\t'); }
     text_codec codec_;
-    std::string tabs_;
+    std::string line_;
 };
 
 class file_sink : public encoded_sink {
@@ -128,12 +139,14 @@ class post_sink : public line_sink {
         value_size = longest_printed_value;
         escapes = false;
     }
-    void line(long depth, std::string_view body) override
+    void line(long depth, std::initializer_list<std::string_view> pieces) override
     {
         std::string text(size_t(4 * std::clamp(depth, 0L, 512L)), ' '); // a post is shorter than that
-        text += body;
+        for (const std::string_view piece : pieces)
+            text += piece;
         vok_object_post(x_, "%s", text.c_str());
     }
+    void tag(long depth, std::string_view body) override { line(depth, {body}); }
 
   private:
     void *x_;
@@ -146,7 +159,7 @@ void write_text(const vok_xml_charnode *x, long depth, line_sink &to)
     for (size_t start = 0; (start = rest.find_first_not_of(white)) != rest.npos && rest[start];) {
         rest.remove_prefix(start);
         const size_t end = std::min(rest.find_first_of(ends), rest.size());
-        to.line(depth, rest.substr(0, end));
+        to.line(depth, {rest.substr(0, end)});
         rest.remove_prefix(end);
     }
 }
@@ -170,9 +183,9 @@ void append_attribute(std::string &tag, vok_xml_node *attribute, const line_sink
 void write_tree(vok_xml_node *root, long depth, line_sink &to)
 {
     std::string body;
-    const auto around = [&](const char *before, const vok_xml_node *n, const char *behind) {
+    const auto data_of = [](const vok_xml_node *n) {
         const char *data = reinterpret_cast<const vok_xml_charnode *>(n)->data;
-        return body.assign(before).append(data ? data : "").append(behind);
+        return std::string_view(data ? data : "");
     };
     walk(
         root, depth,
@@ -184,21 +197,21 @@ void write_tree(vok_xml_node *root, long depth, line_sink &to)
             if (n->nodetype == ps.text) {
                 write_text(reinterpret_cast<vok_xml_charnode *>(n), d, to);
             } else if (n->nodetype == ps.cdata) {
-                to.line(d, around("<![CDATA[", n, "]]>"));
+                to.line(d, {"<![CDATA[", data_of(n), "]]>"});
             } else if (n->nodetype == ps.comment) {
-                to.line(d, around("<!--", n, "-->"));
+                to.line(d, {"<!--", data_of(n), "-->"});
             } else {
                 body.assign("<").append(n->nodename->name);
                 const long count = linklist_getsize(n->attributes);
                 for (long i = 0; i < count; i++)
                     append_attribute(body, node_of(linklist_getindex(n->attributes, i)), to);
                 const bool has_children = vok_xml_node_haschildnodes(n);
-                to.line(d, body += has_children ? ">" : " />");
+                to.tag(d, body += has_children ? ">" : " />");
                 return has_children;
             }
             return false;
         },
-        [&](vok_xml_node *n, long d) { to.line(d, body.assign("</").append(n->nodename->name).append(">")); });
+        [&](vok_xml_node *n, long d) { to.tag(d, body.assign("</").append(n->nodename->name).append(">")); });
     if (to.too_deep)
         vok_object_error(root, "vok_xml_document: elements more than %ld deep were left out", deepest);
     to.too_deep = false;

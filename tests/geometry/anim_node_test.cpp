@@ -200,6 +200,9 @@ TEST(AnimNode, what_a_child_inherits)
     child.set("anim", nothing);
     EXPECT_EQ(parent.children(), 0);
     near(child.updated("worldscale"), {1, 1, 1});
+    child.set("parentscale", {2, 2, 2});
+    vok_object_method_typed(child.x, gensym("anim"), 0, nullptr, nullptr); // no parent, also for who has none
+    near(child.updated("worldscale"), {1, 1, 1});
 }
 
 TEST(AnimNode, parents_that_come_later_and_leave)

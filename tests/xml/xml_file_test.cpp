@@ -160,8 +160,8 @@ TEST(XmlFile, WhatCantBeConvertedIsLeftOutWithAnError)
     const scratch_folder folder;
     report_catcher reports;
     const document d;
-    EXPECT_EQ(vok_xml_document_read_buffer(d, "<a>\xE4\xBD\xA0<b c='\xE4\xBD\xA0'/></a>"), 0);
-    EXPECT_EQ(tree_of(d), "{a{b{c=;}}}");
+    EXPECT_EQ(vok_xml_document_read_buffer(d, "<a>\xE4\xBD\xA0<b c='\xE4\xBD\xA0'/><!--\xC3\xA9--></a>"), 0);
+    EXPECT_EQ(tree_of(d), "{a{b{c=;}comment(\xE9)}}");
     EXPECT_EQ(reports.take(zan_report_error),
               std::vector<std::string>(2, "vok.charset: error -1 converting character encodings"));
     vok_xml_node_setnodevalasstring(
@@ -171,8 +171,8 @@ TEST(XmlFile, WhatCantBeConvertedIsLeftOutWithAnError)
     vok_xml_document_createheader(d, gensym("us-ascii"));
     d.write(folder / "a.xml");
     EXPECT_EQ(bytes_of(folder / "a.xml"),
-              "<?xml version=\"1.0\" encoding=\"us-ascii\" standalone=\"yes\"?>\n\n<a>\n\t\n</a>\n");
-    EXPECT_EQ(reports.take(zan_report_error).size(), 1u);
+              "<?xml version=\"1.0\" encoding=\"us-ascii\" standalone=\"yes\"?>\n\n<a>\n\t<!---->\n</a>\n");
+    EXPECT_EQ(reports.take(zan_report_error).size(), 2u);
 }
 
 // One document, all three ways out; and long values, and text that looks like markup.

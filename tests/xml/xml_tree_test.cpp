@@ -121,10 +121,14 @@ TEST(XmlValue, TextBecomesAtomsAndAtomsText)
     EXPECT_STREQ(appended, "3. -7 $1x");
     vok_xml_atoms_totext(appended, 3, list);
     EXPECT_STREQ(appended, "-7 2.5 3.");
+    atom words[3];
+    count = 2;
+    EXPECT_EQ(vok_xml_text_toatoms(appended, &count, words), 0);
+    EXPECT_EQ(count, 2) << "as many as there is room for";
     count = 0;
-    EXPECT_EQ(vok_xml_text_toatoms(appended, &count, &(atoms = nullptr)), 0);
+    EXPECT_EQ(vok_xml_text_toatoms(appended, &count, words), 0);
     EXPECT_EQ(count, 3);
-    sysmem_freeptr(atoms);
+    EXPECT_EQ(words[1].value.as_float, 2.5);
 
     std::string many;
     for (int i = 0; i < 3000; i++)
