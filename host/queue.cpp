@@ -211,6 +211,7 @@ void queue_forget(object *x)
         e->dead = true;
         if (e->queue == zan_queue_clock) {
             unset(s, static_cast<clock_part *>(e));
+            s.main_wakes.notify_one(); // nothing may be left to wait for
             continue;
         }
         unset(s, static_cast<waiting *>(e));

@@ -2,9 +2,11 @@
 // each namespace that ever used it; entries hang on their symbol and stay for ever,
 // so that a look-up is a walk of one or two steps without a lock. Changes, clients
 // and running notifications are under one lock, which is never held while a client
-// is called.
+// is called. Who frees a sender or a client of a notification that another thread
+// runs waits for the end of the call.
 #include "symbols.h"
 #include <algorithm>
+#include <condition_variable>
 #include <new>
 #include <zan/host.h>
 
@@ -29,20 +31,68 @@ struct name_entry {
 
 namespace {
 
+// A thread; its notifications can't be waited for while it waits for others itself.
+struct teller {
+    int waits = 0; // under registry_lock
+};
+thread_local teller this_thread;
+
 // A notification under way, on its caller's stack; it ends when its sender dies.
 struct notification {
     object *sender;
+    const object *told; // the client that is being called, or null
+    const teller *by;
     bool alive;
     notification *next;
 };
 
 constinit std::mutex registry_lock;
 notification *running;        // under registry_lock
+int waiting_for_calls;        // under registry_lock
 uint64_t last_id;             // under registry_lock
 name_entry *class_entries;    // under registry_lock, in order of their registering
 name_entry *last_class_entry; // under registry_lock
 name_entry *first_made;       // under registry_lock, in order of their making
 name_entry *last_made;        // under registry_lock
+
+std::condition_variable &call_ended()
+{
+    static auto *c = new std::condition_variable; // never destroyed: threads may go on while the process exits
+    return *c;
+}
+
+// How long one who frees an object waits for another thread's call. Bounded, since that
+// call may wait for a lock that the freeing thread holds.
+constexpr auto patience = std::chrono::seconds(1);
+
+// Under registry_lock: waits until no other thread tells o anything, or of o. False when
+// that took too long.
+bool wait_for_calls(std::unique_lock<std::mutex> &hold, const object *o)
+{
+    const auto quiet = [o] {
+        for (const notification *n = running; n; n = n->next)
+            if (n->told && (n->told == o || n->sender == o) && n->by != &this_thread && !n->by->waits)
+                return false;
+        return true;
+    };
+    if (quiet())
+        return true;
+    ++waiting_for_calls;
+    ++this_thread.waits;
+    call_ended().notify_all(); // who waits for this thread need not any more
+    const bool ended = call_ended().wait_for(hold, patience, quiet);
+    --this_thread.waits;
+    --waiting_for_calls;
+    return ended;
+}
+
+// Under registry_lock.
+void now_tells(notification &n, const object *who)
+{
+    n.told = who;
+    if (waiting_for_calls)
+        call_ended().notify_all();
+}
 
 name_entry *find_entry_of(symbol *name_space, symbol *name)
 {
@@ -141,7 +191,7 @@ bool registry_drop_reference(object *o)
 
 void registry_forget(object *o)
 {
-    const std::lock_guard hold(registry_lock);
+    std::unique_lock hold(registry_lock);
     drop_registration(o);
     if (side_record *side = side_of(o)) {
         for (name_entry *e : side->subjects) {
@@ -154,6 +204,10 @@ void registry_forget(object *o)
     for (notification *n = running; n; n = n->next)
         if (n->sender == o)
             n->alive = false;
+    if (wait_for_calls(hold, o))
+        return;
+    hold.unlock();
+    object_error(o, "freed although another thread is notifying it or of it");
 }
 
 zan_class *registry_class(symbol *name_space, symbol *name)
@@ -331,7 +385,7 @@ long object_notify(void *x, symbol *message, void *data)
     size_t count;
     name_entry *e;
     symbol *name;
-    notification self{o, true, nullptr};
+    notification self{o, nullptr, &this_thread, true, nullptr};
     {
         const std::lock_guard hold(registry_lock);
         side_record *side = side_of(o);
@@ -357,6 +411,7 @@ long object_notify(void *x, symbol *message, void *data)
             for (size_t k = std::min(i + 1, e->clients.size()); k > 0 && !who; --k)
                 if (e->clients[k - 1].id == ids[i])
                     who = e->clients[k - 1].who;
+            now_tells(self, who);
         }
         if (who)
             object_method_imp(who, ks().notify, reinterpret_cast<zan_word>(name),
@@ -370,6 +425,7 @@ long object_notify(void *x, symbol *message, void *data)
                 *n = self.next;
                 break;
             }
+        now_tells(self, nullptr);
     }
     if (ids != stack)
         std::free(ids);

@@ -191,6 +191,7 @@ void clock_release(clock_object *c)
     queue_state &s = queues();
     queue_guard held(s.lock);
     unset(s, &c->part);
+    s.main_wakes.notify_one(); // nothing may be left to wait for
     leave(s, &c->part);
     wait_for_frames(s, held, [c](const frame &f) { return f.source == &c->part; });
 }

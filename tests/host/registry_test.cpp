@@ -334,6 +334,33 @@ TEST_F(ThreadsRegistry, names_are_found_while_another_registers)
     object_free(x);
 }
 
+TEST_F(ThreadsRegistry, who_is_freed_while_another_thread_tells_goes_behind_the_call)
+{
+    for (const bool frees_sender : {false, true}) {
+        party *sender = make(), *client = make();
+        std::atomic<int> stage{0};
+        std::function<void(party *, symbol *, symbol *, void *, void *)> slow =
+            [&](party *, symbol *, symbol *message, void *, void *) {
+                if (message != S("slow"))
+                    return;
+                stage = 1;
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                stage = 2;
+            };
+        client->heard = &slow;
+        symbol *n = symbol_unique();
+        object_register(space, n, sender);
+        object_attach(space, n, client);
+        std::thread other([&] { object_notify(sender, S("slow"), nullptr); });
+        while (!stage)
+            std::this_thread::yield();
+        object_free(frees_sender ? sender : client);
+        EXPECT_EQ(stage, 2) << frees_sender;
+        other.join();
+        object_free(frees_sender ? client : sender);
+    }
+}
+
 TEST_F(ThreadsRegistry, many_share_one_name)
 {
     symbol *n = symbol_unique();
