@@ -12,7 +12,7 @@ using namespace vok::functor;
 namespace {
 
 void *registry; // a host hashtab from name to class
-symbol *sym_category, *sym_interface, *sym_evalfixed, *sym_evalfloat32, *sym_evalfloat64, *sym_subfunctor;
+symbol *sym_category, *sym_interface, *sym_evalfixed, *sym_evalfloat32, *sym_evalfloat64, *sym_subfunctor, *sym_changed;
 
 template <typename Fn> void install(zan_class *c, Fn *fn, const char *name)
 {
@@ -93,6 +93,7 @@ vok_err vok_functor_init(void)
     sym_evalfloat32 = gensym("evalfloat32");
     sym_evalfloat64 = gensym("evalfloat64");
     sym_subfunctor = gensym("subfunctor");
+    sym_changed = gensym("subfunctor_changed");
     for (const init_fn init : class_inits)
         init();
     vok_functor_evaluate_init();
@@ -274,7 +275,11 @@ vok_err vok_functor_setattr(void *x, symbol *selector, long argc, atom *argv)
         return VOK_ERR_EROR;
     const zan_method held = vok_object_getmethod(x, sym_subfunctor);
     if (held != missing_method(x) && argc >= 3)
-        if (void *sub = vok::ask<void>(x, sym_subfunctor, name))
-            return vok_object_method_typed(sub, selector, argc - 1, argv + 1, nullptr);
+        if (void *sub = vok::ask<void>(x, sym_subfunctor, name)) {
+            const vok_err err = vok_object_method_typed(sub, selector, argc - 1, argv + 1, nullptr);
+            if (vok_object_getmethod(x, sym_changed) != missing_method(x))
+                vok::send(x, sym_changed); // to one that keeps something made from what it holds
+            return err;
+        }
     return object_attr_setvalueof(x, name, argc - 1, argv + 1);
 }

@@ -41,6 +41,7 @@ void fractal::derive()
     results.set(result);
     octaves = std::trunc(detail);
     fraction.set(detail - octaves);
+    fraction.float32[0] = static_cast<float>(detail) - static_cast<float>(octaves); // in its own arithmetic
 }
 
 void fractal::release()

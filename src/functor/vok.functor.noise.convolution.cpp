@@ -375,6 +375,15 @@ template <>
 constexpr auto attributes<vok_functor_noise_value_convolution> =
     std::array{VOKRA_NOISE_FLAGS(convolution), VOKRA_NOISE_SEED(convolution), VOKRA_CONVOLUTION_ROWS};
 
+// The kernel table is of the filter as it now is.
+inline vok_err filter_changed(convolution *x)
+{
+    return x->fill_samples();
+}
+constexpr std::array changed{message{"subfunctor_changed", fn<filter_changed>, {argtype_cant}}};
+template <> constexpr auto messages<vok_functor_noise_sparse_convolution> = changed;
+template <> constexpr auto messages<vok_functor_noise_value_convolution> = changed;
+
 template <>
 constexpr auto roles<vok_functor_noise_sparse_convolution> =
     std::array{role<vok_functor_noise_sparse_convolution>{"filter", &vok_functor_noise_sparse_convolution::held}};

@@ -352,6 +352,9 @@ TEST_F(Noise, impulses_are_convolved)
     EXPECT_EQ(box.set("width 2."), 0);
     EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(1)), 65536);
     EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(1.02)), 0);
+    EXPECT_EQ(box.set("filter width 3."), 0); // the table follows what the filter is told
+    EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(1.02)), 65536);
+    EXPECT_EQ(box.set("filter width 2."), 0);
     EXPECT_EQ(box.set("kernel 0"), 0); // asked each time
     EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(0.5)), 65536);
     EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(1.02)), 0);
