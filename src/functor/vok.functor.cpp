@@ -12,7 +12,8 @@ using namespace vok::functor;
 namespace {
 
 void *registry; // a host hashtab from name to class
-symbol *sym_category, *sym_interface, *sym_evalfixed, *sym_evalfloat32, *sym_evalfloat64, *sym_subfunctor, *sym_changed;
+symbol *sym_category, *sym_interface, *sym_evalfixed, *sym_evalfloat32, *sym_evalfloat64, *sym_subfunctor,
+    *sym_changed;
 
 template <typename Fn> void install(zan_class *c, Fn *fn, const char *name)
 {

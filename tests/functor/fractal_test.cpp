@@ -104,7 +104,8 @@ TEST_F(Fractal, defaults_are_unsigned_and_coordinates_are_scaled)
 // A level equal to the basis leaves nothing but the fraction of an octave, 1.1f less 1.
 TEST_F(Fractal, the_fraction_of_an_octave_is_of_the_format)
 {
-    const functor f("fractal.multi.ridged", {"basis distance.manhattan", "detail 1.1", "level 1.", "lacunarity 1."});
+    const functor f("fractal.multi.ridged",
+                    {"basis distance.manhattan", "detail 1.1", "level 1.", "lacunarity 1."});
     EXPECT_EQ(f.at(1), 2 * (1.1 - 1));
     EXPECT_EQ(f.at32(1), 2 * (1.1f - 1));
 }
