@@ -140,8 +140,11 @@ void reply_name(void *x, symbol *attrname, const vok_mop_io *io)
     zan_vok_obex_dumpout(x, attrname, 1, &name);
 }
 
+// Only what is an attribute: other words behind "get" are private messages.
 void reply_from_matrix(void *x, symbol *attrname, const vok_mop_io *io)
 {
+    if (!vok_object_attr_get(io->matrix, attrname))
+        return;
     vok::atom_array value;
     if (!vok::send(io->matrix, vok::affixed("get", attrname, ""), &value.argc, &value.argv))
         zan_vok_obex_dumpout(x, attrname, value.argc, value.argv);

@@ -1,5 +1,6 @@
 // vok_la_determinant: the product of the diagonal of the upper triangular form, both by
-// the classes that make them; each exchange of rows turns its sign.
+// the classes that make them; each exchange of rows turns its sign. A matrix stands for the
+// list of itself there.
 #include <memory>
 
 #include <zan/attributes.h>
@@ -33,20 +34,16 @@ vok_err vok_la_determinant_matrix_calc(vok_la_determinant *x, void *inputs)
         return VOK_ERR_MSDM;
     const object_ptr triangle(vok_object_new(_vok_sym_vok_matrix, &info));
     const object_ptr uppertri(vok_object_new(gensym("vok_la_uppertri")));
-    const object_ptr holder(vok_object_new(_vok_sym_vok_mop, 0L, 1L)); // makes a list of the one matrix
-    if (!triangle || !uppertri || !holder)
+    if (!triangle || !uppertri)
         return VOK_ERR_OMEM;
-    auto *mop = static_cast<vok_mop *>(holder.get());
-    vok::send(vok_mop_getoutput(mop, 1), _vok_sym_matrix, triangle.get());
-    void *const outputs = mop->outputlist;
     object_attr_setfloat(uppertri.get(), gensym("thresh"), x->thresh);
-    if (const zan_word error = vok::send(uppertri.get(), _vok_sym_matrix_calc, inputs, outputs))
+    if (const zan_word error = vok::send(uppertri.get(), _vok_sym_matrix_calc, inputs, triangle.get()))
         return static_cast<vok_err>(error);
     const bool odd = object_attr_getlong(uppertri.get(), gensym("swapcount")) & 1;
     const object_ptr diagproduct(vok_object_new(gensym("vok_la_diagproduct")));
     if (!diagproduct)
         return VOK_ERR_OMEM;
-    vok::send(diagproduct.get(), _vok_sym_matrix_calc, outputs);
+    vok::send(diagproduct.get(), _vok_sym_matrix_calc, triangle.get());
     long argc = 0;
     atom *argv = nullptr;
     vok::send(diagproduct.get(), gensym("getresult"), &argc, &argv);

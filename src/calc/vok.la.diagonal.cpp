@@ -1,7 +1,5 @@
 // vok_la_diagproduct and vok_la_trace: the product and the sum of a diagonal, in the
 // attribute "result".
-#include <algorithm>
-
 #include "calc/vok.la.h"
 
 namespace {
@@ -10,13 +8,15 @@ using namespace vok::la;
 
 zan_class *diagproduct_class, *trace_class;
 
-// Goes down the diagonal, dim[1] cells, in double. A tall matrix has no more of it than
-// columns; what lies beyond isn't its own.
+// Goes down the diagonal, dim[1] cells, in double. Beyond the last column of a tall matrix
+// the strides lead on into later rows or their padding, deliberately, as long as that is
+// the matrix's own.
 template <int planes> void walk(const vok_matrix_info *info, void *data, auto step)
 {
     by_type(info, [&]<typename T>() {
         const view<T, planes> m(info, data);
-        for (long i = 0; i < std::min(m.rows, m.columns); i++) {
+        const long step_bytes = m.row_step + m.column_step, last = m.rows * m.row_step - planes * long{sizeof(T)};
+        for (long i = 0; i < m.rows && (i < m.columns || i * step_bytes <= last); i++) {
             const T *p = m.at(i, i);
             if constexpr (planes == 1)
                 step(static_cast<double>(p[0]), 0.0);

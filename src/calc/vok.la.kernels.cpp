@@ -53,27 +53,42 @@ void tile_complex(long n, const double *a_rows, const double *b_panel, double *t
     }
 }
 
-// One element of the row operations: T or a pair of T.
-template <typename T, int planes> struct step {
-    static void ax(const double *alpha, const T *x, T *out)
+// What a row is multiplied by: a number; for complex ones also its imaginary part, and that negated.
+// A sum of products with the negated part has the bits of the difference, which compilers fuse with a
+// multiplication where a vector instruction does both, though they were told not to contract.
+struct factor {
+    double re = 1, im = 0, minus_im = -0.0;
+    factor(const double *alpha, int planes)
     {
-        if constexpr (planes == 1)
-            out[0] = static_cast<T>(alpha[0] * static_cast<double>(x[0]));
-        else {
-            const double re = x[0], im = x[1];
-            out[0] = static_cast<T>(alpha[0] * re - alpha[1] * im);
-            out[1] = static_cast<T>(alpha[0] * im + alpha[1] * re);
+        if (alpha) {
+            re = alpha[0];
+            im = planes == 2 ? alpha[1] : 0;
+            minus_im = -im;
         }
     }
-    static void axpy(const double *alpha, const T *x, const T *y, T *out)
+};
+
+// One element of the row operations: T or a pair of T.
+template <typename T, int planes> struct step {
+    static void ax(const factor &by, const T *x, T *out)
     {
         if constexpr (planes == 1)
-            out[0] = static_cast<T>(static_cast<double>(y[0]) + alpha[0] * static_cast<double>(x[0]));
+            out[0] = static_cast<T>(by.re * static_cast<double>(x[0]));
+        else {
+            const double re = x[0], im = x[1];
+            out[0] = static_cast<T>(by.re * re + by.minus_im * im);
+            out[1] = static_cast<T>(by.re * im + by.im * re);
+        }
+    }
+    static void axpy(const factor &by, const T *x, const T *y, T *out)
+    {
+        if constexpr (planes == 1)
+            out[0] = static_cast<T>(static_cast<double>(y[0]) + by.re * static_cast<double>(x[0]));
         else {
             const double re = x[0], im = x[1];
             const double to_re = y[0], to_im = y[1];
-            out[0] = static_cast<T>(to_re + (alpha[0] * re - alpha[1] * im));
-            out[1] = static_cast<T>(to_im + (alpha[0] * im + alpha[1] * re));
+            out[0] = static_cast<T>(to_re + (by.re * re + by.minus_im * im));
+            out[1] = static_cast<T>(to_im + (by.re * im + by.im * re));
         }
     }
 };
@@ -102,7 +117,7 @@ void ax(long n, const double *alpha, const vok_op_vector_arg *x, const vok_op_ve
 {
     const T *from = static_cast<const T *>(x->p);
     T *to = static_cast<T *>(out->p);
-    const double by[2] = {alpha ? alpha[0] : 1, alpha && planes == 2 ? alpha[1] : 0};
+    const factor by(alpha, planes);
     if (x->stride == 1 && out->stride == 1) {
         VOKRA_INDEPENDENT
         for (long i = 0; i < n; i++)
@@ -119,7 +134,7 @@ void axpy(long n, const double *alpha, const vok_op_vector_arg *x, const vok_op_
 {
     const T *from = static_cast<const T *>(x->p), *base = static_cast<const T *>(y->p);
     T *to = static_cast<T *>(out->p);
-    const double by[2] = {alpha ? alpha[0] : 1, alpha && planes == 2 ? alpha[1] : 0};
+    const factor by(alpha, planes);
     if (x->stride == 1 && y->stride == 1 && out->stride == 1) {
         VOKRA_INDEPENDENT
         for (long i = 0; i < n; i++)

@@ -259,7 +259,7 @@ void blend(long bytes, const u8 *mask, long period, const u8 *in, u8 *out)
 
 template <typename Op, typename T, int inputs, domain d> constexpr vok_op_vector_fn function()
 {
-    if constexpr (d != every && (d == floats) != element<T>::is_float)
+    if constexpr (d == signed_types ? sizeof(T) == 1 : d != every && (d == floats) != element<T>::is_float)
         return nullptr;
     else if constexpr (inputs == 1)
         return unary<Op, T>;

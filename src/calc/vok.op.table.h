@@ -9,8 +9,8 @@
 //   body    the type in vok.op.bodies.h
 //   word    the registry's word, and `sign` a second one for the same, or ""
 //   inputs  1 or 2
-//   domain  the element types that it means something for: every, integers or floats;
-//           for the others the first input is passed
+//   domain  the element types that it means something for: every, signed_types, integers
+//           or floats; for the others the first input is passed
 //   help    one sentence; a is the first input's element, b the second's
 // The order is that of the menu of the attribute "op".
 #define VOKRA_OPERATORS(X)                                                                                        \
@@ -28,7 +28,7 @@
     X(smaller, "min", "", 2, every, "the smaller of a and b")                                                     \
     X(larger, "max", "", 2, every, "the larger of a and b")                                                       \
     X(average, "avg", "", 2, every, "half the sum of a and b; integers round down")                               \
-    X(magnitude, "abs", "", 1, every, "a without its sign")                                                       \
+    X(magnitude, "abs", "", 1, signed_types, "a without its sign")                                                \
     X(absdiff, "absdiff", "", 2, every, "the magnitude of a minus b")                                             \
     X(pass, "pass", "", 1, every, "a")                                                                            \
     X(flip<pass>, "flippass", "!pass", 2, every, "b")                                                             \
@@ -83,7 +83,7 @@
 
 namespace vok::op {
 
-enum domain { every, integers, floats };
+enum domain { every, signed_types, integers, floats };
 
 // Element types in the order of vok_op_fn's functions.
 enum { type_char, type_long, type_float32, type_float64, type_count };

@@ -16,7 +16,7 @@ parallel_thread_pool _pool_low, _pool_med, _pool_high;
 namespace {
 
 zan_class *task_class, *worker_class;
-bool parallel_initialised; // _vok_parallel_init
+bool _vok_parallel_init;
 
 class pool_lock {
   public:
@@ -100,9 +100,9 @@ long parallel_processorcount(void)
 
 vok_err vok_parallel_utils_init(void)
 {
-    if (parallel_initialised)
+    if (_vok_parallel_init)
         return VOK_ERR_NONE;
-    parallel_initialised = true;
+    _vok_parallel_init = true;
     parallel_init();
     _vok_parallelthreads = sysparallel_processorcount();
     _vok_parallel = _vok_parallelthreads >= 2;

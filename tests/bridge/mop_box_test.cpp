@@ -488,6 +488,9 @@ TEST_F(MopBox, OfAVariableNumberAnswersByMessages)
     b.send("in3_name", "test_variable_name");
     b.send("getin3_name");
     EXPECT_EQ(e.take(), heard{"2: name test_variable_name"});
+    for (const char *word : {"getin2_info", "getin2_data", "getin2_lock"}) // the matrix's private messages
+        b.send(word);
+    EXPECT_EQ(e.take(), heard{});
     EXPECT_EQ(b.send("in_dim", "9"), 0); // the left input is somebody else's
     EXPECT_EQ(b.send("in9_dim", "9"), 0);
     EXPECT_EQ(b.send("nonsense"), VOK_ERR_EROR);

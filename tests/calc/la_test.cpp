@@ -1,4 +1,5 @@
 // Linear algebra against the definitions, in a few lines of plain arithmetic.
+#include <algorithm>
 #include <complex>
 #include <cstring>
 #include <functional>
@@ -206,6 +207,10 @@ TEST_F(La, small_matrices_with_known_answers)
             EXPECT_NEAR(trace.result().real(), row.trace, 1e-12);
             EXPECT_NEAR(product.result().real(), row.product, 1e-12);
         }
+    const grid tall({"float64", 1}, 3, 1, [](long, long) { return 5; });
+    const calculation product("vok_la_diagproduct");
+    EXPECT_EQ(product.run({&tall}), 0);
+    EXPECT_EQ(product.result(), 0.0); // the strides lead into the padding
 }
 
 // By the sum over permutations.
@@ -284,6 +289,24 @@ TEST_F(La, vector_primitives_step_by_elements)
     vok_op_vector_swap_float32(2, nullptr, &c, &d);
     EXPECT_EQ(std::vector<float>(p, p + 4), (std::vector<float>{9, 2, 3, 8}));
     EXPECT_EQ(q[1], 4);
+}
+
+// Compilers know vector instructions that multiply, add and subtract with one rounding.
+TEST_F(La, every_product_is_rounded)
+{
+    constexpr long n = 37;
+    double x[2 * n], y[2 * n], sum[2 * n], multiple[2 * n], alpha[2];
+    for (double *list : {x, y})
+        std::generate_n(list, 2 * n, [this] { return random() / 7e8 - 3; });
+    std::generate_n(alpha, 2, [this] { return random() / 7e8 - 3; });
+    vok_op_vector_arg a{x, 1}, b{y, 1}, c{sum, 1}, d{multiple, 1};
+    vok_op_vector_axpy_float64_complex(n, alpha, &a, &b, &c);
+    vok_op_vector_ax_float64_complex(n, alpha, &a, nullptr, &d);
+    for (long i = 0; i < 2 * n; i += 2) {
+        const double re = alpha[0] * x[i] - alpha[1] * x[i + 1], im = alpha[0] * x[i + 1] + alpha[1] * x[i];
+        EXPECT_EQ(number(multiple[i], multiple[i + 1]), number(re, im));
+        EXPECT_EQ(number(sum[i], sum[i + 1]), number(y[i] + re, y[i + 1] + im));
+    }
 }
 
 TEST_F(La, every_path_of_the_machine)

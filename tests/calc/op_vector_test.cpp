@@ -174,6 +174,7 @@ TEST_F(OpVector, words_are_those_of_the_rules)
 TEST_F(OpVector, a_type_without_meaning_gets_the_copy)
 {
     EXPECT_EQ(vok_op_sym2fn(gensym("sin"), _vok_sym_char), vok_op_vector_pass_char);
+    EXPECT_EQ(vok_op_sym2fn(gensym("abs"), _vok_sym_char), vok_op_vector_pass_char);
     EXPECT_EQ(vok_op_sym2fn(gensym("fold"), _vok_sym_long), vok_op_vector_pass_long);
     EXPECT_EQ(vok_op_sym2fn(gensym("&"), _vok_sym_float32), vok_op_vector_pass_float32);
     EXPECT_EQ(vok_op_sym2fn(gensym("pass"), _vok_sym_float64), vok_op_vector_pass_float64);
