@@ -181,5 +181,6 @@ vok_err zan_vok_mop_matrixout_append(void *x, long index)
     vok_mop *mop = vok::operator_of(x);
     if (!mop)
         return VOK_ERR_EROR;
-    return zan_vok_mop_io_setoutlet(vok::output_of(mop, index + 1), outlet_append(x, matrix_message, matrix_message));
+    return zan_vok_mop_io_setoutlet(vok::output_of(mop, index + 1),
+                                    outlet_append(x, matrix_message, matrix_message));
 }
