@@ -191,10 +191,7 @@ void load_vkf(const std::string &shown, const std::string &name, matrix &m)
         vok_bin_read_matrix(file.get(), static_cast<vok_matrix *>(m.get())) != VOK_ERR_NONE)
         trouble(shown, quiet.last("its vkf header is damaged"));
     const vok_matrix_info info = m.info();
-    long cells = info.planecount * vok_matrix_info_typesize(&info);
-    for (long i = 0; i < info.dimcount; ++i)
-        cells *= info.dim[i];
-    const long wanted = 48 + 4 * info.dimcount + cells, size = static_cast<long>(fs::file_size(name));
+    const long wanted = vok_bin_matrix_filesize(&info), size = static_cast<long>(fs::file_size(name));
     if (size < wanted)
         std::fprintf(stderr,
                      "vokra: warning: %s: the file ends after %ld of %ld bytes; the rest is as it was made: 0\n",

@@ -38,9 +38,10 @@ VOKRA_EXPORT vok_err vok_bin_read_chunk_info(zan_file_handle file, long *chunkid
 /* Writes the matrix chunk at the present position. EROR without data or for another
  * type. A short write (a full disk that the host didn't report) gives 0. */
 VOKRA_EXPORT vok_err vok_bin_write_matrix(zan_file_handle file, void *matrix);
-/* Reads the matrix chunk at the present position and gives the matrix its shape.
- * EROR, the matrix untouched: another chunk or type, a dimcount outside 0 to 32, a
- * planecount outside 1 to 32, a dim below 1, or more cells than a matrix can have.
+/* Reads the matrix chunk at the present position and gives the matrix its shape, as setinfo
+ * does: a planecount or dim out of range is brought into it, and what setinfo refuses
+ * (OMEM for more cells than a matrix can have) is the result. EROR, the matrix untouched:
+ * another chunk or type, a dimcount outside 0 to 32, an end before the dims are told.
  * A file that ends too early gives 0: the matrix has its shape, and the cells that
  * didn't come are as they were. vok_bin_matrix_filesize tells what the file should
  * have had. */

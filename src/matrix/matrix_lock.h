@@ -1,6 +1,6 @@
 // What every room that touches cells goes by: a matrix held locked with its info and
-// data at hand, and the rule by which cells are laid out. Locks nest; they are given
-// back in the reverse order of their taking, on whatever road the function leaves.
+// data at hand. Locks nest; they are given back in the reverse order of their taking, on
+// whatever road the function leaves.
 #pragma once
 #include <vokra/commonsyms.h>
 #include <vokra/matrix.h>
@@ -67,9 +67,5 @@ class matrix_pin {
 // Bytes of one element as it is allocated; 0 for an unknown type. Symbol, object and
 // pointer cells are 8 here although vok_matrix_info_typesize calls them 4.
 long matrix_elementsize(const symbol *type);
-
-// Fills the strides of an info whose type, planecount and dims are legal, and gives
-// the bytes of all cells, or -1 when they are more than a matrix can have.
-long matrix_layout(vok_matrix_info *info);
 
 } // namespace vok

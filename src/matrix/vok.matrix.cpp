@@ -62,6 +62,28 @@ long creation_flags(long flags)
     return flags & ~long{vok_matrix_flag_handle | vok_matrix_flag_reference};
 }
 
+// Fills the strides of an info whose type, planecount and dims are legal, and gives the
+// bytes of all cells, or -1 when they are more than a matrix can have.
+long lay_out(vok_matrix_info *info)
+{
+    unsigned long bytes = static_cast<unsigned long>(info->planecount * matrix_elementsize(info->type));
+    for (long i = 0; i < info->dimcount; i++) {
+        info->dimstride[i] = static_cast<long>(bytes);
+        unsigned long total = 0;
+        if (__builtin_mul_overflow(static_cast<unsigned long>(info->dim[i]), bytes, &total) || total > max_bytes)
+            return -1;
+        // rows alone are padded, and the limit counts the bytes ahead of the padding
+        if (i == 0 && !(info->flags & vok_matrix_flag_packed))
+            total = (total + 15) & ~15UL;
+        bytes = total;
+    }
+    for (long i = info->dimcount; i < VOK_MATRIX_MAX_DIMCOUNT; i++) {
+        info->dim[i] = 1;
+        info->dimstride[i] = 0;
+    }
+    return static_cast<long>(bytes);
+}
+
 void forget_block(vok_matrix *x)
 {
     x->data = nullptr;
@@ -272,26 +294,6 @@ long matrix_elementsize(const symbol *type)
     return 0;
 }
 
-long matrix_layout(vok_matrix_info *info)
-{
-    unsigned long bytes = static_cast<unsigned long>(info->planecount * matrix_elementsize(info->type));
-    for (long i = 0; i < info->dimcount; i++) {
-        info->dimstride[i] = static_cast<long>(bytes);
-        unsigned long total = 0;
-        if (__builtin_mul_overflow(static_cast<unsigned long>(info->dim[i]), bytes, &total) || total > max_bytes)
-            return -1;
-        // rows alone are padded, and the limit counts the bytes ahead of the padding
-        if (i == 0 && !(info->flags & vok_matrix_flag_packed))
-            total = (total + 15) & ~15UL;
-        bytes = total;
-    }
-    for (long i = info->dimcount; i < VOK_MATRIX_MAX_DIMCOUNT; i++) {
-        info->dim[i] = 1;
-        info->dimstride[i] = 0;
-    }
-    return static_cast<long>(bytes);
-}
-
 } // namespace vok
 
 using namespace vok;
@@ -338,7 +340,7 @@ vok_err vok_matrix_rebuild(vok_matrix *x)
     for (long &extent : x->info.dim)
         extent = std::max(extent, 1L);
 
-    const long bytes = matrix_layout(&x->info);
+    const long bytes = lay_out(&x->info);
     if (bytes < 0) {
         vok_object_error(x, "could not allocate matrix");
         free_handle(x);

@@ -1,6 +1,6 @@
 // The vkf matrix file: writer and reader, held to each other by the one layout in the
-// two records below. A file comes from anywhere: what it says of itself is checked
-// before a matrix is given its shape.
+// two records below. A file comes from anywhere: its cells are read into the shape that the
+// matrix has taken, not into the one that the file told.
 #include <vokra/matrix_file.h>
 
 #include <algorithm>
@@ -217,25 +217,6 @@ void narrow_dims(const vok_matrix_info &info, int32_t *dim)
         dim[i] = static_cast<int32_t>(info.dim[i]);
 }
 
-// The info of a chunk; false for one that no matrix can have. Nothing that is written
-// by vok_bin_write_matrix is refused.
-bool read_shape(const chunk_start &start, const file_type &type, const uint32_t *dims, vok_matrix_info *info)
-{
-    *info = {};
-    info->type = *type.type;
-    info->planecount = start.planecount;
-    info->dimcount = start.dimcount;
-    if (info->planecount < 1 || info->planecount > VOK_MATRIX_MAX_PLANECOUNT)
-        return false;
-    for (long i = 0; i < info->dimcount; i++) {
-        info->dim[i] = static_cast<int32_t>(big_endian(dims[i]));
-        if (info->dim[i] < 1)
-            return false;
-    }
-    vok_matrix_info tried = *info;
-    return matrix_layout(&tried) >= 0;
-}
-
 } // namespace
 
 vok_err vok_bin_write_header(zan_file_handle file, long filesize)
@@ -355,9 +336,15 @@ vok_err vok_bin_read_matrix(zan_file_handle file, void *matrix)
     moved = read_bytes(file, dims, 4L * start.dimcount);
     if (moved.err)
         return moved.err;
-    vok_matrix_info wanted;
-    if (!moved.whole || !read_shape(start, *type, dims, &wanted))
+    if (!moved.whole)
         return VOK_ERR_EROR;
+    // the matrix brings what no matrix can have into its range, or refuses the size
+    vok_matrix_info wanted = {};
+    wanted.type = *type->type;
+    wanted.planecount = start.planecount;
+    wanted.dimcount = start.dimcount;
+    std::transform(dims, dims + wanted.dimcount, wanted.dim,
+                   [](uint32_t extent) { return static_cast<int32_t>(big_endian(extent)); });
     if (const vok_err err = send(matrix, _vok_sym_setinfo, &wanted))
         return err;
 

@@ -264,7 +264,7 @@ TEST_F(Files, every_prefix_of_a_file)
     }
 }
 
-TEST_F(Files, shapes_that_no_matrix_has_are_refused)
+TEST_F(Files, shapes_that_no_matrix_has)
 {
     const auto with = [](const std::string &id, const std::string &type, long planes, long dimcount, long first) {
         std::string text = header(0) + id + be(99) + be(28) + type + be(planes) + be(dimcount);
@@ -272,25 +272,47 @@ TEST_F(Files, shapes_that_no_matrix_has_are_refused)
             text += be(first);
         return text + std::string(64, 'x');
     };
-    const std::string files[] = {with("MTRY", "CHAR", 1, 1, 1),          with("MTRX", "char", 1, 1, 1),
-                                 with("MTRX", "CHAR", 0, 1, 1),          with("MTRX", "CHAR", 33, 1, 1),
-                                 with("MTRX", "CHAR", -1, 1, 1),         with("MTRX", "CHAR", 1, -1, 1),
-                                 with("MTRX", "CHAR", 1, 33, 1),         with("MTRX", "CHAR", 1, 0x7FFFFFFF, 1),
-                                 with("MTRX", "CHAR", 1, 0x80000000, 1), with("MTRX", "CHAR", 1, 1, 0),
-                                 with("MTRX", "CHAR", 1, 1, -7),         with("MTRX", "FL64", 32, 3, 5000),
-                                 with("MTRX", "CHAR", 1, 2, 0x10000),    with("MTRX", "CHAR", 1, 32, 0x7FFFFFFF),
-                                 with("MTRX", "CHAR", 1, 1, 0x7FFFFFFF)};
+    const struct {
+        std::string bytes;
+        long code;
+        const char *shape; // planecount and dims; null: the matrix as it was
+    } rows[] = {
+        {with("MTRY", "CHAR", 1, 1, 1), VOK_ERR_EROR, nullptr},
+        {with("MTRX", "char", 1, 1, 1), VOK_ERR_EROR, nullptr},
+        {with("MTRX", "CHAR", 1, -1, 1), VOK_ERR_EROR, nullptr},
+        {with("MTRX", "CHAR", 1, 33, 1), VOK_ERR_EROR, nullptr},
+        {with("MTRX", "CHAR", 1, 0x7FFFFFFF, 1), VOK_ERR_EROR, nullptr},
+        {with("MTRX", "CHAR", 1, 0x80000000, 1), VOK_ERR_EROR, nullptr},
+        {with("MTRX", "CHAR", 0, 1, 1), 0, "1 1"},
+        {with("MTRX", "CHAR", 33, 1, 1), 0, "32 1"},
+        {with("MTRX", "CHAR", -1, 2, 1), 0, "1 1 1"},
+        {with("MTRX", "CHAR", 1, 1, 0), 0, "1 1"},
+        {with("MTRX", "CHAR", 1, 2, -7), 0, "1 1 1"},
+        {with("MTRX", "FL64", 32, 3, 5000), VOK_ERR_OMEM, "32 5000 5000 5000"},
+        {with("MTRX", "CHAR", 1, 2, 0x10000), VOK_ERR_OMEM, "1 65536 65536"},
+        {with("MTRX", "CHAR", 1, 1, 0x7FFFFFFF), VOK_ERR_OMEM, "1 2147483647"},
+    };
     report_catcher reports;
-    for (const std::string &bytes : files) {
-        make(bytes);
+    for (const auto &row : rows) {
+        make(row.bytes);
         const matrix m("char", 1, {2, 2});
         message(m, "setall", "5");
         unsigned char *data = m->data;
-        EXPECT_EQ(read_file(name_, m).matrix, VOK_ERR_EROR) << &bytes - files;
-        EXPECT_EQ(m->data, data);
-        EXPECT_EQ(cell(m, "1 1"), "5");
+        EXPECT_EQ(read_file(name_, m).matrix, row.code) << &row - rows;
+        if (row.shape) {
+            std::string shape = std::to_string(m->info.planecount);
+            for (long i = 0; i < m->info.dimcount; i++)
+                shape += " " + std::to_string(m->info.dim[i]);
+            EXPECT_EQ(shape, row.shape);
+            EXPECT_EQ(m->data == nullptr, row.code == VOK_ERR_OMEM);
+        } else {
+            EXPECT_EQ(m->data, data);
+            EXPECT_EQ(cell(m, "1 1"), "5");
+        }
+        vok_matrix_info small = shape("char", 1, {2, 2});
+        EXPECT_EQ(send_words(m, "setinfo", as_word(&small)), 0) << "it goes on";
+        EXPECT_EQ(message(m, "setall", "3"), 0);
     }
-    EXPECT_TRUE(reports.take().empty());
 }
 
 TEST_F(Files, random_hostile_chunks)
