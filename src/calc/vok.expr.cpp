@@ -172,6 +172,8 @@ vok_err vok_expr_expr(vok_expr *x, void *, long argc, atom *argv)
 
 vok_err vok_expr_parse(vok_expr *x)
 {
+    if (!x)
+        return VOK_ERR_INVP;
     for (long i = 0; i < x->exprcount; i++) {
         x->curexpr = i;
         vok_expr_sym2tok(x, i);

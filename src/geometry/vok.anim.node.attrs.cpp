@@ -308,12 +308,16 @@ void add_attributes(zan_class *c)
 
 vok_err vok_anim_node_filter_dirty(vok_anim_node *x, void *, long, atom *)
 {
+    if (!x)
+        return VOK_ERR_INVP;
     x->dirty = 1;
     return VOK_ERR_NONE;
 }
 
 vok_err vok_anim_node_filter_rot(vok_anim_node *x, void *, long, atom *)
 {
+    if (!x)
+        return VOK_ERR_INVP;
     if (void *target = vok::anim::target_of(x))
         for (symbol *name : {_vok_sym_quat, _vok_sym_rotate, _vok_sym_rotatexyz})
             vok_attr_user_touch(target, name);

@@ -430,6 +430,8 @@ void update_node(vok_anim_node *x)
 
 vok_err vok_anim_node_update(vok_anim_node *x, long recursing)
 try {
+    if (!x)
+        return VOK_ERR_INVP;
     if (recursing)
         vok::anim::update_below(x);
     else

@@ -95,7 +95,7 @@ const named_order *find_order(const symbol *order)
 
 vok_err vok_quat_interface_quat_set(vok_quat_interface *x, void *, long argc, atom *argv)
 {
-    if (argc < 1 || !argv)
+    if (!x || argc < 1 || !argv)
         return VOK_ERR_NONE;
     take(x->quat, argc, argv);
     derive_rotate(x);
@@ -107,7 +107,7 @@ vok_err vok_quat_interface_quat_set(vok_quat_interface *x, void *, long argc, at
 
 vok_err vok_quat_interface_rotate_set(vok_quat_interface *x, void *, long argc, atom *argv)
 {
-    if (argc < 1 || !argv)
+    if (!x || argc < 1 || !argv)
         return VOK_ERR_NONE;
     take(x->rotate, argc, argv);
     if (argc == 1)
@@ -123,7 +123,7 @@ vok_err vok_quat_interface_rotate_set(vok_quat_interface *x, void *, long argc, 
 
 vok_err vok_quat_interface_rotatexyz_set(vok_quat_interface *x, void *, long argc, atom *argv)
 {
-    if (argc < 1 || !argv)
+    if (!x || argc < 1 || !argv)
         return VOK_ERR_NONE;
     take(x->rotatexyz, argc, argv);
     const float angles[] = {x->rotatexyz[0] * radians, x->rotatexyz[1] * radians, x->rotatexyz[2] * radians};
@@ -164,6 +164,8 @@ vok_err vok_quat_interface_from_rotatexyz(vok_quat_interface *x, const float *an
 
 vok_err vok_quat_interface_reset(vok_quat_interface *x)
 {
+    if (!x)
+        return VOK_ERR_INVP;
     clear(x);
     x->quatdirty = 1;
     return VOK_ERR_NONE;

@@ -96,6 +96,12 @@ vok_xml_charnode *create_charnode(vok_xml_document *x, symbol *classname, const 
 
 // ---- tables ----
 
+// What users see and code alone sets.
+constexpr vok::attribute shown(const char *name, const char *type, long offset)
+{
+    return {.name = name, .type = type, .flags = vok_attrflag_set_opaque_user, .offset = offset};
+}
+
 constexpr vok::attribute node_attributes[] = {
     {.name = "nodevalue",
      .type = "atom",
@@ -104,47 +110,18 @@ constexpr vok::attribute node_attributes[] = {
      .count = offsetof(vok_xml_node, nodevaluecount),
      .get = vok::fn<vok_xml_node_getnodevalue>,
      .set = vok::fn<vok_xml_node_nodevalue>},
-    {.name = "nodename",
-     .type = "symbol",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, nodename)},
-    {.name = "nodetype",
-     .type = "symbol",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, nodetype)},
-    {.name = "parentnode",
-     .type = "object",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, parentnode)},
+    shown("nodename", "symbol", offsetof(vok_xml_node, nodename)),
+    shown("nodetype", "symbol", offsetof(vok_xml_node, nodetype)),
+    shown("parentnode", "object", offsetof(vok_xml_node, parentnode)),
     // pointers that are shown as words of type symbol, deliberately
-    {.name = "childnodes",
-     .type = "symbol",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, childnodes)},
-    {.name = "firstchild",
-     .type = "symbol",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, firstchild)},
-    {.name = "lastchild",
-     .type = "symbol",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, lastchild)},
-    {.name = "previoussibling",
-     .type = "symbol",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, previoussibling)},
-    {.name = "nextsibling", // reads the previous one, deliberately; the record has the next
-     .type = "symbol",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, previoussibling)},
-    {.name = "attributes",
-     .type = "symbol",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, attributes)},
-    {.name = "ownerdocument",
-     .type = "symbol",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, ownerdocument)},
+    shown("childnodes", "symbol", offsetof(vok_xml_node, childnodes)),
+    shown("firstchild", "symbol", offsetof(vok_xml_node, firstchild)),
+    shown("lastchild", "symbol", offsetof(vok_xml_node, lastchild)),
+    shown("previoussibling", "symbol", offsetof(vok_xml_node, previoussibling)),
+    // reads the previous one, deliberately; the record has the next
+    shown("nextsibling", "symbol", offsetof(vok_xml_node, previoussibling)),
+    shown("attributes", "symbol", offsetof(vok_xml_node, attributes)),
+    shown("ownerdocument", "symbol", offsetof(vok_xml_node, ownerdocument)),
 };
 
 constexpr vok::message node_messages[] = {
@@ -162,10 +139,7 @@ constexpr vok::message node_messages[] = {
 };
 
 constexpr vok::attribute charnode_attributes[] = {
-    {.name = "length",
-     .type = "long",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_charnode, length)},
+    shown("length", "long", offsetof(vok_xml_charnode, length)),
 };
 
 constexpr vok::message charnode_messages[] = {
@@ -198,10 +172,7 @@ constexpr vok::message document_messages[] = {
 };
 
 constexpr vok::attribute element_attributes[] = {
-    {.name = "tagname",
-     .type = "symbol",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, nodename)},
+    shown("tagname", "symbol", offsetof(vok_xml_node, nodename)),
 };
 
 constexpr vok::message element_messages[] = {
@@ -215,14 +186,8 @@ constexpr vok::message element_messages[] = {
 };
 
 constexpr vok::attribute attribute_attributes[] = {
-    {.name = "name",
-     .type = "symbol",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_node, nodename)},
-    {.name = "specified",
-     .type = "long",
-     .flags = vok_attrflag_set_opaque_user,
-     .offset = offsetof(vok_xml_attribute, specified)},
+    shown("name", "symbol", offsetof(vok_xml_node, nodename)),
+    shown("specified", "long", offsetof(vok_xml_attribute, specified)),
 };
 
 constexpr vok::message text_messages[] = {
