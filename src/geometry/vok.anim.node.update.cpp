@@ -144,12 +144,9 @@ void touch(vok_anim_node *x)
 {
     if (!is_nothing(x->focus))
         return;
-    symbol *const own[] = {_vok_sym_worldpos, words().worldquat, _vok_sym_worldscale}, *const transform[] = {
-                                                                                           _vok_sym_position,
-                                                                                           _vok_sym_scale,
-                                                                                           _vok_sym_quat,
-                                                                                           _vok_sym_rotate,
-                                                                                           _vok_sym_rotatexyz};
+    symbol *const own[] = {_vok_sym_worldpos, words().worldquat, _vok_sym_worldscale};
+    symbol *const transform[] = {_vok_sym_position, _vok_sym_scale, _vok_sym_quat, _vok_sym_rotate,
+                                 _vok_sym_rotatexyz};
     if (vok_object_gettopmost(x) != x) {
         for (symbol *name : own)
             vok_attr_user_touch(x, name);

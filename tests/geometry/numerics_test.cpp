@@ -74,15 +74,6 @@ TEST(Rand, a_seed_gives_the_known_numbers)
         }
 }
 
-TEST(Rand, seed_and_its_opposite_are_the_same)
-{
-    vok_rand();
-    vok_rand_setseed(42);
-    const long first = vok_rand();
-    vok_rand_setseed(-42);
-    EXPECT_EQ(vok_rand(), first);
-}
-
 TEST(Rand, routines_draw_on_the_callers_seed)
 {
     vok_rand();
