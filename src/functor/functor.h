@@ -395,6 +395,9 @@ constexpr attribute onoff(const char *name, long offset, function set, const cha
 
 // ---- functors that hold functors ----
 
+// One that keeps something made from what it holds answers "subfunctor_changed", sent after
+// an attribute further in was set through it.
+
 template <typename R> struct role {
     const char *name;
     vok_functor_wrapper R::*held;

@@ -349,15 +349,18 @@ vok_err set_rotation(evaluator *x, void *attr, long argc, atom *argv)
     return VOK_ERR_NONE;
 }
 
-// Sent on to the held functor without its first atom, which names this one's role.
+// Sent on to the held functor without its first atom, which names this one's role. What the
+// functor doesn't take is for the evaluator itself.
 vok_err setattr(evaluator *x, symbol *selector, long argc, atom *argv)
 {
     if (argc < 1 || !argv)
         return VOK_ERR_EROR;
-    if (!x->functor.object)
-        return vok_functor_setattr(x, selector, argc, argv);
-    x->mark();
-    return vok_object_method_typed(x->functor.object, selector, argc - 1, argv + 1, nullptr);
+    if (x->functor.object) {
+        x->mark();
+        if (!vok_object_method_typed(x->functor.object, selector, argc - 1, argv + 1, nullptr))
+            return VOK_ERR_NONE;
+    }
+    return vok_functor_setattr(x, selector, argc, argv);
 }
 
 constexpr const char *basis_menu =

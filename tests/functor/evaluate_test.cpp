@@ -224,6 +224,9 @@ TEST_F(Evaluate, a_chain_reaches_inner_functors)
     for (const char *role : {"functor", "basis", "filter"})
         at = reinterpret_cast<void *>(vok_object_method(at, gensym("subfunctor"), gensym(role)));
     EXPECT_EQ(vok_attr_getfloat(at, gensym("a")), 0.5);
+    list = atoms("weight 0.25"); // nothing to the fractal
+    EXPECT_EQ(vok_object_method_typed(e.object, gensym("setattr"), 2, list.data(), nullptr), 0);
+    EXPECT_EQ(vok_attr_getfloat(e.object, gensym("weight")), 0.25);
 }
 
 TEST_F(Evaluate, the_sampler_writes_its_grid_once)
