@@ -49,7 +49,7 @@ bool is_light(const program &p, int type)
         if (op::is_library(i.fn, type))
             return false;
         runs.emplace(operand::buffer, static_cast<uintptr_t>(i.out));
-        for (const operand *o : {&i.a, &i.b, &i.c})
+        for (const operand *o : {&i.a, &i.b, &i.c, &i.d})
             if (o->kind == operand::matrix)
                 runs.emplace(o->kind, static_cast<uintptr_t>(o->index));
             else if (o->kind == operand::line && o->dim == 0)
@@ -183,9 +183,9 @@ void batch::calculate(const program &p, const row &r, long from, long cells, con
         }
         vok_op_vector_arg a = resolve(i.a, r, from, space), b = resolve(i.b, r, from, space);
         vok_op_vector_arg z{i.out < 0 ? at : space.buffer(i.out), 1};
-        if (i.pair) {
-            const vok_op_vector_arg c = resolve(i.c, r, from, space);
-            i.pair(n, &a, &b, &c, z.p);
+        if (i.chain) {
+            const vok_op_vector_arg c = resolve(i.c, r, from, space), d = resolve(i.d, r, from, space);
+            i.chain(n, &a, &b, &c, &d, z.p);
         } else {
             i.fn(n, nullptr, &a, &b, &z);
         }

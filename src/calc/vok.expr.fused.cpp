@@ -88,8 +88,8 @@ fusion::fusion(vok_expr *x, void *inputs, vok_matrix_info &info, const vok_matri
     : x_(x), inputs_(inputs), info_(info), out_(out), data_(data), type_(copy::cell_type_of(info.type)),
       pending_(type_, out, data)
 {
-    for (int i = 0; i < pair_words; i++)
-        pair_names_[i] = gensym(pair_word[i]);
+    for (int i = 0; i < chain_words; i++)
+        chain_names_[i] = gensym(chain_word[i]);
     if (!copy::current_kernels() || copy::cell_type_of(out.type) < 0 || out.dimcount < 1 || out.planecount < 1)
         type_ = copy::cell_none;
 }
@@ -351,38 +351,51 @@ struct fusion::emitter {
         give_back(first);
         give_back(second);
         const int out = take_buffer();
-        if (p.count == 1 || !join_pair(p.fn, first, second, out))
+        if (p.count == 1 || !join(p.fn, first, second, out))
             to.code.push_back({p.fn, first, second, out});
         return {operand::buffer, out};
     }
 
-    // Makes the last instruction, when it gives one of the operands, do this one too.
-    bool join_pair(vok_op_vector_fn fn, const operand &first, const operand &second, int out)
+    // Makes one chain of this and of the last instructions, as far as they give the operands.
+    bool join(vok_op_vector_fn fn, const operand &first, const operand &second, int out)
     {
-        if (to.code.empty() || b.type < copy::cell_float32)
+        const int outer = chain_index(fn);
+        if (outer < 0 || b.type < copy::cell_float32)
             return false;
-        instruction &last = to.code.back();
-        const auto is_last = [&](const operand &o) {
-            return o.kind == operand::buffer && !o.shared && o.index == last.out;
-        };
-        const bool c_first = !is_last(first);
-        const int inner = pair_index(last.fn), outer = pair_index(fn);
-        const auto runs = [](const operand &o) {
-            return o.kind >= operand::matrix || (o.kind == operand::line && !o.dim);
-        };
-        if (last.pair || (!runs(last.a) && !runs(last.b)) || inner < 0 || outer < 0 ||
-            (c_first && !is_last(second)))
+        const int right = inner_index(to.code.size(), second);
+        const int left = inner_index(to.code.size() - (right < chain_pass), first);
+        if (left == chain_pass && right == chain_pass)
             return false;
-        last.pair = kernels()->pair[b.type - copy::cell_float32][inner][outer][c_first];
-        last.c = c_first ? first : second;
-        last.out = out;
+        instruction joined = {fn, first, first, out};
+        joined.c = joined.d = second;
+        const auto take = [&](operand &x, operand &y) {
+            x = to.code.back().a, y = to.code.back().b;
+            to.code.pop_back();
+        };
+        if (right < chain_pass)
+            take(joined.c, joined.d);
+        if (left < chain_pass)
+            take(joined.a, joined.b);
+        joined.chain = kernels()->chain[b.type - copy::cell_float32][left][right][outer];
+        to.code.push_back(joined);
         return true;
     }
 
-    int pair_index(vok_op_vector_fn fn) const
+    // The operator of the last of `count` instructions if it is one for chains and gives `o`, else
+    // pass.
+    int inner_index(size_t count, const operand &o) const
     {
-        for (int i = 0; fn && i < pair_words; i++)
-            if (fn == vok_op_sym2fn(f.pair_names_[i], f.info_.type))
+        if (!count || o.kind != operand::buffer || o.shared)
+            return chain_pass;
+        const instruction &i = to.code[count - 1];
+        const int index = i.out == o.index && !i.chain ? chain_index(i.fn) : -1;
+        return index < 0 ? chain_pass : index;
+    }
+
+    int chain_index(vok_op_vector_fn fn) const
+    {
+        for (int i = 0; fn && i < chain_words; i++)
+            if (fn == vok_op_sym2fn(f.chain_names_[i], f.info_.type))
                 return i;
         return -1;
     }

@@ -36,15 +36,15 @@ struct source {
     std::vector<int32_t> offset; // of the cells of a block, where one plane is collected
 };
 
-// out = fn(a, b), element by element, and with a second function then(that, c) or, with
-// `c_first`, then(c, that). Without a function a source is brought into the type of the
-// calculation; its buffer stays as it is from then on.
+// out = fn(a, b), element by element, or with a chain what that makes of a, b, c and d.
+// Without a function a source is brought into the type of the calculation; its buffer stays
+// as it is from then on.
 struct instruction {
     vok_op_vector_fn fn;
     operand a, b;
     int out; // a buffer, or -1: the output itself
-    pair_function *pair = nullptr;
-    operand c = {operand::constant};
+    chain_function *chain = nullptr;
+    operand c = a, d = a;
 };
 
 // How a plane of the output comes about, or all planes together, in each block.
@@ -148,7 +148,7 @@ class fusion {
     const vok_matrix_info &out_;
     unsigned char *data_;
     int type_;
-    symbol *pair_names_[pair_words];
+    symbol *chain_names_[chain_words];
     batch pending_;
     std::vector<part> parts_;
     std::vector<std::pair<void *, std::unique_ptr<matrix_lock>>> locks_;

@@ -51,28 +51,54 @@ alignas(64) constexpr reciprocals reciprocal = make_reciprocals();
 
 using u8s = u8 __attribute__((vector_size(32)));
 
-// Of 8 pairs. The processor's estimate of 1 / b is within 1.5 / 4096 of it, so
-// (a + 1/2) / b is out by less than 1 / (8 b), and lies at least 1 / (2 b) from every
-// integer: it truncates as the exact quotient does. By 0 comes what the conversion
-// makes of an infinity, the most negative number, which packs to 0.
-[[gnu::always_inline]] inline __m256i quotients_of_eight(__m128i a, __m128i b)
+// Quotients in fixed point: a * 257, which is a in both bytes of a word, times a reciprocal
+// r of b, the unit of which is 2^-24 * 257, has the truncated quotient from bit 24 on when
+// r is neither less than the exact reciprocal nor so much more that a quotient reaches the
+// next integer. No 16 bits hold a reciprocal of 1 in simpler units.
+constexpr f32 reciprocal_of_one = 16777216.f / 257 * 1.00048f, reciprocal_rounding = 0.47f;
+
+// True if every estimate of 1 / b that is within 1.5 / 4096 of it, as the processor's are,
+// is rounded to a reciprocal that gives the right quotients.
+constexpr bool estimates_suffice()
 {
-    const __m256 x = _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(a)), y = _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(b));
-    return _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_add_ps(x, _mm256_set1_ps(0.5f)), _mm256_rcp_ps(y)));
+    for (u32 b = 1; b < 256; b++)
+        for (const f64 error : {-1.5 / 4096, 1.5 / 4096}) {
+            const f64 r = reciprocal_of_one / f64(b) * (1 + error * 1.001) + f64(reciprocal_rounding);
+            const u32 rounded = r < 65535 ? u32(r + 0.5) : 65535;
+            for (u32 a = 1; a < 256; a++)
+                if ((a * 257 * u64(rounded)) >> 24 != a / b)
+                    return false;
+        }
+    return true;
+}
+static_assert(estimates_suffice());
+
+// Of eight bytes in 32 bits. Of 0 comes what the conversion makes of an infinity, the most
+// negative number, which packs to 0: so a quotient by 0 is 0.
+[[gnu::always_inline]] inline __m256i reciprocals(__m256i b)
+{
+    return _mm256_cvtps_epi32(_mm256_fmadd_ps(_mm256_rcp_ps(_mm256_cvtepi32_ps(b)),
+                                              _mm256_set1_ps(reciprocal_of_one),
+                                              _mm256_set1_ps(reciprocal_rounding)));
+}
+
+// Of 16 pairs in words, a in both bytes of its words. Packing undoes what unpacking did to
+// the order, here and below.
+[[gnu::always_inline]] inline __m256i quotients_of_words(__m256i a, __m256i b)
+{
+    const __m256i none = _mm256_setzero_si256();
+    const __m256i r = _mm256_packus_epi32(reciprocals(_mm256_unpacklo_epi16(b, none)),
+                                          reciprocals(_mm256_unpackhi_epi16(b, none)));
+    return _mm256_srli_epi16(_mm256_mulhi_epu16(a, r), 8);
 }
 
 [[gnu::always_inline]] inline u8s quotients(u8s va, u8s vb)
 {
     const __m256i a = reinterpret_cast<__m256i>(va), b = reinterpret_cast<__m256i>(vb);
-    const __m128i al = _mm256_castsi256_si128(a), ah = _mm256_extracti128_si256(a, 1);
-    const __m128i bl = _mm256_castsi256_si128(b), bh = _mm256_extracti128_si256(b, 1);
-    const __m256i low = _mm256_packs_epi32(quotients_of_eight(al, bl),
-                                           quotients_of_eight(_mm_srli_si128(al, 8), _mm_srli_si128(bl, 8)));
-    const __m256i high = _mm256_packs_epi32(quotients_of_eight(ah, bh),
-                                            quotients_of_eight(_mm_srli_si128(ah, 8), _mm_srli_si128(bh, 8)));
-    // packing works in halves of the register: fours stand as 0 2 4 6 1 3 5 7
-    return reinterpret_cast<u8s>(
-        _mm256_permutevar8x32_epi32(_mm256_packus_epi16(low, high), _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
+    const __m256i none = _mm256_setzero_si256();
+    const __m256i low = quotients_of_words(_mm256_unpacklo_epi8(a, a), _mm256_unpacklo_epi8(b, none));
+    const __m256i high = quotients_of_words(_mm256_unpackhi_epi8(a, a), _mm256_unpackhi_epi8(b, none));
+    return reinterpret_cast<u8s>(_mm256_packus_epi16(low, high));
 }
 
 #else

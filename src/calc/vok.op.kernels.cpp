@@ -4,6 +4,7 @@
 // only where no element of the output is read after it was written, so that all give
 // what the plain loop gives.
 #include "calc/vok.op.table.h"
+#include <initializer_list>
 #include <vokra/numerics.h>
 #if defined(__x86_64__)
 #include <immintrin.h>
