@@ -39,7 +39,8 @@ template <typename T> using vector_of = std::conditional_t<sizeof(T) == 4, f32s,
 // again from a vector of its own.
 template <typename T> class stream {
   public:
-    explicit stream(const vok_op_vector_arg *arg) : p_(static_cast<const T *>(arg->p)), moves_(arg->stride ? -1 : 0)
+    explicit stream(const vok_op_vector_arg *arg)
+        : p_(static_cast<const T *>(arg->p)), moves_(arg->stride ? -1 : 0)
     {
         if (moves_)
             return;
