@@ -11,6 +11,7 @@
 #include <zan/zan.h>
 
 #include "bridge/mop_box.h"
+#include "kernel/report.h"
 
 namespace {
 
@@ -146,14 +147,6 @@ void set_input(vok_mop *mop, void *matrix, symbol *name)
     }
 }
 
-// A class may answer with a plain number, such as a host's error, which is neither a code
-// nor the address of one.
-void report(void *x, vok_err err)
-{
-    constexpr vok_err lowest_address = 65536;
-    vok_error_code(x, err < lowest_address ? long{VOK_ERR_EROR} : err);
-}
-
 vok_err calculate(void *x, vok_mop *mop, void *matrix, symbol *name)
 {
     const held alive(x);
@@ -168,7 +161,7 @@ vok_err calculate(void *x, vok_mop *mop, void *matrix, symbol *name)
     } else {
         err = vok::send(zan_vok_obex_vokob_get(x), _vok_sym_matrix_calc, mop->inputlist, mop->outputlist);
         if (err)
-            report(x, err);
+            vok::report_code(x, err);
         else
             output_all(mop);
     }

@@ -59,10 +59,6 @@ void store_word(const char *word, long i)
         vok_object_free(fn);
 }
 
-} // namespace
-
-namespace {
-
 // The row of a kernel, or -1.
 int row_of(vok_op_vector_fn fn, int type)
 {

@@ -1,9 +1,11 @@
 // Reports: text goes to the box of an object, else to its wrapper, else to nobody in
 // particular, and codes become words. Everything formats on the stack, so calculation
 // threads may report too.
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 #include <zan/zan.h>
 
@@ -11,6 +13,7 @@
 #include <vokra/kernel.h>
 
 #include "kernel/message.h"
+#include "kernel/report.h"
 #include "kernel/words.h"
 
 namespace {
@@ -112,6 +115,14 @@ const char *post_class_stroffset(symbol *classname, const char *text)
 void vok_error_code(void *x, vok_err code)
 {
     defer(x, vok::method(vok_error_docode), reinterpret_cast<symbol *>(code), 0, nullptr);
+}
+
+void vok::report_code(void *x, zan_word code)
+{
+    constexpr zan_word lowest_address = zan_word{1} << 32;
+    const bool known = code == VOK_ERR_NONE || code == VOK_ERR_SPRS ||
+                       std::any_of(std::begin(errors), std::end(errors), [=](auto &e) { return e.code == code; });
+    vok_error_code(x, known || code >= lowest_address ? code : zan_word{VOK_ERR_EROR});
 }
 
 void vok_error_sym(void *x, symbol *text)

@@ -13,6 +13,7 @@
 
 #include "kernel/class_table.h"
 #include "kernel/message.h"
+#include "kernel/words.h"
 #include "parallel/vok.mop.io.h"
 
 using vok::send;
@@ -291,8 +292,7 @@ zan_word vok_mop_methodall(vok_mop *mop, symbol *message, ...)
     zan_word w[8];
     va_list list;
     va_start(list, message);
-    for (zan_word &word : w)
-        word = va_arg(list, zan_word);
+    vok::take_words(list, w);
     va_end(list);
     zan_word result = 0;
     each_record(mop, [&](void *io) {

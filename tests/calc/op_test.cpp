@@ -149,53 +149,6 @@ TEST_F(Op, an_empty_list_means_pass)
     EXPECT_EQ(op.x->opcount, 1) << "repaired before anything else is looked at";
 }
 
-TEST_F(Op, known_values)
-{
-    const struct {
-        const char *word;
-        symbol *type;
-        double a, b, result;
-    } known[] = {
-        {"+", _vok_sym_char, 200, 100, 255},      {"+m", _vok_sym_char, 200, 100, 44},
-        {"-", _vok_sym_char, 100, 200, 0},        {"*", _vok_sym_char, 255, 255, 254},
-        {"%", _vok_sym_char, 77, 0, 77},          {"/", _vok_sym_char, 77, 0, 0},
-        {"%", _vok_sym_float32, 7, 0, 0},         {"/", _vok_sym_float64, 7, -0.0, 0},
-        {"sin", _vok_sym_char, 50, 0, 50},        {"abs", _vok_sym_char, 200, 0, 200},
-        {">", _vok_sym_char, 5, 4, 255},          {">", _vok_sym_long, 5, 4, 1},
-        {">", _vok_sym_float32, 5, 4, 1},         {">p", _vok_sym_float32, 5, 4, 5},
-        {">p", _vok_sym_char, 5, 6, 0},           {">>", _vok_sym_long, -8, 1, -4},
-        {">>", _vok_sym_long, -8, 40, -1},        {"<<", _vok_sym_long, 5, 40, 0},
-        {"log", _vok_sym_float64, M_E, 0, 1},     {"ln", _vok_sym_float64, M_E, 0, 1},
-        {"round", _vok_sym_float32, -2.5, 0, -3}, {"/", _vok_sym_long, INT32_MIN, -1, INT32_MIN},
-        {"%", _vok_sym_long, INT32_MIN, -1, 0},   {"/", _vok_sym_long, -7, 2, -3},
-        {"%", _vok_sym_long, -7, 2, -1},          {"avg", _vok_sym_char, 255, 254, 254},
-        {"!-", _vok_sym_long, 3, 10, 7},
-    };
-    for (const auto &row : known) {
-        op_object op;
-        op.words({row.word});
-        cells a(row.type, 1, {2, 2}), b(row.type, 1, {2, 2}), out(row.type, 1, {2, 2});
-        const auto set = [&](cells &m, double value) {
-            if (row.type == _vok_sym_char)
-                m.fill(static_cast<uint8_t>(value));
-            else if (row.type == _vok_sym_long)
-                m.fill(static_cast<int32_t>(value));
-            else if (row.type == _vok_sym_float32)
-                m.fill(static_cast<float>(value));
-            else
-                m.fill(value);
-        };
-        set(a, row.a);
-        set(b, row.b);
-        ASSERT_EQ(op.calc(a, b, out), 0);
-        const double found = row.type == _vok_sym_char      ? out.at<uint8_t>(1, 1)
-                             : row.type == _vok_sym_long    ? out.at<int32_t>(1, 1)
-                             : row.type == _vok_sym_float32 ? static_cast<double>(out.at<float>(1, 1))
-                                                            : out.at<double>(1, 1);
-        EXPECT_EQ(found, row.result) << row.a << " " << row.word << " " << row.b << " on " << row.type->name;
-    }
-}
-
 TEST_F(Op, errors_leave_everything_as_it_was)
 {
     op_object op;
@@ -229,24 +182,6 @@ TEST_F(Op, one_word_a_plane_and_unknown_ones_leave_it)
     EXPECT_EQ(op.calc(a, b, out), 0);
     out.each<uint8_t>([](uint8_t &v, long, long, long, long p) {
         EXPECT_EQ(v, (p == 1 ? 7 : p == 2 ? 70 : 130));
-    });
-}
-
-TEST_F(Op, inputs_with_fewer_planes_go_round)
-{
-    op_object op;
-    op.words({"+"});
-    cells a(_vok_sym_float32, 4, {37, 5}), one(_vok_sym_float32, 1, {37, 5}), two(_vok_sym_float32, 2, {37, 5}),
-        out(_vok_sym_float32, 4, {37, 5});
-    a.each<float>([](float &v, long x, long y, long, long p) { v = static_cast<float>(x * 100 + y * 10 + p); });
-    one.each<float>([](float &v, long x, long y, long, long) { v = static_cast<float>(x + y); });
-    two.each<float>([](float &v, long x, long, long, long p) { v = static_cast<float>(x * (p + 1)); });
-    op.calc(a, one, out);
-    out.each<float>(
-        [](float &v, long x, long y, long, long p) { ASSERT_EQ(v, static_cast<float>(x * 101 + y * 11 + p)); });
-    op.calc(two, a, out);
-    out.each<float>([](float &v, long x, long y, long, long p) {
-        ASSERT_EQ(v, static_cast<float>(x * 100 + y * 10 + p + x * (p % 2 + 1)));
     });
 }
 
@@ -288,18 +223,6 @@ TEST_F(Op, a_shorter_input_cuts_a_longer_one_is_cut)
     out.fill<uint8_t>(9);
     EXPECT_EQ(op.calc(a, b, out), 0);
     out.each<uint8_t>([](uint8_t &v, long x, long y, long, long) { ASSERT_EQ(v, x < 4 && y < 3 ? 3 : 9); });
-}
-
-TEST_F(Op, the_output_may_be_an_input)
-{
-    op_object op;
-    op.words({"-", "+"});
-    cells a(_vok_sym_float64, 3, {67, 3});
-    a.each<double>([](double &v, long x, long, long, long p) { v = static_cast<double>(x * 3 + p); });
-    EXPECT_EQ(op.calc(a, a, a), 0);
-    a.each<double>([](double &v, long x, long, long, long p) {
-        ASSERT_EQ(v, p == 1 ? 2.0 * static_cast<double>(x * 3 + p) : 0);
-    });
 }
 
 TEST_F(Op, large_ones_are_split_among_the_workers)
