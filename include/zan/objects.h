@@ -79,7 +79,9 @@ ZAN_EXPORT long object_findregisteredbyptr(symbol **name_space, symbol **name, v
 ZAN_EXPORT void *object_attach(symbol *name_space, symbol *name, void *client);
 ZAN_EXPORT long object_detach(symbol *name_space, symbol *name, void *client);
 /* Sends every client of x `notify`. Clients may come and go meanwhile (who came is
- * not told), and x may be freed: the rest isn't told then. */
+ * not told), and x may be freed: the rest isn't told then. A thread that frees x or
+ * a client while another one is calling that client waits for the call's end, for a
+ * second at most. */
 ZAN_EXPORT long object_notify(void *x, symbol *message, void *data);
 
 /* Reports. `x` names the source, null for none. Any thread. Text is cut at 4095 bytes

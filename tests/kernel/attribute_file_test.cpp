@@ -59,6 +59,7 @@ TEST(AttributeFile, HoldsWhatUsersCanSetAndGetInOrderAndSetsItAgain)
     EXPECT_TRUE(again->levelcount == 3 && std::equal(x->levels, x->levels + 3, again->levels));
     vok_object_free(x);
     vok_object_free(again);
+    EXPECT_EQ(vok_object_exportattrs(nullptr, nullptr, 0, nullptr), VOK_ERR_INVP);
 }
 
 TEST(AttributeFile, ImportSetsWhatItKnowsEvenFromABrokenFile)

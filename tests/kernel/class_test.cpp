@@ -177,13 +177,4 @@ TEST(VokClass, NotificationsReachClients)
     vok_object_free(x);
 }
 
-TEST(VokClass, AttributeFilesNeedTheDocumentClass)
-{
-    zan_class *c = eight_class();
-    void *x = vok_object_alloc(c);
-    EXPECT_EQ(vok_object_exportattrs(nullptr, nullptr, 0, nullptr), VOK_ERR_INVP);
-    EXPECT_EQ(vok_object_exportsummary(x, nullptr, 0, nullptr), 0);
-    vok_object_free(x);
-}
-
 } // namespace

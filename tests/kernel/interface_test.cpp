@@ -92,10 +92,13 @@ class Interface : public testing::Test {
     std::vector<std::string> posts;
 };
 
-TEST_F(Interface, NullClasses)
+TEST_F(Interface, NullArguments)
 {
     EXPECT_EQ(vok_class_addinterface(nullptr, engine_class, 0, 0), VOK_ERR_EROR);
     EXPECT_EQ(vok_class_addinterface(car_class, nullptr, 0, 0), VOK_ERR_EROR);
+    report_catcher ear;
+    EXPECT_EQ(vok_interface_method_gimmeback(x, nullptr, 0, nullptr, nullptr), 0);
+    EXPECT_EQ(ear.one_error(), "vok_interface_method_gimmeback: couldn't find methodobject ");
 }
 
 TEST_F(Interface, PublicMessagesReachTheDelegate)

@@ -1,6 +1,9 @@
 // The object behind the receivers `vok` and `vokra`: settings with their limits, what it
 // passes on to the application, and what it hides.
+#include <dlfcn.h>
+
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -220,24 +223,15 @@ TEST_F(KernelObject, StatusWindowOfTheOpenGLModule)
 // They are fetched by name and called as they are, not sent.
 TEST_F(KernelObject, FunctionsForTheHost)
 {
-    const struct {
-        const char *name;
-        zan_method function;
-    } rows[] = {
-        {"exp_vok_object_getmethod", reinterpret_cast<zan_method>(vok_object_getmethod)},
-        {"exp_vok_object_findregistered", reinterpret_cast<zan_method>(vok_object_findregistered)},
-        {"exp_vok_mop_ioproc_tosym", reinterpret_cast<zan_method>(vok_mop_ioproc_tosym)},
-        {"exp_zan_vok_obex_vokob_get", reinterpret_cast<zan_method>(zan_vok_obex_vokob_get)},
-        {"exp_zan_vok_method_is_attr", reinterpret_cast<zan_method>(zan_vok_method_is_attr)},
-        {"exp_zan_vok_method_is_undocumented", reinterpret_cast<zan_method>(zan_vok_method_is_undocumented)},
-        {"exp_zan_vok_method_is_groupreference", reinterpret_cast<zan_method>(zan_vok_method_is_groupreference)},
-        {"exp_zan_vok_obex_attrlist_get", reinterpret_cast<zan_method>(zan_vok_obex_attrlist_get)},
-        {"exp_zan_vok_classex_get", reinterpret_cast<zan_method>(zan_vok_classex_get)},
-        {"exp_zan_vok_usurp_method", reinterpret_cast<zan_method>(zan_vok_usurp_method)},
-        {"exp_zan_defer_method", reinterpret_cast<zan_method>(zan_defer_method)},
-    };
-    for (const auto &row : rows)
-        EXPECT_EQ(vok_object_getmethod(kernel, gensym(row.name)), row.function) << row.name;
+    int count = 0;
+    for (const zan_messlist *m = static_cast<zan_messlist *>(static_cast<object *>(kernel)->messlist); m->name; ++m)
+        if (std::string_view(m->name->name).starts_with("exp_")) {
+            EXPECT_EQ(reinterpret_cast<void *>(m->function), dlsym(RTLD_DEFAULT, m->name->name + 4))
+                << m->name->name;
+            EXPECT_EQ(m->types[0], argtype_cant) << m->name->name;
+            ++count;
+        }
+    EXPECT_EQ(count, 11);
 }
 
 } // namespace
