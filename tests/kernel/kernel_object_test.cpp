@@ -224,7 +224,8 @@ TEST_F(KernelObject, StatusWindowOfTheOpenGLModule)
 TEST_F(KernelObject, FunctionsForTheHost)
 {
     int count = 0;
-    for (const zan_messlist *m = static_cast<zan_messlist *>(static_cast<object *>(kernel)->messlist); m->name; ++m)
+    for (const zan_messlist *m = static_cast<zan_messlist *>(static_cast<object *>(kernel)->messlist); m->name;
+         ++m)
         if (std::string_view(m->name->name).starts_with("exp_")) {
             EXPECT_EQ(reinterpret_cast<void *>(m->function), dlsym(RTLD_DEFAULT, m->name->name + 4))
                 << m->name->name;
