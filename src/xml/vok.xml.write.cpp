@@ -32,7 +32,8 @@ symbol *encoding_of(const vok_xml_node *x)
     const vok_xml_document *d = x->ownerdocument;
     if (x->nodetype == ps.document)
         d = reinterpret_cast<const vok_xml_document *>(x);
-    return d ? d->encoding : ps_utf_8;
+    // what was appended to a node without a document has that node for one
+    return d && d->node.nodetype == ps.document ? d->encoding : ps_utf_8;
 }
 
 // Where lines go.

@@ -201,6 +201,13 @@ TEST(XmlFile, GoesToFilesMessagesAndPosts)
     EXPECT_EQ(vok_xml_node_encode_and_write_to_buffer(a, collector, &count, "\xE9\x80x"), 0);
     EXPECT_EQ(collected, expected + "\xC3\xA9\xE2\x82\xAC");
     EXPECT_EQ(count, 5);
+    // an element counts as the document of what is appended to it, but tells no encoding
+    void *alone = vok_object_new(gensym("vok_xml_element")), *below = vok_object_new(gensym("vok_xml_element"));
+    vok_xml_node_appendchild(alone, below);
+    collected.clear();
+    vok_xml_node_write_to_buffer(below, collector, 0);
+    EXPECT_EQ(collected, "< />\n");
+    vok_object_free(alone);
     vok_object_free(collector);
 
     zan_set_dialog_answer((folder / "saved.xml").c_str());
