@@ -72,6 +72,7 @@ typedef struct vok_anim_node {
     long lookat_pending;
     symbol *focus; /* the attribute under a user's hand, or the empty symbol */
     long updating; /* an update is on its way through here */
+    void *listers; /* linklist of the nodes among whose children this one is, or null */
 } vok_anim_node;
 
 /* Part of the start-up. */

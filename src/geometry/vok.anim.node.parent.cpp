@@ -1,5 +1,7 @@
 // How nodes find each other: the names of a node, its parent and its target, and the list
 // of its children. A parent is a name until an update attaches the node to it.
+#include <utility>
+
 #include <vokra/attributes.h>
 #include <vokra/kernel.h>
 #include <zan/zan.h>
@@ -109,13 +111,21 @@ vok_err attach(vok_anim_node *x, bool *acyclic)
 
 void add_child(vok_anim_node *x, void *child)
 {
-    if (child && linklist_objptr2index(x->children, child) < 0)
-        linklist_append(x->children, child);
+    if (!child || linklist_objptr2index(x->children, child) >= 0)
+        return;
+    linklist_append(x->children, child);
+    if (vok_anim_node *node = as_node(child)) {
+        if (!node->listers)
+            node->listers = linklist_new();
+        linklist_append(node->listers, x);
+    }
 }
 
 void remove_child(vok_anim_node *x, void *child)
 {
     linklist_chuckobject(x->children, child);
+    if (vok_anim_node *node = as_node(child))
+        linklist_chuckobject(node->listers, x);
 }
 
 vok_err clone(const vok_anim_node *x, vok_anim_node *other)
@@ -155,8 +165,15 @@ void leave_others(vok_anim_node *x)
         else
             send(child, words().dirty_parent);
     });
-    linklist_chuck(x->children);
-    x->children = nullptr;
+    each_child(x, [x](void *child) {
+        if (vok_anim_node *node = as_node(child))
+            linklist_chuckobject(node->listers, x);
+    });
+    linklist_chuck(std::exchange(x->children, nullptr));
+    // whoever else lists it, by another name or without one
+    while (void *lister = linklist_getindex(x->listers, 0))
+        remove_child(static_cast<vok_anim_node *>(lister), x);
+    linklist_chuck(std::exchange(x->listers, nullptr));
 }
 
 vok_err anim_set(vok_anim_node *x, void *, long argc, const atom *argv)

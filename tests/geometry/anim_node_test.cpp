@@ -239,7 +239,11 @@ TEST(AnimNode, parents_that_come_later_and_leave)
         node parent, orphan;
         orphan.set("anim", parent.x->name);
         orphan.update();
+        node listed; // without the name of who lists it
+        vok_object_method(parent.x, gensym("add_child"), listed.x);
+        EXPECT_EQ(parent.children(), 2);
         orphan.free();
+        listed.free();
         EXPECT_EQ(parent.children(), 0);
     }
     void *tree = vok_object_register(vok_object_new(gensym("vok_tree")), gensym("no-node"));
