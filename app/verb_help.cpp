@@ -186,7 +186,8 @@ void tell_class(zan_class *c, bool as_json)
 {
     const std::vector<message_help> messages = messages_of(c);
     const bool is_operator = class_adornment_get(c, gensym("vok_mop")) != nullptr;
-    const owned x(vok_object_new(class_nameget(c)));
+    // any class: whatever words its constructor takes are 0
+    const owned x(vok_object_new(class_nameget(c), 0L, 0L, 0L, 0L, 0L, 0L, 0L, 0L));
     const std::vector<attribute_help> attributes = x ? attributes_of(x.get()) : std::vector<attribute_help>{};
     if (as_json) {
         nlohmann::ordered_json j;

@@ -148,7 +148,7 @@ void call_operator(vok_expr *x, node *n, const vok_op_fn *fn)
 // value comes out at the coordinates as they are written.
 void *make_evaluator(vok_expr *x, node *n)
 {
-    void *evaluator = vok_object_new(symbols().evaluate);
+    void *evaluator = vok::make(ps_vokra, symbols().evaluate);
     if (!evaluator)
         return nullptr;
     double weights[VOK_MATRIX_MAX_PLANECOUNT];
@@ -195,7 +195,7 @@ bool call_class(vok_expr *x, node *n)
 {
     token *t = token_of(n);
     const zan_class *c = vok_expr_wordisclass(x, word_of(t));
-    void *made = c ? vok_object_new(class_nameget(const_cast<zan_class *>(c))) : nullptr;
+    void *made = c ? vok::make(ps_vokra, class_nameget(const_cast<zan_class *>(c))) : nullptr;
     if (!made)
         return false;
     void *list = vok_linklist_new();

@@ -474,6 +474,7 @@ TEST_F(Expr, PlanesAndFailures)
         {{"euclidean(3, 4)*0.1"}, "127 127 127 127", ""},
         {{"vok.op(in[0], in[1]+0.5, @op, max())"}, "127 127 127 127", ""},
         {{"vok.linklist(in[0])"}, "0 0 0 0", ""},
+        {{"vok.listener(in[0])"}, "0 0 0 0", ""},
     };
     for (const picture_row &row : rows) {
         std::vector<std::string> texts;
