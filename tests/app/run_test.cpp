@@ -113,17 +113,18 @@ TEST_F(RunVerb, an_interrupt_finishes_and_a_second_one_ends_at_once)
 {
     folder.make("long.patch", "patch 1;\nbox r repeat 1000000000;\nbox n int;\nbox show print;\n"
                               "cord r 0 n 0;\nshow on;\nr bang;\n");
-    // as soon as it has printed something
-    const auto interrupted = [&](const std::string &args, const std::string &kills) {
+    // as soon as it has printed something; `again`: until it has ended
+    const auto interrupted = [&](const std::string &args, const std::string &again) {
         const std::string script = "cd '" + folder.name() + "'; rm -f o e; '" VOKRA_BIN_DIR "/vokra' run " + args +
-                                   " >o 2>e & p=$!; while [ ! -s o ]; do sleep 0.02; done; " + kills + "wait $p";
+                                   " >o 2>e & p=$!; while [ ! -s o ]; do sleep 0.02; done; kill -INT $p; " +
+                                   again + " wait $p; s=$?; [ -z \"$k\" ] || kill $k; exit $s";
         const int status = std::system(script.c_str());
         return outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(folder / "o"), read(folder / "e")};
     };
-    const outcome once = interrupted("count.patch", "sleep 0.1; kill -INT $p; ");
+    const outcome once = interrupted("count.patch", "");
     EXPECT_EQ(once.code, 130) << once.err;
     EXPECT_NE(once.err.find("of the patch's time, 0 errors"), std::string::npos) << once.err;
-    const outcome twice = interrupted("long.patch", "kill -INT $p; sleep 0.2; kill -INT $p; ");
+    const outcome twice = interrupted("long.patch", "while sleep 0.1; do kill -INT $p; done & k=$!;");
     EXPECT_EQ(twice.code, 130);
     EXPECT_EQ(twice.err, "");
 }

@@ -2,8 +2,6 @@
 // behind their outlets that notes what it hears as text.
 #pragma once
 #include "scratch.h"
-#include <chrono>
-#include <condition_variable>
 #include <set>
 #include <sstream>
 
@@ -80,7 +78,6 @@ class patch {
     // "number message; ..." since the last call.
     std::string heard()
     {
-        const std::lock_guard hold(lock_);
         return std::exchange(heard_, "");
     }
     // The errors since the last call, a line each.
@@ -90,20 +87,6 @@ class patch {
         for (const std::string &text : reports_.take(zan_report_error))
             all += (all.empty() ? "" : "\n") + text;
         return all;
-    }
-    // Serves the main queue until something was heard that ends with the text.
-    void wait_for(const std::string &text)
-    {
-        for (int tenths = 0; tenths < 100000; tenths++) {
-            zan_service();
-            {
-                std::unique_lock hold(lock_);
-                if (heard_.ends_with(text))
-                    return;
-                more_.wait_for(hold, std::chrono::microseconds(100));
-            }
-        }
-        FAIL() << "never heard: " << text;
     }
 
   private:
@@ -117,10 +100,8 @@ class patch {
             atoms_totext(1, argv + i, one, sizeof one);
             text += (text.empty() ? "" : " ") + std::string(one);
         }
-        const std::lock_guard hold(e->owner->lock_);
         std::string &all = e->owner->heard_;
         all += (all.empty() ? "" : "; ") + std::to_string(e->number) + " " + text;
-        e->owner->more_.notify_all();
     }
     static zan_class *ear_class()
     {
@@ -134,8 +115,6 @@ class patch {
     }
 
     std::vector<void *> boxes_;
-    std::mutex lock_;
-    std::condition_variable more_;
     std::string heard_;
     report_catcher reports_;
 };
