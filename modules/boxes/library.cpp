@@ -144,7 +144,12 @@ void *make_box(symbol *name, long argc, atom *argv)
 void free_box(void *x)
 {
     zan_vok_mop_free(x);
-    vok_object_free(zan_vok_obex_vokob_get(x));
+    void *o = zan_vok_obex_vokob_get(x), *wrapper = nullptr;
+    // others may keep the object, such as an update that passes through it: it mustn't find
+    // its way back here any more
+    if (!object_obex_lookup(o, gensym("zanwrapper"), &wrapper) && wrapper == x)
+        object_obex_store(o, gensym("zanwrapper"), nullptr);
+    vok_object_free(o);
     zan_vok_obex_free(x);
 }
 

@@ -193,4 +193,42 @@ TEST(LibraryBoxes, NodesHangOnEachOther)
     EXPECT_EQ(p.errors(), "parent anim box-parent not found");
 }
 
+// Frees a box as soon as its attributes are touched.
+struct foe {
+    object header;
+    patch *owner;
+    void *victim;
+};
+
+TEST(LibraryBoxes, ABoxMayGoWhileItsNodeIsUpdated)
+{
+    static zan_class *const c = [] {
+        zan_class *made = class_new("foe", nullptr, nullptr, sizeof(foe), nullptr, 0);
+        const auto hear = +[](foe *x, symbol *, symbol *message, void *, void *) {
+            if (message == gensym("attr_modified") && x->victim)
+                x->owner->free(std::exchange(x->victim, nullptr));
+        };
+        class_addmethod(made, reinterpret_cast<zan_method>(hear), "notify", argtype_cant, 0);
+        return made;
+    }();
+    for (const char *of : {"box-top", "box-below"}) {
+        patch p;
+        void *top = p.make("vok.anim.node @name box-top"),
+             *below = p.make("vok.anim.node @name box-below @anim box-top");
+        p.send(below, "0 update_node");
+        p.send(top, "0 position 1. 2. 3.");
+        auto *x = static_cast<foe *>(object_alloc(c));
+        x->owner = &p;
+        x->victim = of == std::string("box-top") ? top : below;
+        ASSERT_EQ(object_register(gensym("test"), gensym("victim"), x->victim), x->victim);
+        ASSERT_TRUE(object_attach(gensym("test"), gensym("victim"), x));
+        vok_object_method(vok_object_findregistered(gensym("box-top")), gensym("update"), 0L);
+        vok_object_method(vok_object_findregistered(gensym("box-top")), gensym("update"), 1L);
+        EXPECT_EQ(x->victim, nullptr) << of;
+        EXPECT_EQ(vok_object_findregistered(gensym(of)), nullptr);
+        object_free(x);
+        EXPECT_EQ(p.errors(), "");
+    }
+}
+
 } // namespace
