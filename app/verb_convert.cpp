@@ -216,9 +216,10 @@ void tell_info(const std::string &name, bool as_json)
 void add_convert(CLI::App &app)
 {
     auto o = std::make_shared<convert_options>();
-    CLI::App *verb = app.add_subcommand(
-        "convert", "Convert between PNG, JPEG, vkf and npy, and change the size, type or "
-                   "planes on the way.\nExample: vokra convert photo.jpg half.png --dim 320 240 --interp");
+    CLI::App *verb =
+        app.add_subcommand("convert", "Convert between PNG, JPEG, vkf and npy, and change the size, type or "
+                                      "planes on the way. A JPEG is turned upright as its camera tells.\nExample: "
+                                      "vokra convert photo.jpg half.png --dim 320 240 --interp");
     verb->add_option("in", o->in, "the file to read")->required();
     verb->add_option("out", o->out, "the file to write")->required();
     verb->add_option("--dim", o->dim, "cells per dimension: width, height, ...")

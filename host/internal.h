@@ -167,6 +167,11 @@ zan_surface *surface_create(long width, long height); // null when memory is out
 zan_surface *surface_retain(zan_surface *s);
 zan_surface *decode_png(std::string_view bytes, std::string &why);  // picture_png.cpp
 zan_surface *decode_jpeg(std::string_view bytes, std::string &why); // picture_jpeg.cpp
+// What a JPEG's APP1 marker tells, 1 to 8; 0 or anything else when it tells nothing, or nothing
+// that makes sense (picture_orientation.cpp).
+int exif_orientation(std::string_view marker);
+// The surface turned and mirrored accordingly, in its place; null when memory is out.
+zan_surface *upright(zan_surface *stored, int orientation);
 // Encoders write to a stream; false and what went wrong, but for the stream's own errors.
 bool encode_png(const zan_surface &s, double dpi, FILE *stream, std::string &why);
 bool encode_jpeg(const zan_surface &s, FILE *stream, std::string &why);

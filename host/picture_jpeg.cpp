@@ -79,6 +79,7 @@ struct jpeg_reading {
     error_manager errors;
     jpeg_progress_mgr progress;
     zan_surface *surface;
+    int orientation;
 };
 
 void on_progress(j_common_ptr info)
@@ -93,6 +94,19 @@ double density_of(const jpeg_decompress_struct &info)
 {
     const double unit = info.density_unit == 1 ? 1 : info.density_unit == 2 ? 2.54 : 0;
     return tidy_dpi(info.saw_JFIF_marker ? info.X_density * unit : 0);
+}
+
+constexpr int app1 = JPEG_APP0 + 1;
+
+// Of the first marker that is Exif; others of its kind hold other things.
+int orientation_of(const jpeg_decompress_struct &info)
+{
+    for (const jpeg_marker_struct *m = info.marker_list; m; m = m->next)
+        if (const int o = m->marker == app1
+                              ? exif_orientation({reinterpret_cast<const char *>(m->data), m->data_length})
+                              : 0)
+            return o;
+    return 0;
 }
 
 // Ink to light, in place. Files with Adobe's mark hold the inks inverted.
@@ -119,7 +133,9 @@ bool read_jpeg(jpeg_reading &job, std::string_view bytes)
     job.progress.progress_monitor = on_progress;
     info.progress = &job.progress;
     jpeg_mem_src(&info, reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
+    jpeg_save_markers(&info, app1, 0xffff);
     jpeg_read_header(&info, TRUE);
+    job.orientation = orientation_of(info);
 
     const long width = info.image_width, height = info.image_height;
     if (width > max_picture_pixels / height)
@@ -185,11 +201,15 @@ zan_surface *decode_jpeg(std::string_view bytes, std::string &why)
     jpeg_reading job{};
     const bool done = read_jpeg(job, bytes);
     jpeg_destroy_decompress(&job.info);
-    if (done)
-        return job.surface;
-    zgraphics_surface_destroy(job.surface);
-    why = job.errors.why;
-    return nullptr;
+    if (!done) {
+        zgraphics_surface_destroy(job.surface);
+        why = job.errors.why;
+        return nullptr;
+    }
+    zan_surface *s = upright(job.surface, job.orientation);
+    if (!s)
+        why = "too large for the memory there is";
+    return s;
 }
 
 bool encode_jpeg(const zan_surface &s, FILE *stream, std::string &why)

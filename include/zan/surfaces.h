@@ -20,12 +20,13 @@ ZAN_EXPORT zan_surface *zgraphics_image_surface_create_for_data(unsigned char *p
                                                                 void *data);
 /* A PNG or JPEG file, judged by its first bytes, as a surface of format 0. Every
  * kind is taken: grey, palette, 16-bit (rounded to 8), interlaced, CMYK; colours are
- * left in the file's own colour space. Null, with one error that names the file and
+ * left in the file's own colour space; a JPEG whose Exif block tells how the camera
+ * was held (orientation 1 to 8) is turned upright. Null, with one error that names the file and
  * what it is, when it can't be read, is of another kind, damaged or cut short. */
 ZAN_EXPORT zan_surface *zgraphics_image_surface_create_from_file(const char *name, short path);
 ZAN_EXPORT long zgraphics_image_surface_get_width(zan_surface *s);
 ZAN_EXPORT long zgraphics_image_surface_get_height(zan_surface *s);
-/* The horizontal resolution the file told, in dots an inch, to a hundredth; 72 where
+/* The resolution along the stored rows that the file told, in dots an inch, to a hundredth; 72 where
  * it told none (or only the shape of a pixel) and for any other surface. */
 ZAN_EXPORT double zgraphics_image_surface_get_dpi(zan_surface *s);
 /* What a file written from the surface tells; 0 and below changes nothing. */

@@ -125,6 +125,69 @@ TEST_F(jpeg, every_kind_is_read)
     EXPECT_TRUE(reports.take().empty());
 }
 
+// An APP1 marker with a directory of two entries, or the first bytes of it.
+std::string exif(bool little, int tag, int type, int count, int value, size_t length = 200)
+{
+    const auto number = [little](unsigned v, int bytes) {
+        std::string text;
+        for (int i = 0; i < bytes; ++i)
+            text += static_cast<char>(v >> 8 * (little ? i : bytes - 1 - i));
+        return text;
+    };
+    std::string body =
+        std::string("Exif\0\0", 6) + (little ? "II" : "MM") + number(42, 2) + number(10, 4) + "??" + number(2, 2);
+    body += number(0x10f, 2) + number(2, 2) + number(3, 4) + "me\0\0";
+    body += number(unsigned(tag), 2) + number(unsigned(type), 2) + number(unsigned(count), 4) +
+            number(unsigned(value), 2) + "\0\0" + number(0, 4);
+    body.resize(std::min(body.size(), length));
+    return std::string("\xff\xe1\0", 3) + static_cast<char>(body.size() + 2) + body;
+}
+
+TEST_F(jpeg, exif_turns_it_upright)
+{
+    const std::string whole = make_jpeg(kinds[1]);
+    const auto with = [&](const std::string &marker) { return whole.substr(0, 2) + marker + whole.substr(2); };
+    // where the pixel at (x, y) of the upright picture is stored
+    using place = std::pair<int, int>;
+    constexpr int right = width - 1, bottom = height - 1;
+    place (*const stored[])(int, int) = {
+        [](int x, int y) { return place(x, y); },
+        [](int x, int y) { return place(right - x, y); },
+        [](int x, int y) { return place(right - x, bottom - y); },
+        [](int x, int y) { return place(x, bottom - y); },
+        [](int x, int y) { return place(y, x); },                  // rows are columns from the left
+        [](int x, int y) { return place(y, bottom - x); },         // from the right: turned clockwise
+        [](int x, int y) { return place(right - y, bottom - x); }, // from the right, upwards
+        [](int x, int y) { return place(right - y, x); },          // from the left, upwards
+    };
+    for (int orientation = 1; orientation <= 8; ++orientation)
+        for (const bool little : {false, true}) {
+            zan_surface *s = read(with(exif(little, 0x112, 3, 1, orientation)));
+            ASSERT_NE(s, nullptr);
+            EXPECT_EQ(zgraphics_image_surface_get_width(s), orientation < 5 ? width : height) << orientation;
+            EXPECT_LE(distance(s,
+                               [&](int x, int y, int c) {
+                                   const auto [at, row] = stored[orientation - 1](x, y);
+                                   return level(at, row, c);
+                               }),
+                      6)
+                << orientation;
+            zgraphics_surface_destroy(s);
+        }
+    std::vector<std::string> others{exif(true, 0x113, 3, 1, 6), exif(true, 0x112, 4, 1, 6),
+                                    exif(true, 0x112, 3, 2, 6), exif(true, 0x112, 3, 1, 0),
+                                    exif(true, 0x112, 3, 1, 9)};
+    for (size_t length = 0; length < exif(true, 0x112, 3, 1, 6).size() - 4; ++length)
+        others.push_back(exif(true, 0x112, 3, 1, 6, length));
+    for (const std::string &marker : others) { // say nothing
+        zan_surface *s = read(with(marker));
+        ASSERT_NE(s, nullptr);
+        EXPECT_LE(distance(s, [](int x, int y, int c) { return level(x, y, c); }), 6);
+        zgraphics_surface_destroy(s);
+    }
+    EXPECT_TRUE(reports.take().empty());
+}
+
 TEST_F(jpeg, resolution_is_read)
 {
     const struct {
