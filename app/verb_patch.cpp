@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 
 #include <nlohmann/json.hpp>
@@ -112,6 +113,61 @@ std::string quoted(const std::string &text)
     return q + "\"";
 }
 
+// A patch as a graph: the boxes in it that are patches are drawn round what is in them, and
+// cords that end at them end at the boxes of their inlets and outlets.
+class drawing {
+  public:
+    // `path` stands ahead of the names of its boxes, as zan_patch_find takes them.
+    drawing(zan_patch *p, std::string path, int depth)
+        : p_(p), path_(std::move(path)), indent_(size_t(4 * depth), ' ')
+    {
+        zan_patch_box box;
+        for (long i = 0; !zan_patch_getbox(p, i, &box); i++)
+            draw(box, depth);
+        zan_patch_cord cord;
+        for (long i = 0; !zan_patch_getcord(p, i, &cord); i++)
+            std::printf("%s%s -> %s [taillabel=\"%ld\", headlabel=\"%ld\"];\n", indent_.c_str(),
+                        end(cord.source, outlets_, cord.outlet).c_str(),
+                        end(cord.destination, inlets_, cord.inlet).c_str(), cord.outlet, cord.inlet);
+    }
+
+  private:
+    using ports = std::map<const symbol *, std::vector<std::string>>;
+
+    void draw(const zan_patch_box &box, int depth)
+    {
+        char words[200];
+        atoms_totext(box.argc, box.argv, words, sizeof words);
+        const std::string name = path_ + box.name->name;
+        const std::string label =
+            quoted(box.name->name + std::string("\n") + box.classname->name + (box.argc ? " " : "") + words);
+        zan_patch *inner = zan_patch_of_class(p_, box.classname);
+        if (!inner) {
+            std::printf("%s%s [label=%s];\n", indent_.c_str(), quoted(name).c_str(), label.c_str());
+            return;
+        }
+        std::printf("%ssubgraph %s {\n%s    label=%s;\n", indent_.c_str(), quoted("cluster_" + name).c_str(),
+                    indent_.c_str(), label.c_str());
+        const drawing within(inner, name + "/", depth + 1);
+        std::printf("%s}\n", indent_.c_str());
+        zan_patch_box port;
+        for (long i = 0; !zan_patch_getbox(inner, i, &port); i++)
+            for (const auto &[all, classname] : {std::pair(&inlets_, "inlet"), {&outlets_, "outlet"}})
+                if (port.classname == gensym(classname))
+                    (*all)[box.name].push_back(name + "/" + port.name->name);
+        zan_patch_free(inner);
+    }
+    std::string end(const symbol *box, const ports &of, long number) const
+    {
+        const auto at = of.find(box);
+        const bool is_port = at != of.end() && number >= 0 && size_t(number) < at->second.size();
+        return quoted(is_port ? at->second[size_t(number)] : path_ + box->name);
+    }
+    zan_patch *p_;
+    std::string path_, indent_;
+    ports inlets_, outlets_; // of the boxes that are patches, by the box's name
+};
+
 int graph(const std::string &name)
 {
     const patch p(name);
@@ -119,20 +175,8 @@ int graph(const std::string &name)
         std::fprintf(stderr, "vokra: %s\n", line_of(f).c_str());
     if (p.verdict() == file_trouble)
         return file_trouble;
-    std::printf("digraph patch {\n    node [shape=box, fontname=\"monospace\"];\n");
-    zan_patch_box box;
-    for (long i = 0; !zan_patch_getbox(p.get(), i, &box); i++) {
-        char words[200];
-        atoms_totext(box.argc, box.argv, words, sizeof words);
-        std::printf(
-            "    %s [label=%s];\n", quoted(box.name->name).c_str(),
-            (quoted(box.name->name + std::string("\n") + box.classname->name + (box.argc ? " " : "") + words))
-                .c_str());
-    }
-    zan_patch_cord cord;
-    for (long i = 0; !zan_patch_getcord(p.get(), i, &cord); i++)
-        std::printf("    %s -> %s [taillabel=\"%ld\", headlabel=\"%ld\"];\n", quoted(cord.source->name).c_str(),
-                    quoted(cord.destination->name).c_str(), cord.outlet, cord.inlet);
+    std::printf("digraph patch {\n    node [shape=box, fontname=\"monospace\"];\n    fontname=\"monospace\";\n");
+    const drawing all(p.get(), "", 1);
     std::printf("}\n");
     return p.verdict();
 }
@@ -216,12 +260,14 @@ void add_patch_verbs(CLI::App &app, int &code)
     v->callback([w, &code] { code = format(w->patch, w->in_place); });
 
     w = std::make_shared<words>();
-    v = verb("graph",
-             "Draw the boxes and cords of a patch as text for graphviz.\n"
-             "Example: vokra graph fade.patch --dot | dot -Tpng -o fade.png",
-             w);
+    v = verb(
+        "graph",
+        "Draw the boxes and cords of a patch, and of the patches that are boxes in it, as text for graphviz.\n"
+        "Example: vokra graph fade.patch --dot | dot -Tpng -o fade.png",
+        w);
     v->get_option("patch")->required();
     v->add_flag("--dot", w->dot, "in the language of graphviz, which is the only one");
+    add_path_option(v);
     v->callback([w, &code] { code = graph(w->patch); });
 
     w = std::make_shared<words>();

@@ -61,9 +61,9 @@ class reading {
             r.at = 3; // a byte order mark
         if (std::memchr(r.text, 0, r.size))
             return error(1, "there are zero bytes in it: this is no text");
-        if (!split())
-            return;
-        d.whole = understand();
+        const bool to_its_end = split();
+        if (to_its_end || !d.statements.empty())
+            d.whole = understand() && to_its_end;
     }
 
   private:

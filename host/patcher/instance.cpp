@@ -84,15 +84,43 @@ std::string counted(const char *what, long index, long count)
     return "there is no " + std::string(what) + " " + std::to_string(index) + ": " + which;
 }
 
+bool is_patch_name(const symbol *classname)
+{
+    return std::string_view(classname->name).ends_with(patch_ending);
+}
+
+// Of the patch that a class stands for, or empty.
+std::string patch_file(const symbol *classname)
+{
+    return class_file(classname->name + std::string(is_patch_name(classname) ? "" : patch_ending));
+}
+
+// What a patch names is looked for beside it first, while this lives.
+std::optional<open_folder> in_folder_of(const document &d)
+{
+    using folder = std::optional<open_folder>;
+    return d.folder.empty() ? folder() : folder(std::in_place, d.folder, true);
+}
+
+// A patch that another one names, shown as the user would name it: from where the other was named.
+std::shared_ptr<document> read_inner(const document &d, const std::string &file)
+{
+    std::string shown = file;
+    const std::string folder = d.folder + "/";
+    if (!d.folder.empty() && file.starts_with(folder))
+        shown = (std::filesystem::path(d.shown).parent_path() / file.substr(folder.size())).string();
+    auto text = std::make_shared<document>();
+    read_file(*text, shown);
+    return text;
+}
+
 class builder {
   public:
     builder(zan_patch &patch, building &shared) : p(patch), all(shared), d(*patch.text) {}
 
     void run()
     {
-        std::optional<open_folder> here;
-        if (!d.folder.empty())
-            here.emplace(d.folder, true);
+        const std::optional<open_folder> here = in_folder_of(d);
         if (all.told.insert(d.full).second)
             for (const finding &f : d.findings.all())
                 all.findings.add(f);
@@ -136,10 +164,9 @@ class builder {
 
     void make(const document::box &b, made_box &m)
     {
-        const bool is_patch = std::string_view(b.classname->name).ends_with(patch_ending);
         std::vector<caught_reports::report> loading;
         zan_class *c = nullptr;
-        if (!is_patch) {
+        if (!is_patch_name(b.classname)) {
             const caught_reports caught;
             c = zan_box_class(b.classname);
             loading = caught.all;
@@ -148,9 +175,7 @@ class builder {
             found(zan_finding_class, r.kind, b.line, &b, r.text);
         if (c)
             construct(b, m, c);
-        else if (const std::string file =
-                     class_file(b.classname->name + std::string(is_patch ? "" : patch_ending));
-                 !file.empty())
+        else if (const std::string file = patch_file(b.classname); !file.empty())
             inner(b, m, file);
         else
             found(zan_finding_class, zan_report_error, b.line, &b,
@@ -265,13 +290,7 @@ class builder {
 
     std::shared_ptr<const document> document_of(const std::string &file)
     {
-        // named as the user would name it: from where the patch that names it was named
-        std::string shown = file;
-        const std::string folder = d.folder + "/";
-        if (!d.folder.empty() && file.starts_with(folder))
-            shown = (std::filesystem::path(d.shown).parent_path() / file.substr(folder.size())).string();
-        auto fresh = std::make_shared<document>();
-        read_file(*fresh, shown);
+        const auto fresh = read_inner(d, file);
         return all.documents.try_emplace(fresh->full, fresh).first->second;
     }
 
@@ -448,9 +467,32 @@ long open(zan_patch &p)
     return errors;
 }
 
-std::vector<finding> findings_of_reading(const document &d)
+zan_patch *new_patch(std::shared_ptr<const document> text)
 {
-    return sorted(d.findings);
+    auto p = std::make_unique<zan_patch>();
+    p->findings = sorted(text->findings);
+    p->text = std::move(text);
+    return p.release();
+}
+
+zan_patch *patch_of_class(zan_patch &p, symbol *classname)
+{
+    const std::optional<open_folder> here = in_folder_of(*p.text);
+    {
+        const caught_reports unheard; // of an external that can't be loaded
+        if (!is_patch_name(classname) && zan_box_class(classname))
+            return nullptr;
+    }
+    const std::string file = patch_file(classname);
+    if (file.empty())
+        return nullptr;
+    auto text = read_inner(*p.text, file);
+    for (const zan_patch *around = &p; around; around = around->outer)
+        if (around->text->full == text->full)
+            return nullptr;
+    zan_patch *made = new_patch(std::move(text));
+    made->outer = &p;
+    return made;
 }
 
 } // namespace zan

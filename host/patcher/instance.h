@@ -38,7 +38,8 @@ struct zan_patch {
     std::vector<atom> arguments;
     std::vector<bool> refused; // one for each of the text's messages: it isn't sent
     std::vector<object *> inlets, outlets;
-    object *as_box = nullptr; // when it is a box in another patch
+    object *as_box = nullptr;         // when it is a box in another patch
+    const zan_patch *outer = nullptr; // when it was read as a class of another patch
     std::unique_ptr<zan::open_folder> folder;
 };
 
@@ -50,7 +51,8 @@ long open(zan_patch &p);                 // the number of errors
 long check(zan_patch &p);
 void start(zan_patch &p);
 void take_down(zan_patch &p);
-std::vector<finding> findings_of_reading(const document &d);
+zan_patch *patch_of_class(zan_patch &p, symbol *classname);
+zan_patch *new_patch(std::shared_ptr<const document> text); // read, not open
 
 // ports.cpp
 object *make_stand(zan_patch *p, symbol *name, symbol *classname, long line);

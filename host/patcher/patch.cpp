@@ -18,10 +18,7 @@ zan_patch *read(const char *name, const char *text, size_t size)
         } else {
             read_file(*d, name);
         }
-        auto p = std::make_unique<zan_patch>();
-        p->findings = findings_of_reading(*d);
-        p->text = std::move(d);
-        return p.release();
+        return new_patch(std::move(d));
     } catch (const std::bad_alloc &) {
         return nullptr;
     }
@@ -131,6 +128,18 @@ void *zan_patch_find(zan_patch *p, symbol *name)
 void *zan_patch_beside(void *box, symbol *name)
 {
     return zan_patch_find(patch_around(box), name);
+}
+
+zan_patch *zan_patch_of_class(zan_patch *p, symbol *classname)
+{
+    if (!p || !classname)
+        return nullptr;
+    boot();
+    try {
+        return patch_of_class(*p, classname);
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
 }
 
 long zan_patch_getbox(zan_patch *p, long index, zan_patch_box *to)

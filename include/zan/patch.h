@@ -96,6 +96,10 @@ ZAN_EXPORT void *zan_patch_find(zan_patch *p, symbol *name);
  * none. For boxes that work on another one without a cord. */
 ZAN_EXPORT void *zan_patch_beside(void *box, symbol *name);
 
+/* The patch that a box of this class would be in p, read but not open; the caller frees it,
+ * ahead of p. Null when the class isn't a patch, or is p itself or one that p is in. */
+ZAN_EXPORT zan_patch *zan_patch_of_class(zan_patch *p, symbol *classname);
+
 /* The boxes and cords as they are written, `index` from 0 in order of their lines;
  * zan_err_generic past the last. */
 typedef struct zan_patch_box {

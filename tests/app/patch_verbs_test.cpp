@@ -63,6 +63,28 @@ TEST_F(PatchVerbs, graph_draws_boxes_and_cords)
     const outcome o = run("graph a.patch --dot");
     EXPECT_EQ(o.code, 0) << o.err;
     EXPECT_NE(o.out.find("\"a \\\"b\" -> \"c\" [taillabel=\"0\", headlabel=\"3\"]"), std::string::npos) << o.out;
+    folder.make("within/two.patch", "patch 1; box in inlet; box s self; box out outlet; cord in 0 out 0;");
+    folder.make("within/self.patch", "patch 1; box t two; cord t 0 t 5;"); // is in itself: drawn once
+    folder.make("b.patch", "patch 1; box w within/two; box p print; cord w 0 p 0; cord p 0 w 0;");
+    expect("graph b.patch", 0,
+           "digraph patch {\n"
+           "    node [shape=box, fontname=\"monospace\"];\n"
+           "    fontname=\"monospace\";\n"
+           "    subgraph \"cluster_w\" {\n"
+           "        label=\"w\nwithin/two\";\n"
+           "        \"w/in\" [label=\"in\ninlet\"];\n"
+           "        subgraph \"cluster_w/s\" {\n"
+           "            label=\"s\nself\";\n"
+           "            \"w/s/t\" [label=\"t\ntwo\"];\n"
+           "            \"w/s/t\" -> \"w/s/t\" [taillabel=\"0\", headlabel=\"5\"];\n"
+           "        }\n"
+           "        \"w/out\" [label=\"out\noutlet\"];\n"
+           "        \"w/in\" -> \"w/out\" [taillabel=\"0\", headlabel=\"0\"];\n"
+           "    }\n"
+           "    \"p\" [label=\"p\nprint\"];\n"
+           "    \"w/out\" -> \"p\" [taillabel=\"0\", headlabel=\"0\"];\n"
+           "    \"p\" -> \"w/in\" [taillabel=\"0\", headlabel=\"0\"];\n"
+           "}\n");
 }
 
 TEST_F(PatchVerbs, paths_are_told_in_their_order)

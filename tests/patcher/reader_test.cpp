@@ -43,6 +43,8 @@ TEST(PatchReader, tells_what_is_wrong_with_its_line_and_box)
         {"patch 1;\nbox a b\nbox c d;\n# c\nc x\n# d",
          {"2: there is no semicolon at the end of \"box a b\"", "5: there is no semicolon at the end of \"c x\""}},
         {"patch 1; box a b \"c;\nd", {"1: the quote \" that begins here has no end"}},
+        {"patch 1;\ncord a 0 a 0;\nbox a b \"c;",
+         {"2: there is no box a", "3: the quote \" that begins here has no end"}},
     };
     for (const auto &row : table)
         EXPECT_EQ(test_patch(row.text).findings(), row.findings) << row.text;
