@@ -13,6 +13,8 @@
 #include <iterator>
 #include <memory>
 
+#include <zan/host.h>
+
 #include "npy.h"
 
 namespace program {
@@ -115,6 +117,8 @@ constexpr char readable_formats[] = "PNG, JPEG, vkf or npy";
 
 file_format judge(const std::string &shown, const std::string &name)
 {
+    if (name.empty())
+        throw failure(wrong_use, "the name of a file is empty");
     if (fs::is_directory(name))
         trouble(shown, "is a folder");
     std::ifstream in(name, std::ios::binary);
@@ -258,29 +262,6 @@ void save_npy(const std::string &shown, const std::string &part, const matrix &m
         trouble(shown, std::string("can't be written: ") + std::strerror(errno));
 }
 
-// The pixels of a matrix as a surface holds them: blue, green, red, alpha, colours
-// multiplied by alpha and rounded.
-zan_surface *surface_of(const matrix &m)
-{
-    const vok_matrix_info info = m.info();
-    const long width = info.dim[0], height = info.dimcount > 1 ? info.dim[1] : 1, planes = info.planecount;
-    auto *pixels = static_cast<unsigned char *>(sysmem_newptr(4 * width * height));
-    if (!pixels)
-        throw failure(failed_running, "there is no memory for a picture of " + matrix::shape_text(info));
-    for (long y = 0; y < height; ++y) {
-        const unsigned char *in = m.data() + y * info.dimstride[1];
-        unsigned char *out = pixels + 4 * width * y;
-        for (long x = 0; x < width; ++x, in += planes, out += 4) {
-            const unsigned alpha = planes == 4 ? in[0] : 255;
-            const unsigned char *colour = in + (planes == 4 ? 1 : 0);
-            for (int c = 0; c < 3; ++c)
-                out[2 - c] = static_cast<unsigned char>((colour[planes >= 3 ? c : 0] * alpha + 127) / 255);
-            out[3] = static_cast<unsigned char>(alpha);
-        }
-    }
-    return zgraphics_image_surface_create_for_data(pixels, 0, width, height, 4 * width, sysmem_freeptr, pixels);
-}
-
 void save_picture(const std::string &shown, const std::string &part, const matrix &given, file_format format,
                   double dpi)
 {
@@ -299,7 +280,13 @@ void save_picture(const std::string &shown, const std::string &part, const matri
                                           ": a picture has 1, 3 or 4 planes and 2 dimensions, this matrix is " +
                                           matrix::shape_text(info));
     const quiet_reports quiet;
-    std::unique_ptr<zan_surface, void (*)(zan_surface *)> surface(surface_of(*m), zgraphics_surface_destroy);
+    const vok_matrix_info cells = m->info();
+    std::unique_ptr<zan_surface, void (*)(zan_surface *)> surface(
+        zan_surface_of_cells(m->data(), cells.planecount, cells.dim[0], cells.dimcount > 1 ? cells.dim[1] : 1,
+                             cells.dimstride[0], cells.dimstride[1], 1),
+        zgraphics_surface_destroy);
+    if (!surface)
+        throw failure(failed_running, "there is no memory for a picture of " + matrix::shape_text(info));
     const std::string full = fs::absolute(part).string();
     zgraphics_image_surface_set_dpi(surface.get(), dpi);
     const long result = format == file_format::png

@@ -180,6 +180,36 @@ zan_surface *zgraphics_image_surface_create_for_data(unsigned char *pixels, long
     return s;
 }
 
+zan_surface *zan_surface_of_cells(const unsigned char *cells, long planes, long width, long height, long cell,
+                                  long row, long keep_alpha)
+{
+    if (!cells || width < 1 || height < 1 || (planes != 1 && planes != 3 && planes != 4))
+        return nullptr;
+    const bool with_alpha = planes == 4 && keep_alpha;
+    const long bytes = with_alpha ? 4 : 3;
+    const long red = planes == 4 ? 1 : 0, step = planes == 1 ? 0 : 1; // of the colours among the planes
+    auto *pixels = static_cast<unsigned char *>(sysmem_newptr(bytes * width * height));
+    for (long y = 0; pixels && y < height; ++y) {
+        const unsigned char *in = cells + y * row;
+        for (unsigned char *out = pixels + y * bytes * width, *end = out + bytes * width; out < end;
+             in += cell, out += bytes)
+            for (int c = 0; c < 3; ++c) {
+                const unsigned colour = in[red + c * step];
+                if (with_alpha) {
+                    out[2 - c] = static_cast<unsigned char>((colour * in[0] + 127) / 255);
+                    out[3] = in[0];
+                } else {
+                    out[c] = static_cast<unsigned char>(colour);
+                }
+            }
+    }
+    zan_surface *s = zgraphics_image_surface_create_for_data(pixels, with_alpha ? 0 : 1, width, height,
+                                                             bytes * width, sysmem_freeptr, pixels);
+    if (!s)
+        sysmem_freeptr(pixels);
+    return s;
+}
+
 zan_surface *zgraphics_image_surface_create_from_file(const char *name, short path)
 {
     if (!name || !*name)

@@ -99,6 +99,13 @@ ZAN_EXPORT long zan_disconnect(void *src, long outlet, void *dst, long inlet);
 /* The inlets of a box that cords can end at: the left one and those counted up from it. */
 ZAN_EXPORT long zan_inlet_count(void *box);
 
+/* A surface of its own from char cells of 1 (grey), 3 (red, green, blue) or 4 planes (alpha,
+ * red, green, blue), as matrices hold them: `cell` bytes apart, rows `row` bytes apart.
+ * With 4 planes and `keep_alpha` of format 0, colours multiplied by alpha and rounded; else
+ * of format 1. Null for other planes, a size below 1, or when memory is out. */
+ZAN_EXPORT zan_surface *zan_surface_of_cells(const unsigned char *cells, long planes, long width, long height,
+                                             long cell, long row, long keep_alpha);
+
 enum { zan_report_post = 0, zan_report_warning = 1, zan_report_error = 2, zan_report_console = 3 };
 /* Every post, warning and error goes to fn(data, kind, object, text) instead of
  * standard error (as "class: text" lines); null restores that. Calls come one at a

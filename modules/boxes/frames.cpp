@@ -88,43 +88,30 @@ struct frames : box {
         outlet_int(out[0], written);
     }
 
-    // Red, green and blue, or with alpha all four planes, as a surface holds them.
-    bool write_picture(void *matrix, const std::string &file)
+    bool write_picture(void *matrix, const std::string &file) const
     {
         vok_matrix_info info = info_of(matrix);
-        const long planes = info.planecount;
-        if (info.dimcount > 2 || planes == 2 || planes > 4) {
-            error("a picture has 1, 3 or 4 planes and 2 dimensions; this matrix has " + std::to_string(planes) +
-                  " and " + std::to_string(info.dimcount));
+        if (info.dimcount > 2 || info.planecount == 2 || info.planecount > 4) {
+            error("a picture has 1, 3 or 4 planes and 2 dimensions; this matrix has " +
+                  std::to_string(info.planecount) + " and " + std::to_string(info.dimcount));
             return false;
         }
-        const bool with_alpha = alpha && planes == 4;
-        const long to_rgb = planes == 4 ? 1 : 0;
-        vok_matrix_conv_info map{};
-        for (long i = 0; i < 4; i++)
-            map.planemap[i] = planes == 1 ? 0 : with_alpha ? 3 - i : std::min(i + to_rgb, planes - 1);
         info.type = _vok_sym_char;
-        info.planecount = with_alpha ? 4 : 3;
-        info.dim[1] = info.dimcount > 1 ? info.dim[1] : 1;
-        info.dimcount = 2;
         info.flags = 0;
-        void *pixels = vok_object_new(_vok_sym_vok_matrix, &info);
-        vok_object_method(pixels, gensym("frommatrix"), matrix, &map);
-        const bool done = write_surface(pixels, with_alpha, file);
-        vok_object_free(pixels);
+        void *cells = vok_object_new(_vok_sym_vok_matrix, &info); // others may go on with the matrix meanwhile
+        vok_object_method(cells, gensym("frommatrix"), matrix, nullptr);
+        const bool done = write_cells(cells, file);
+        vok_object_free(cells);
         return done;
     }
-    bool write_surface(void *pixels, bool with_alpha, const std::string &file) const
+    bool write_cells(void *cells, const std::string &file) const
     {
-        const vok_matrix_info info = info_of(pixels);
+        const vok_matrix_info info = info_of(cells);
         unsigned char *data = nullptr;
-        vok_object_method(pixels, _vok_sym_getdata, &data);
-        for (long y = 0; with_alpha && data && y < info.dim[1]; y++)
-            for (unsigned char *p = data + y * info.dimstride[1], *end = p + 4 * info.dim[0]; p < end; p += 4)
-                for (int c = 0; c < 3; c++)
-                    p[c] = static_cast<unsigned char>((p[c] * p[3] + 127) / 255);
-        zan_surface *surface = zgraphics_image_surface_create_for_data(
-            data, with_alpha ? 0 : 1, info.dim[0], info.dim[1], info.dimstride[1], nullptr, nullptr);
+        vok_object_method(cells, _vok_sym_getdata, &data);
+        zan_surface *surface =
+            zan_surface_of_cells(data, info.planecount, info.dim[0], info.dimcount > 1 ? info.dim[1] : 1,
+                                 info.dimstride[0], info.dimstride[1], alpha);
         if (!surface) {
             error("there is no memory for a picture of this size");
             return false;
