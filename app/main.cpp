@@ -12,6 +12,22 @@
 
 namespace {
 
+// What is wrong with a verb's words. What it doesn't know is an option or one word too many.
+std::string complaint(const CLI::App &verb, const CLI::ParseError &e)
+{
+    const std::vector<std::string> left = verb.remaining();
+    if (e.get_name() != "ExtrasError" || left.empty())
+        return e.what();
+    const auto option = std::find_if(left.begin(), left.end(), [](const auto &w) { return w.starts_with("-"); });
+    if (option == left.end())
+        return left[0] + " is one word too many";
+    std::vector<std::string> known;
+    for (const CLI::Option *o : verb.get_options())
+        for (const std::string &name : o->get_lnames())
+            known.push_back("--" + name);
+    return "there is no option " + *option + program::did_you_mean(*option, known);
+}
+
 // `code` is what the verb ended with, 0 when it doesn't say.
 int run(CLI::App &app, const int &code, int argc, char **argv)
 {
@@ -27,7 +43,11 @@ int run(CLI::App &app, const int &code, int argc, char **argv)
     } catch (const CLI::ParseError &e) {
         if (e.get_exit_code() == 0)
             return app.exit(e); // --help, --version
-        std::fprintf(stderr, "vokra: %s; see vokra --help\n", e.what());
+        const std::vector<CLI::App *> verb = app.get_subcommands();
+        const std::string name = verb.empty() ? "" : verb[0]->get_name();
+        std::fprintf(stderr, "vokra: %s%s; see vokra %s--help\n", name.empty() ? "" : (name + ": ").c_str(),
+                     verb.empty() ? e.what() : complaint(*verb[0], e).c_str(),
+                     name.empty() ? "" : (name + " ").c_str());
         return program::wrong_use;
     } catch (const program::failure &e) {
         std::fprintf(stderr, "vokra: %s\n", e.what());

@@ -12,6 +12,8 @@ long paths_given;
 
 zan_patch *read(const std::string &name)
 {
+    if (name.empty())
+        throw failure(wrong_use, "the name of a patch is empty");
     if (name != "-")
         return zan_patch_read(name.c_str());
     const std::string text{std::istreambuf_iterator<char>(std::cin), {}};
@@ -62,6 +64,9 @@ std::string told(const zan_place *place, const std::string &text)
 {
     std::string where(size_t(zan_place_text(place, nullptr, 0)), 0);
     zan_place_text(place, where.data(), long(where.size()) + 1);
+    const std::string prefix = place && place->classname ? place->classname->name + std::string(": ") : "";
+    if (!prefix.empty() && text.starts_with(prefix)) // is in the place
+        return where + ": " + text.substr(prefix.size());
     return where.empty() ? text : where + ": " + text;
 }
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <numeric>
 #include <optional>
+#include <utility>
 
 #include <zan/host.h>
 
@@ -35,18 +36,18 @@ void report(void *, long kind, void *, const char *text)
     std::fprintf(stderr, "vokra: %s%s\n", word, told(place, text).c_str());
 }
 
-// The edit distance of Levenshtein.
+// The edit distance of Levenshtein, where two letters that have changed places count once.
 size_t distance(const std::string &a, const std::string &b)
 {
-    std::vector<size_t> row(b.size() + 1);
+    std::vector<size_t> before, above, row(b.size() + 1);
     std::iota(row.begin(), row.end(), size_t{0});
     for (size_t i = 1; i <= a.size(); ++i) {
-        size_t corner = row[0];
+        before = std::exchange(above, row);
         row[0] = i;
         for (size_t j = 1; j <= b.size(); ++j) {
-            const size_t above = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, corner + (a[i - 1] != b[j - 1])});
-            corner = above;
+            row[j] = std::min({above[j] + 1, row[j - 1] + 1, above[j - 1] + (a[i - 1] != b[j - 1])});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+                row[j] = std::min(row[j], before[j - 2] + 1);
         }
     }
     return row.back();
@@ -83,7 +84,8 @@ std::string did_you_mean(const std::string &word, const std::vector<std::string>
 {
     const auto nearer = [&](const auto &a, const auto &b) { return distance(word, a) < distance(word, b); };
     const auto best = std::min_element(known.begin(), known.end(), nearer);
-    if (best == known.end() || distance(word, *best) > std::max<size_t>(1, word.size() / 2))
+    const size_t most = std::max<size_t>(1, word.size() / 2);
+    if (best == known.end() || distance(word, *best) > std::min(most, word.size() - 1))
         return "";
     return "; did you mean " + *best + "?";
 }

@@ -217,7 +217,7 @@ void add_expr(CLI::App &app)
         ->allow_extra_args(false);
     verb->add_option("--dim", o->dim, "cells along each dimension: those of the first picture, or 256 256")
         ->expected(1, 32)
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(1L, 2147483646L));
     verb->add_option("--type", o->type, "type of the cells written: that of the first picture, or char")
         ->check(CLI::IsMember({"char", "long", "float32", "float64"}));
     verb->add_option("--precision", o->precision, "type that is calculated in, float32 by default")

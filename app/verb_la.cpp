@@ -179,7 +179,7 @@ matrix operand(const std::string &what, const std::string &type)
     if (what == "-")
         return from_text(whole_text(std::cin), "standard input", type);
     std::ifstream in(what, std::ios::binary);
-    if (!in && is_text(what))
+    if (!in && (is_text(what) || what.find(';') != std::string::npos))
         return from_text(what, "\"" + what + "\"", type);
     if (in)
         if (const std::string text = whole_text(in); is_text(text))
@@ -249,8 +249,9 @@ void run_la(const la_options &o)
                                      std::to_string(o.operands.size()));
     if (op->number && !o.out.empty())
         throw failure(wrong_use, "la " + o.what + ": the result is a number, which is printed");
-    if (!o.out.empty())
-        format_to_write(o.out);
+    if (const file_format f = o.out.empty() ? file_format::vkf : format_to_write(o.out);
+        f != file_format::vkf && f != file_format::npy)
+        throw failure(wrong_use, "la: " + o.out + ": a matrix is written as .vkf or .npy");
     std::vector<matrix> in;
     for (const std::string &operand_text : o.operands)
         in.push_back(operand(operand_text, o.type));

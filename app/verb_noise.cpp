@@ -69,13 +69,18 @@ void set(void *functor, const std::string &setting)
                                          " holds no functor " + role + did_you_mean(role, attribute_names(x)));
         x = held;
     }
-    if (!object_attr_get(x, gensym(attribute.c_str())))
+    void *attr = object_attr_get(x, gensym(attribute.c_str()));
+    if (!attr)
         throw failure(wrong_use, std::string("noise: ") + vok_object_classname(x)->name + " has no attribute " +
                                      attribute + did_you_mean(attribute, attribute_names(x)));
     std::vector<atom> values;
     for (const std::string &word : split(setting.substr(equals + 1), " ,"))
         if (!word.empty())
             values.push_back(value_of(word));
+    const auto *type = reinterpret_cast<const symbol *>(send(attr, "gettype"));
+    for (const atom &a : values)
+        if (a.type == argtype_sym && type != _vok_sym_symbol && type != _vok_sym_atom && type != _vok_sym_object)
+            throw failure(wrong_use, "noise: " + setting + ": a number is wanted, not " + a.value.as_sym->name);
     const quiet_reports quiet;
     if (object_attr_setvalueof(x, gensym(attribute.c_str()), static_cast<long>(values.size()), values.data()))
         throw failure(wrong_use, "noise: " + setting + ": " + quiet.last("this value can't be set"));

@@ -36,8 +36,7 @@ bool read_number(const std::string &text, double &value)
     return !text.empty() && !*end;
 }
 
-// A matrix like `like`, each plane filled with its number; fewer numbers than planes
-// repeat.
+// A matrix like `like`, each plane filled with its number, or all with the only one.
 matrix constant(const vok_matrix_info &like, const std::vector<double> &numbers)
 {
     matrix m(like);
@@ -64,8 +63,13 @@ matrix second_operand(const op_options &o, const vok_matrix_info &like)
         if (read_number(o.operands[i], value))
             numbers.push_back(value);
     }
-    if (numbers.size() + 1 == o.operands.size())
+    if (numbers.size() + 1 == o.operands.size()) {
+        if (numbers.size() != 1 && numbers.size() != static_cast<size_t>(like.planecount))
+            throw failure(wrong_use, "op " + o.word + ": one number, or one for each of the " +
+                                         std::to_string(like.planecount) + " planes, not " +
+                                         std::to_string(numbers.size()));
         return constant(like, numbers);
+    }
     if (o.operands.size() != 2)
         throw failure(wrong_use,
                       "op " + o.word + ": one file, or one number a plane, must stand behind the first file");
@@ -122,7 +126,9 @@ void add_op(CLI::App &app)
                                  "it is; char cells hold 0 to 255. `vokra help vok_op` lists the operators.\n"
                                  "Example: vokra op absdiff photo.jpg other.png -o difference.png");
     verb->add_option("word", o->word, "the operator")->required();
-    verb->add_option("operands", o->operands, "a file, then a second file or one number a plane")->required();
+    verb->add_option("operands", o->operands,
+                     "a file, then a second file, a number, or one number a plane (of a picture alpha first)")
+        ->required();
     verb->add_option("-o,--out", o->out, "the file to write")->required();
     verb->add_flag("--alpha", o->alpha, "calculate the alpha of a picture too");
     verb->callback([o] { run_op(*o); });

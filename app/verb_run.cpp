@@ -254,7 +254,7 @@ void add_run(CLI::App &app, int &code)
     verb->add_option("patch", o->patch, "the patch, - for standard input")->required();
     verb->add_option("arguments", o->arguments, "what $1, $2... stand for in it");
     verb->add_option("--for", o->time, "how long, of the patch's time: 500ms, 10s, 2m, 1h")->type_name("TIME");
-    verb->add_option("--frames", o->frames, "how many frames")->check(CLI::PositiveNumber)->type_name("N");
+    verb->add_option("--frames", o->frames, "how many frames")->check(CLI::Range(1L, 1000000000L))->type_name("N");
     verb->add_option("--clock", o->clock, "real, or virtual: as fast as it can, the same on every run")
         ->check(CLI::IsMember({"real", "virtual"}))
         ->type_name("real|virtual");

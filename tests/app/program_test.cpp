@@ -59,6 +59,13 @@ TEST_F(Program, wrong_use_and_files_give_one_line_and_a_code)
         {"convert text out.png --from uyvy --dim 2 9", 3, "text: it ends before row 2 of frame 0"},
         {"help vok_opp", 4, "did you mean vok_op?"},
         {"info text", 3, "text: this is not"},
+        {"info ''", 2, "the name of a file is empty"},
+        {"convert a out.png --dmi 3", 2, "convert: there is no option --dmi; did you mean --dim?; see vokra convert"},
+        {"info a b", 2, "info: b is one word too many"},
+        {"op + " + picture + " 1 2 -o out.png", 2, "one for each of the 4 planes, not 2"},
+        {"la inverse '0 2; 4 0' -o out.png", 2, "written as .vkf or .npy"},
+        {"la trace '1 2; x 1'", 3, "a number was expected, not x"},
+        {"noise noise.simplex --set seed=x -o out.png", 2, "a number is wanted, not x"},
     };
     for (const auto &row : table) {
         const outcome o = run(row.args);
