@@ -1,98 +1,12 @@
-// Outlets, inlet proxies and patch cords: how a message goes from box to box.
-//
-// Edits (outlets, proxies, cords made and deleted) take one lock. A message takes
-// none: it reads its outlet's list of cords, which an edit never changes but
-// replaces. What an edit took out stays in memory until no message is on its way
-// anywhere; a cord that was cut meanwhile is marked, and nothing goes through it.
-#include "nesting.h"
-#include "profile.h"
+// Making and deleting outlets, inlet proxies and patch cords.
+#include "outlets.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cstdlib>
-#include <mutex>
 #include <new>
-#include <string>
-#include <unordered_map>
-#include <vector>
 
-namespace {
+namespace zan::cords {
 
-using zan::looks_live;
-
-constexpr int depth_limit = 1000; // boxes that one message may be nested in
-// Messages of one event after which it is looked whether it goes round a loop. One that
-// sends several for each that comes may keep above the depth limit for ever.
-constexpr long event_limit = 1L << 20;
-constexpr long typed_inlets = 10; // in1 to in9 and ft1 to ft9
-
-struct outlet_object;
-struct proxy_object;
-
-// An inlet that a proxy made; shared by the cords that end there.
-struct port {
-    object *box;
-    long inlet;
-    std::atomic<long *> stuffloc; // null when the proxy has gone
-};
-
-struct cord {
-    outlet_object *from;
-    object *to;
-    long inlet;
-    port *at; // null for the left inlet and for typed ones
-    std::atomic<bool> live{true};
-};
-
-// The cords of an outlet in the order of sending. Never changed once published.
-struct cord_list {
-    long count;
-    cord *cords[1];
-};
-
-struct outlet_object {
-    object header;
-    object *box; // null while the box is being taken down
-    symbol *type;
-    std::atomic<cord_list *> cords;
-};
-
-struct proxy_object {
-    object header;
-    port *at;
-};
-
-// What the cords know of a box.
-struct node {
-    std::vector<outlet_object *> outlets; // from the left
-    std::vector<proxy_object *> proxies;
-    std::vector<cord *> in;
-};
-
-struct litter {
-    void *what;
-    void (*discard)(void *);
-};
-
-struct state_t {
-    std::mutex lock; // for edits
-    std::unordered_map<object *, node> nodes;
-    std::vector<litter> litters;
-    zan_class *outlet_class = nullptr;
-    zan_class *proxy_class = nullptr;
-    symbol *bang = gensym("bang"), *an_int = gensym("int"), *a_float = gensym("float"), *list = gensym("list");
-    symbol *in[typed_inlets], *ft[typed_inlets];
-
-    state_t()
-    {
-        for (long i = 0; i < typed_inlets; i++) {
-            in[i] = gensym(("in" + std::to_string(i)).c_str());
-            ft[i] = gensym(("ft" + std::to_string(i)).c_str());
-        }
-    }
-};
-
-const void *outlet_methods; // what tells an outlet from other objects
+const void *outlet_methods;
 
 // Never destroyed: other threads may still send while the process exits.
 state_t &state()
@@ -101,210 +15,9 @@ state_t &state()
     return *s;
 }
 
-// Threads with a message on its way, and whether litter lies about. One who brings the
-// first to 0 sweeps. Both are read and written in one order with the lists' addresses:
-// an edit that finds 0 knows that every later message sees the new list.
-std::atomic<int> travelling{0};
-std::atomic<bool> littered{false};
-
-// A message that is being handled by a box.
-struct delivery {
-    object *box;
-    long inlet;
-    delivery *outer;
-};
-
-struct travel {
-    const char *stack_floor = nullptr; // no message is delivered below it
-    delivery *top = nullptr;
-    int depth = 0;
-    long delivered = 0;              // messages since the outermost one
-    bool overflowed = false;         // the limit was met: drop everything until all have returned
-    const zan_place *from = nullptr; // where the queued function that runs now comes from
-};
-// the initial-exec model costs one instruction where a call would be; the record is small
-__attribute__((tls_model("initial-exec"))) thread_local travel here;
-
-void sweep(std::unique_lock<std::mutex> &held)
-{
-    if (travelling.load(std::memory_order_seq_cst) != 0)
-        return;
-    std::vector<litter> all;
-    all.swap(state().litters);
-    littered.store(false, std::memory_order_relaxed);
-    held.unlock();
-    for (const litter &l : all)
-        l.discard(l.what);
-    held.lock();
-}
-
-// Keeps what edits take out in memory for the outermost message of a thread.
-class passage {
-  public:
-    passage()
-    {
-        if (!here.stack_floor)
-            here.stack_floor = zan::find_stack_floor();
-        if (here.depth++ == 0)
-            travelling.fetch_add(1, std::memory_order_seq_cst);
-    }
-    ~passage()
-    {
-        if (--here.depth == 0) {
-            here.overflowed = false;
-            here.delivered = 0;
-            if (travelling.fetch_sub(1, std::memory_order_seq_cst) == 1 && littered.load()) {
-                std::unique_lock held(state().lock);
-                sweep(held);
-            }
-        }
-    }
-    passage(const passage &) = delete;
-    passage &operator=(const passage &) = delete;
-};
-
-// ---- what a message becomes at a box ----
-
-zan_messlist *public_message(object *box, symbol *sel)
-{
-    zan_messlist *m = zan::find_entry(box, sel);
-    return m && m->types[0] != argtype_cant ? m : nullptr;
-}
-
-zan_word call(object *box, zan_messlist *m, symbol *sel, long argc, atom *argv)
-{
-    if (m->types[0] == argtype_gimme) {
-        // a class may replace its method while messages travel
-        const zan_method fn = std::atomic_ref<zan_method>(m->function).load(std::memory_order_acquire);
-        return reinterpret_cast<zan_word (*)(void *, symbol *, long, atom *)>(fn)(box, sel, argc, argv);
-    }
-    return object_method_typedfun(box, m, sel, argc, argv, nullptr);
-}
-
-// A number for a box that may know only the other kind, or only lists. False when it
-// knows none of them.
-bool try_number(object *box, const atom &a, zan_word &result)
-{
-    const state_t &s = state();
-    const bool is_int = a.type == argtype_long;
-    for (symbol *sel : {is_int ? s.an_int : s.a_float, is_int ? s.a_float : s.an_int, s.list})
-        if (zan_messlist *m = public_message(box, sel)) {
-            atom value = a;
-            if (sel == s.an_int)
-                atom_setlong(&value, atom_getlong(&a));
-            else if (sel == s.a_float)
-                atom_setfloat(&value, atom_getfloat(&a));
-            result = call(box, m, sel, 1, &value);
-            return true;
-        }
-    return false;
-}
-
-// A message that the box has no method for: another form of a number or of a list; else
-// an attribute, the method "anything" or the error, as with any message.
-zan_word handle_other(object *box, symbol *sel, long argc, atom *argv)
-{
-    const state_t &s = state();
-    zan_word result = 0;
-    const bool listed = sel == s.list;
-    const bool numbered = argc > 0 && (argv->type == argtype_long || argv->type == argtype_float);
-    if (numbered && (listed || sel == s.an_int || sel == s.a_float) && try_number(box, *argv, result))
-        return result;
-    if (listed && argc == 0)
-        if (zan_messlist *m = public_message(box, s.bang))
-            return call(box, m, s.bang, 0, nullptr);
-    if (listed && argc > 0 && argv->type == argtype_sym)
-        if (zan_messlist *m = public_message(box, argv->value.as_sym))
-            return call(box, m, argv->value.as_sym, argc - 1, argv + 1);
-    return typedmess(box, sel, argc, argv);
-}
-
-zan_word handle(object *box, symbol *sel, long argc, atom *argv)
-{
-    if (zan_messlist *m = public_message(box, sel))
-        return call(box, m, sel, argc, argv);
-    return handle_other(box, sel, argc, argv);
-}
-
-// The method of a box for numbers at an inlet without a proxy: in1 and its like for
-// integers, ft1 for floats; either takes both.
-zan_messlist *typed_inlet(object *box, long inlet, bool is_float)
-{
-    if (inlet < 1 || inlet >= typed_inlets)
-        return nullptr;
-    const state_t &s = state();
-    zan_messlist *m = object_mess(box, is_float ? s.ft[inlet] : s.in[inlet]);
-    return m ? m : object_mess(box, is_float ? s.in[inlet] : s.ft[inlet]);
-}
-
-zan_word handle_typed(object *box, long inlet, symbol *sel, long argc, atom *argv)
-{
-    const state_t &s = state();
-    const bool numbered = argc > 0 && (argv->type == argtype_long || argv->type == argtype_float);
-    if (numbered && (sel == s.an_int || sel == s.a_float || sel == s.list))
-        if (zan_messlist *m = typed_inlet(box, inlet, argv->type == argtype_float))
-            return call(box, m, m->name, 1, argv);
-    object_error(box, "inlet %ld takes numbers, not \"%s\"", inlet, sel->name);
-    return 0;
-}
-
-// ---- the way there ----
-
-// Whether the message and all that belongs to its event is dropped: always with a depth,
-// which is said to be too much, else when it goes round a loop.
-__attribute__((noinline, cold)) bool overflow(object *box, symbol *sel, int depth)
-{
-    std::vector<object *> boxes{box};
-    for (const delivery *d = here.top; d; d = d->outer)
-        boxes.push_back(d->box);
-    return here.overflowed = zan::tell_nesting(boxes, sel, depth);
-}
-
-// Inside a passage. False when the message is dropped for its depth.
-bool deliver(object *box, long inlet, port *at, symbol *sel, long argc, atom *argv, zan_word *result)
-{
-    travel &t = here;
-    if (t.overflowed)
-        return false;
-    if ((t.depth > depth_limit || static_cast<const char *>(__builtin_frame_address(0)) < t.stack_floor) &&
-        overflow(box, sel, std::max(t.depth - 1, 1)))
-        return false;
-    if (++t.delivered % event_limit == 0 && overflow(box, sel, 0))
-        return false;
-    const zan::profiled time(box, sel, argc, argv);
-    delivery d{box, inlet, t.top};
-    t.top = &d;
-    zan_word r = 0;
-    if (at) {
-        if (long *place = at->stuffloc.load(std::memory_order_acquire))
-            __atomic_store_n(place, inlet, __ATOMIC_RELAXED);
-        r = handle(box, sel, argc, argv);
-        t.top = d.outer;
-        // the box may have gone; its port stays while messages travel
-        if (long *place = at->stuffloc.load(std::memory_order_acquire))
-            __atomic_store_n(place, proxy_getinlet(box), __ATOMIC_RELAXED);
-    } else {
-        r = inlet ? handle_typed(box, inlet, sel, argc, argv) : handle(box, sel, argc, argv);
-        t.top = d.outer;
-    }
-    if (result)
-        *result = r;
-    return true;
-}
-
-outlet_object *as_outlet(void *x)
-{
-    object *o = zan::live(x);
-    return o && o->messlist == outlet_methods ? static_cast<outlet_object *>(x) : nullptr;
-}
+namespace {
 
 // ---- edits; all with the lock held ----
-
-void discard(state_t &s, void *what, void (*fn)(void *))
-{
-    s.litters.push_back({what, fn});
-    littered.store(true);
-}
 
 std::vector<cord *> cords_of(const outlet_object *o)
 {
@@ -343,7 +56,7 @@ void cut_all(state_t &s, const std::vector<cord *> &cords)
 
 node &node_of(state_t &s, object *box)
 {
-    zan::mark_state(box, zan::state_has_cords);
+    mark_state(box, state_has_cords);
     return s.nodes[box];
 }
 
@@ -394,7 +107,7 @@ enum class place { left, right, behind };
 // `after` may be any pointer: it is only compared with the outlets there are.
 void *make_outlet(void *box, place where, void *after, const char *type)
 {
-    zan::boot();
+    boot();
     if (!looks_live(box))
         return nullptr;
     state_t &s = state();
@@ -417,7 +130,7 @@ void *make_outlet(void *box, place where, void *after, const char *type)
 
 void *make_proxy(void *box, long id, long *stuffloc)
 {
-    zan::boot();
+    boot();
     if (!looks_live(box) || id < 0)
         return nullptr;
     state_t &s = state();
@@ -430,14 +143,6 @@ void *make_proxy(void *box, long id, long *stuffloc)
     return p;
 }
 
-port *find_port(const node &n, long inlet)
-{
-    for (auto p = n.proxies.rbegin(); p != n.proxies.rend(); ++p)
-        if ((*p)->at->inlet == inlet)
-            return (*p)->at;
-    return nullptr;
-}
-
 // An outlet of a box by its number, or null.
 outlet_object *find_outlet(state_t &s, void *box, long index)
 {
@@ -448,6 +153,10 @@ outlet_object *find_outlet(state_t &s, void *box, long index)
 }
 
 } // namespace
+} // namespace zan::cords
+
+using namespace zan;
+using namespace zan::cords;
 
 namespace zan {
 
@@ -462,28 +171,6 @@ void init_outlet_classes()
     s.outlet_class = make_class("outlet", outlet_release, sizeof(outlet_object));
     outlet_methods = s.outlet_class->methods;
     s.proxy_class = make_class("proxy", proxy_release, sizeof(proxy_object));
-}
-
-const zan_place *place_at_work()
-{
-    for (const delivery *d = here.top; d; d = d->outer)
-        if (looks_live(d->box)) // it may be freed by what it handles
-            if (const side_record *side = side_of(d->box))
-                if (const zan_place *place = side->place.load(std::memory_order_acquire))
-                    return place;
-    return here.from;
-}
-
-queued_work::queued_work(const zan_place *place) : top_(here.top), from_(here.from)
-{
-    here.top = nullptr;
-    here.from = place;
-}
-
-queued_work::~queued_work()
-{
-    here.top = static_cast<delivery *>(top_);
-    here.from = from_;
 }
 
 void cords_forget(object *x)
@@ -530,7 +217,7 @@ long zan_inlet_count(void *x)
     if (!looks_live(x))
         return 0;
     long count = 1;
-    while (zan::has_inlet(static_cast<object *>(x), count))
+    while (has_inlet(static_cast<object *>(x), count))
         count++;
     return count;
 }
@@ -571,47 +258,6 @@ long outlet_count(void *box)
     return n == s.nodes.end() ? 0 : long(n->second.outlets.size());
 }
 
-zan_word outlet_anything(void *outlet, symbol *sel, long argc, atom *argv)
-{
-    outlet_object *o = as_outlet(outlet);
-    if (!o || !sel)
-        return 0;
-    const passage p;
-    const cord_list *l = o->cords.load(std::memory_order_seq_cst);
-    zan_word gone = 1;
-    // o itself may go with the first message; the list and its cords stay
-    for (long i = 0; l && i < l->count; i++) {
-        cord *c = l->cords[i];
-        if (c->live.load(std::memory_order_acquire) && !deliver(c->to, c->inlet, c->at, sel, argc, argv, nullptr))
-            gone = 0;
-    }
-    return gone;
-}
-
-zan_word outlet_bang(void *outlet)
-{
-    return outlet_anything(outlet, state().bang, 0, nullptr);
-}
-
-zan_word outlet_int(void *outlet, zan_word value)
-{
-    atom a;
-    atom_setlong(&a, value);
-    return outlet_anything(outlet, state().an_int, 1, &a);
-}
-
-zan_word outlet_float(void *outlet, double value)
-{
-    atom a;
-    atom_setfloat(&a, value);
-    return outlet_anything(outlet, state().a_float, 1, &a);
-}
-
-zan_word outlet_list(void *outlet, symbol *sel, long argc, atom *argv)
-{
-    return outlet_anything(outlet, sel ? sel : state().list, argc, argv);
-}
-
 void *proxy_new(void *box, long id, long *stuffloc)
 {
     return make_proxy(box, id, stuffloc);
@@ -628,41 +274,9 @@ void proxy_delete(void *proxy)
         object_free(proxy);
 }
 
-long proxy_getinlet(void *box)
-{
-    for (const delivery *d = here.top; d; d = d->outer)
-        if (d->box == box)
-            return d->inlet;
-    return 0;
-}
-
-zan_word zan_send(void *x, long inlet, symbol *sel, long argc, atom *argv)
-{
-    if (!looks_live(x) || !sel)
-        return 0;
-    auto *box = static_cast<object *>(x);
-    const passage p;
-    port *at = nullptr;
-    if (inlet) {
-        {
-            state_t &s = state();
-            std::unique_lock held(s.lock);
-            if (const auto n = s.nodes.find(box); n != s.nodes.end())
-                at = find_port(n->second, inlet);
-        }
-        if (!at && !typed_inlet(box, inlet, false)) {
-            object_error(x, "no inlet %ld for \"%s\"", inlet, sel->name);
-            return 0;
-        }
-    }
-    zan_word result = 0;
-    deliver(box, inlet, at, sel, argc, argv, &result);
-    return result;
-}
-
 long zan_connect(void *src, long outlet, void *dst, long inlet)
 {
-    zan::boot();
+    boot();
     if (!looks_live(src) || !looks_live(dst))
         return zan_err_invalid_ptr;
     auto *to = static_cast<object *>(dst);
