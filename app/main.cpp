@@ -13,10 +13,10 @@
 namespace {
 
 // What is wrong with a verb's words. What it doesn't know is an option or one word too many.
-std::string complaint(const CLI::App &verb, const CLI::ParseError &e)
+std::string complaint(const CLI::App &app, const CLI::App &verb, const CLI::ParseError &e)
 {
-    const std::vector<std::string> left = verb.remaining();
-    if (e.get_name() != "ExtrasError" || left.empty())
+    const std::vector<std::string> left = app.remaining(true);
+    if (e.get_exit_code() != int(CLI::ExitCodes::ExtrasError) || left.empty())
         return e.what();
     const auto option = std::find_if(left.begin(), left.end(), [](const auto &w) { return w.starts_with("-"); });
     if (option == left.end())
@@ -46,7 +46,7 @@ int run(CLI::App &app, const int &code, int argc, char **argv)
         const std::vector<CLI::App *> verb = app.get_subcommands();
         const std::string name = verb.empty() ? "" : verb[0]->get_name();
         std::fprintf(stderr, "vokra: %s%s; see vokra %s--help\n", name.empty() ? "" : (name + ": ").c_str(),
-                     verb.empty() ? e.what() : complaint(*verb[0], e).c_str(),
+                     verb.empty() ? e.what() : complaint(app, *verb[0], e).c_str(),
                      name.empty() ? "" : (name + " ").c_str());
         return program::wrong_use;
     } catch (const program::failure &e) {

@@ -89,8 +89,10 @@ template <typename T> T *create_named(vok_xml_document *x, symbol *classname, sy
 vok_xml_charnode *create_charnode(vok_xml_document *x, symbol *classname, const char *text)
 {
     auto *made = create<vok_xml_charnode>(x, classname);
-    if (made)
-        vok_xml_charnode_appenddata(made, text);
+    if (made && vok_xml_charnode_appenddata(made, text)) {
+        vok_object_free(made);
+        return nullptr;
+    }
     return made;
 }
 

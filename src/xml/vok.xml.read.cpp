@@ -152,12 +152,13 @@ class tree_builder {
         has_run_ = false;
         if (!stopped_) {
             vok_xml_node *last = last_child(x_->current);
-            if (x_->current->nodetype == ps.cdata)
-                append_data(reinterpret_cast<vok_xml_charnode *>(x_->current), run_);
-            else if (last && last->nodetype == ps.text)
-                append_data(reinterpret_cast<vok_xml_charnode *>(last), run_);
-            else
+            vok_xml_node *into = x_->current->nodetype == ps.cdata   ? x_->current
+                                 : last && last->nodetype == ps.text ? last
+                                                                     : nullptr;
+            if (!into)
                 put(vok_xml_document_createtextnode(x_, run_.c_str()));
+            else if (append_data(reinterpret_cast<vok_xml_charnode *>(into), run_))
+                stop();
         }
         run_.clear();
     }

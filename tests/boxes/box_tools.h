@@ -76,10 +76,7 @@ class patch {
             zan_send(box, inlet, gensym(m[1].type == argtype_long ? "int" : "float"), 1, m.data() + 1);
     }
     // "number message; ..." since the last call.
-    std::string heard()
-    {
-        return std::exchange(heard_, "");
-    }
+    std::string heard() { return std::exchange(heard_, ""); }
     // The errors since the last call, a line each.
     std::string errors()
     {

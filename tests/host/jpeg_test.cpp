@@ -136,9 +136,9 @@ std::string exif(bool little, int tag, int type, int count, int value, size_t le
     };
     std::string body =
         std::string("Exif\0\0", 6) + (little ? "II" : "MM") + number(42, 2) + number(10, 4) + "??" + number(2, 2);
-    body += number(0x10f, 2) + number(2, 2) + number(3, 4) + "me\0\0";
+    body += number(0x10f, 2) + number(2, 2) + number(3, 4) + "me" + number(0, 2);
     body += number(unsigned(tag), 2) + number(unsigned(type), 2) + number(unsigned(count), 4) +
-            number(unsigned(value), 2) + "\0\0" + number(0, 4);
+            number(unsigned(value), 2) + number(0, 2) + number(0, 4);
     body.resize(std::min(body.size(), length));
     return std::string("\xff\xe1\0", 3) + static_cast<char>(body.size() + 2) + body;
 }
@@ -177,7 +177,7 @@ TEST_F(jpeg, exif_turns_it_upright)
     std::vector<std::string> others{exif(true, 0x113, 3, 1, 6), exif(true, 0x112, 4, 1, 6),
                                     exif(true, 0x112, 3, 2, 6), exif(true, 0x112, 3, 1, 0),
                                     exif(true, 0x112, 3, 1, 9)};
-    for (size_t length = 0; length < exif(true, 0x112, 3, 1, 6).size() - 4; ++length)
+    for (size_t length = 0; length < exif(true, 0x112, 3, 1, 6).size() - 8; ++length) // its entry is cut
         others.push_back(exif(true, 0x112, 3, 1, 6, length));
     for (const std::string &marker : others) { // say nothing
         zan_surface *s = read(with(marker));
