@@ -108,7 +108,8 @@ constexpr attribute attributes[] = {
 };
 
 constexpr kind rows[] = {
-    {"picture", "Holds a PNG or JPEG file as a matrix, upright as its camera tells.", "[file], the first that is given", "bang int float read",
+    {"picture", "Holds a PNG or JPEG file as a matrix, upright as its camera tells.",
+     "[file], the first that is given", "bang int float read",
      "bang sends the matrix, read FILE takes another picture",
      "vok_matrix and the name of the matrix|read, the file, and 1 when it was read", make<picture>, attributes},
 };
