@@ -187,9 +187,6 @@ vok_matrix *new_from(const vok_matrix_info &info, zan_handle shared)
         return nullptr;
     x->info = info;
     x->info.dimcount = clip_dimcount(info.dimcount);
-    // a reference isn't brought into range by its rebuild
-    if (has_flag(x, vok_matrix_flag_reference))
-        x->info.planecount = clip_planecount(info.planecount);
     forget_block(x);
     if (has_flag(x, vok_matrix_flag_reference))
         x->info.size = info.size;
@@ -329,6 +326,8 @@ vok_err vok_matrix_rebuild(vok_matrix *x)
         x->info.type = _vok_sym_char;
     }
     if (has_flag(x, vok_matrix_flag_reference)) {
+        // strides are the caller's, but no code that walks cells meets more planes than there can be
+        x->info.planecount = clip_planecount(x->info.planecount);
         vok_object_notify(x, _vok_sym_modified, nullptr);
         return VOK_ERR_NONE;
     }
@@ -342,9 +341,9 @@ vok_err vok_matrix_rebuild(vok_matrix *x)
 
     const long bytes = lay_out(&x->info);
     if (bytes < 0) {
-        vok_object_error(x, "could not allocate matrix");
         free_handle(x);
         free_block(x);
+        vok_object_error(x, "could not allocate matrix");
         return end_without_storage(x);
     }
     if (has_flag(x, vok_matrix_flag_handle)) {

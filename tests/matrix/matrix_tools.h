@@ -67,6 +67,10 @@ template <typename T> zan_word as_word(T *p)
 {
     return reinterpret_cast<zan_word>(p);
 }
+inline zan_word as_word(const matrix &m)
+{
+    return as_word(static_cast<vok_matrix *>(m));
+}
 
 // "3 0.5 val": whole numbers as longs, numbers with a point as floats, else symbols.
 inline std::vector<atom> atoms(const std::string &text)
