@@ -108,6 +108,11 @@ void *make_box(symbol *name, long argc, atom *argv)
     void *x = c ? zan_vok_obex_new(c, library) : nullptr;
     if (!x)
         return nullptr;
+    if (!zan_vok_obex_get(x)) { // what it would own would be nobody's
+        object_error(x, "out of memory");
+        object_free(x);
+        return nullptr;
+    }
     const long plain = zan_vok_attr_args_offset(argc, argv);
     void *o = name == matrix_box() ? vok_object_new(library, plain, argv)
                                    : vok_object_new_imp(library, 0, 0, 0, 0, 0, 0, 0, 0);
