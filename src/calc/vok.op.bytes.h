@@ -73,32 +73,26 @@ constexpr bool estimates_suffice()
 }
 static_assert(estimates_suffice());
 
-// Of eight bytes in 32 bits. Of 0 comes what the conversion makes of an infinity, the most
-// negative number, which packs to 0: so a quotient by 0 is 0.
-[[gnu::always_inline]] inline __m256i reciprocals(__m256i b)
+// Of the bytes `from` to `from` + 3 of both halves, in 32 bits. Of 0 comes what the conversion
+// makes of an infinity, the most negative number, which packs to 0: so a quotient by 0 is 0.
+[[gnu::always_inline]] inline __m256i reciprocals(__m256i b, int from)
 {
-    return _mm256_cvtps_epi32(_mm256_fmadd_ps(_mm256_rcp_ps(_mm256_cvtepi32_ps(b)),
-                                              _mm256_set1_ps(reciprocal_of_one),
+    constexpr int none = -0x7f7f8000; // for the other bytes of a byte's 32 bits
+    const __m256i first = _mm256_setr_epi32(none, none + 1, none + 2, none + 3, none, none + 1, none + 2, none + 3);
+    const __m256 x = _mm256_cvtepi32_ps(_mm256_shuffle_epi8(b, _mm256_add_epi32(first, _mm256_set1_epi32(from))));
+    return _mm256_cvtps_epi32(_mm256_fmadd_ps(_mm256_rcp_ps(x), _mm256_set1_ps(reciprocal_of_one),
                                               _mm256_set1_ps(reciprocal_rounding)));
 }
 
-// Of 16 pairs in words, a in both bytes of its words. Packing undoes what unpacking did to
-// the order, here and below.
-[[gnu::always_inline]] inline __m256i quotients_of_words(__m256i a, __m256i b)
-{
-    const __m256i none = _mm256_setzero_si256();
-    const __m256i r = _mm256_packus_epi32(reciprocals(_mm256_unpacklo_epi16(b, none)),
-                                          reciprocals(_mm256_unpackhi_epi16(b, none)));
-    return _mm256_srli_epi16(_mm256_mulhi_epu16(a, r), 8);
-}
-
+// Packing puts together what unpacking took apart, half by half.
 [[gnu::always_inline]] inline u8s quotients(u8s va, u8s vb)
 {
     const __m256i a = reinterpret_cast<__m256i>(va), b = reinterpret_cast<__m256i>(vb);
-    const __m256i none = _mm256_setzero_si256();
-    const __m256i low = quotients_of_words(_mm256_unpacklo_epi8(a, a), _mm256_unpacklo_epi8(b, none));
-    const __m256i high = quotients_of_words(_mm256_unpackhi_epi8(a, a), _mm256_unpackhi_epi8(b, none));
-    return reinterpret_cast<u8s>(_mm256_packus_epi16(low, high));
+    const __m256i low = _mm256_mulhi_epu16(_mm256_unpacklo_epi8(a, a),
+                                           _mm256_packus_epi32(reciprocals(b, 0), reciprocals(b, 4)));
+    const __m256i high = _mm256_mulhi_epu16(_mm256_unpackhi_epi8(a, a),
+                                            _mm256_packus_epi32(reciprocals(b, 8), reciprocals(b, 12)));
+    return reinterpret_cast<u8s>(_mm256_packus_epi16(_mm256_srli_epi16(low, 8), _mm256_srli_epi16(high, 8)));
 }
 
 #else
