@@ -78,20 +78,21 @@ static_assert(estimates_suffice());
 [[gnu::always_inline]] inline __m256i reciprocals(__m256i b, int from)
 {
     constexpr int none = -0x7f7f8000; // for the other bytes of a byte's 32 bits
-    const __m256i first = _mm256_setr_epi32(none, none + 1, none + 2, none + 3, none, none + 1, none + 2, none + 3);
+    const __m256i first =
+        _mm256_setr_epi32(none, none + 1, none + 2, none + 3, none, none + 1, none + 2, none + 3);
     const __m256 x = _mm256_cvtepi32_ps(_mm256_shuffle_epi8(b, _mm256_add_epi32(first, _mm256_set1_epi32(from))));
-    return _mm256_cvtps_epi32(_mm256_fmadd_ps(_mm256_rcp_ps(x), _mm256_set1_ps(reciprocal_of_one),
-                                              _mm256_set1_ps(reciprocal_rounding)));
+    return _mm256_cvtps_epi32(
+        _mm256_fmadd_ps(_mm256_rcp_ps(x), _mm256_set1_ps(reciprocal_of_one), _mm256_set1_ps(reciprocal_rounding)));
 }
 
 // Packing puts together what unpacking took apart, half by half.
 [[gnu::always_inline]] inline u8s quotients(u8s va, u8s vb)
 {
     const __m256i a = reinterpret_cast<__m256i>(va), b = reinterpret_cast<__m256i>(vb);
-    const __m256i low = _mm256_mulhi_epu16(_mm256_unpacklo_epi8(a, a),
-                                           _mm256_packus_epi32(reciprocals(b, 0), reciprocals(b, 4)));
-    const __m256i high = _mm256_mulhi_epu16(_mm256_unpackhi_epi8(a, a),
-                                            _mm256_packus_epi32(reciprocals(b, 8), reciprocals(b, 12)));
+    const __m256i low =
+        _mm256_mulhi_epu16(_mm256_unpacklo_epi8(a, a), _mm256_packus_epi32(reciprocals(b, 0), reciprocals(b, 4)));
+    const __m256i high =
+        _mm256_mulhi_epu16(_mm256_unpackhi_epi8(a, a), _mm256_packus_epi32(reciprocals(b, 8), reciprocals(b, 12)));
     return reinterpret_cast<u8s>(_mm256_packus_epi16(_mm256_srli_epi16(low, 8), _mm256_srli_epi16(high, 8)));
 }
 
