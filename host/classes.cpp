@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <new>
+#include <utility>
 #include <sys/mman.h>
 
 static_assert(offsetof(zan_class, name) == 0);
@@ -80,11 +81,12 @@ void destroy_class(zan_class *c)
         if (c->next)
             c->next->previous = c->previous;
         for (zan_class *other = all_classes; other; other = other->next)
-            if (other->origin == c)
-                other->origin = nullptr;
+            for (zan_class **kin : {&other->origin, &other->outer})
+                if (*kin == c)
+                    *kin = nullptr;
     }
     if (making == c)
-        making = nullptr;
+        making = c->outer;
     object_free(c->attributes);
     object_free(c->method_objects);
     object_free(c->typed_wrappers);
@@ -305,6 +307,8 @@ zan_class *class_new(const char *name, zan_method new_fn, zan_method free_fn, lo
     va_start(list, menu_fn);
     read_types(list, c->new_types);
     va_end(list);
+    if (making && !making->name_space)
+        c->outer = making;
     making = c;
     return c;
 }
@@ -316,6 +320,8 @@ long class_register(symbol *name_space, zan_class *c)
     if (registry_class_store(name_space, c->name, c) != c)
         return zan_err_duplicate;
     c->name_space = name_space;
+    if (making == c && c->outer)
+        making = std::exchange(c->outer, nullptr);
     return zan_err_none;
 }
 

@@ -82,7 +82,7 @@ bool is_named_main(); // the same, but named, and whatever it plays
 double virtual_ms();  // virtual time, or -1 while time is real (scheduler.cpp)
 void end_the_run();   // no clock begins any more, and the main loop ends (scheduler.cpp)
 
-zan_class *class_in_making(); // the class that this thread made last, or null (classes.cpp)
+zan_class *class_in_making(); // what addmess adds to, or null (classes.cpp)
 
 // Whether a cord can end at this inlet (outlets.cpp).
 bool has_inlet(object *box, long inlet);

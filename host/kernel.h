@@ -194,6 +194,7 @@ struct zan_class {
     zan::pod_array<void *> adornments;
     zan::pod_array<zan::keyed_word> extra;
     zan_class *next, *previous; // of all classes
+    zan_class *outer;           // in the making when this one was made, and not registered then
     zan::symbol_index *index;   // the method table's: leak checkers don't look into its mapping
 };
 

@@ -251,7 +251,7 @@ VOKRA_EXPORT vok_err zan_vok_attr_args(void *x, long argc, atom *argv);
 VOKRA_EXPORT long zan_vok_attr_args_offset(long argc, const atom *argv);
 /* attrindex name index value: one element (from 0) of an array attribute; what lies
  * between the old end and a new index becomes 0. OBND for an index below 0 or above
- * 65535; EROR for an unknown attribute. */
+ * 65535; EROR for what neither is an attribute nor answers "get<name>". */
 VOKRA_EXPORT vok_err zan_vok_attrindex(void *x, symbol *selector, long argc, atom *argv);
 /* getattributes: one message `attributes` with all names out of dumpout, at most 256;
  * getstate: one message per attribute with its values. */

@@ -12,7 +12,9 @@ extern "C" {
  * The type list (up to 15 argtype words, ended by 0) is the constructor's:
  * argtype_gimme gives new_fn(classname, argc, argv), argtype_cant up to eight
  * words as they come, typed lists one converted argument a tag. `menu_fn` is
- * kept and unused. The newest class is "the class in the making" (addmess). */
+ * kept and unused. The newest class is "the class in the making" (addmess), until its
+ * registration gives way to an older one of this thread that isn't registered yet: a
+ * class may be half made when its module brings up a library with classes of its own. */
 ZAN_EXPORT zan_class *class_new(const char *name, zan_method new_fn, zan_method free_fn, long size,
                                 zan_method menu_fn, ...);
 /* Makes the class findable under its name; host error number. */

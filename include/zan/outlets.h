@@ -51,7 +51,7 @@ ZAN_EXPORT void proxy_delete(void *proxy);
  * is the left one, or no message. */
 ZAN_EXPORT long proxy_getinlet(void *box);
 
-/* Add a method to the class in the making: the one that this thread made last. */
+/* Add a method to the class in the making (class_new). */
 ZAN_EXPORT void addmess(zan_method fn, const char *name, ...);
 ZAN_EXPORT void addbang(zan_method fn);
 ZAN_EXPORT void addint(zan_method fn);

@@ -325,7 +325,7 @@ long zan_vok_attr_args_offset(long argc, const atom *argv)
 
 vok_err zan_vok_attr_args(void *x, long argc, atom *argv)
 {
-    if (!argv || !zan_vok_obex_get(x))
+    if (!argv || argc < 0 || !zan_vok_obex_get(x))
         return VOK_ERR_NONE;
     const auto next_word = [&](long i) { return std::find_if(argv + i, argv + argc, is_attr_word) - argv; };
     for (long i = next_word(0); i < argc;) {
@@ -346,14 +346,17 @@ vok_err zan_vok_attrindex(void *x, symbol *, long argc, atom *argv)
     if (argc > 2 && argv)
         value = argv[2];
     void *attr = zan_vok_obex_attr_getobject(x, name);
-    if (!attr)
+    vok::atom_array old;
+    if (attr)
+        vok::attr_read(zan_vok_obex_attr_gettarget(x, name), attr, &old.argc, &old.argv);
+    else // an object from before attributes has a pair of messages
+        zan_vok_attr_get(x, name, &old.argc, &old.argv);
+    if (!attr && !old.argc)
         return VOK_ERR_EROR;
     if (index < 0 || index >= most) {
         vok_error_code(x, VOK_ERR_OBND);
         return VOK_ERR_OBND;
     }
-    vok::atom_array old;
-    vok::attr_read(zan_vok_obex_attr_gettarget(x, name), attr, &old.argc, &old.argv);
     const long count = std::max(old.argc, index + 1);
     auto *atoms = static_cast<atom *>(sysmem_newptr(count * long{sizeof(atom)}));
     if (!atoms)

@@ -38,6 +38,18 @@ TEST(Startup, TheFirstObjectBringsTheLibraryUp)
         testing::ExitedWithCode(0), "");
 }
 
+TEST(Startup, ABoxClassInTheMakingBringsTheLibraryUpAndStaysIt)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            zan_class *c = class_new("first.box", nullptr, nullptr, sizeof(object) + sizeof(void *), nullptr, 0);
+            zan_vok_classex *record = zan_vok_classex_setup(sizeof(object));
+            exit_when(record && _vok_initialized == 1 && zan_vok_classex_get(object_alloc(c)) == record);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
 long gl_starts;
 zan_word start_gl(zan_word argument)
 {
