@@ -65,7 +65,7 @@ enum {
 /* ---- setting up a box class ---- */
 
 /* Allocates the class's record and adds its private method: the first form to the class
- * in the making, so the library must be up (initialize) before that class is made.
+ * in the making, which is not registered yet. Either brings the library up first.
  * `oboffset` names a pointer-sized word of the box's structure. Null when memory is out. */
 VOKRA_EXPORT zan_vok_classex *zan_vok_classex_setup(long oboffset);
 VOKRA_EXPORT zan_vok_classex *zan_vok_class_obex_setup(zan_class *c, long oboffset);
