@@ -6,8 +6,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <new>
-#include <utility>
 #include <sys/mman.h>
+#include <utility>
 
 static_assert(offsetof(zan_class, name) == 0);
 static_assert(offsetof(zan_class, attributes) == 11 * sizeof(void *));
