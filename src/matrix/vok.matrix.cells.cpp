@@ -411,7 +411,10 @@ void vok_matrix_fillplane_ndim(long dimcount, const long *dim, long plane, const
     fill_plane(dimcount, dim, plane, value, info, data, nullptr);
 }
 
-vok_err vok_matrix_setall(vok_matrix *x, symbol *, long argc, atom *argv)
+namespace {
+
+// With the matrix pinned calls put(rule) by the rule of its elements, if they can be written from atoms.
+vok_err write_by_rule(vok_matrix *x, long argc, const atom *argv, auto put)
 {
     if (!x)
         return VOK_ERR_INVP;
@@ -420,38 +423,36 @@ vok_err vok_matrix_setall(vok_matrix *x, symbol *, long argc, atom *argv)
     const matrix_pin pin(x);
     if (!x->data)
         return VOK_ERR_OBND;
-    const element_rule *rule = rule_of(x->info.type);
-    if (!rule || !rule->pass)
-        return VOK_ERR_NONE;
-    const long size = matrix_elementsize(x->info.type);
-    const long given = std::min(argc, max_values);
-    alignas(double) unsigned char values[max_values * sizeof(double)] = {};
-    for (long p = 0; p < max_values; p++) {
-        if (given == 1 || p < given)
-            rule->write(values + p * size, argv + (given == 1 ? 0 : p));
-    }
-    vok_matrix_setall_ndim(x->info.dimcount, x->info.dim, x->info.planecount, values, &x->info, x->data);
+    if (const element_rule *rule = rule_of(x->info.type); rule && rule->pass)
+        put(*rule);
     return VOK_ERR_NONE;
+}
+
+} // namespace
+
+vok_err vok_matrix_setall(vok_matrix *x, symbol *, long argc, atom *argv)
+{
+    return write_by_rule(x, argc, argv, [=](const element_rule &rule) {
+        const long size = matrix_elementsize(x->info.type);
+        const long given = std::min(argc, max_values);
+        alignas(double) unsigned char values[max_values * sizeof(double)] = {};
+        for (long p = 0; p < max_values; p++) {
+            if (given == 1 || p < given)
+                rule.write(values + p * size, argv + (given == 1 ? 0 : p));
+        }
+        vok_matrix_setall_ndim(x->info.dimcount, x->info.dim, x->info.planecount, values, &x->info, x->data);
+    });
 }
 
 vok_err vok_matrix_fillplane(vok_matrix *x, symbol *, long argc, atom *argv)
 {
-    if (!x)
-        return VOK_ERR_INVP;
-    if (argc < 1 || !argv)
-        return VOK_ERR_NONE;
-    const matrix_pin pin(x);
-    if (!x->data)
-        return VOK_ERR_OBND;
-    const element_rule *rule = rule_of(x->info.type);
-    if (!rule || !rule->pass)
-        return VOK_ERR_NONE;
-    // One past the last plane is deliberate: the value lands in the next cell's first
-    // plane. The last cell of all is left out where that would leave the memory.
-    const long plane = std::clamp(atom_getlong(argv), zan_word{0}, zan_word{x->info.planecount});
-    alignas(double) unsigned char value[sizeof(double)] = {};
-    if (argc > 1)
-        rule->write(value, argv + 1);
-    fill_plane(x->info.dimcount, x->info.dim, plane, value, &x->info, x->data, end_of_memory(x));
-    return VOK_ERR_NONE;
+    return write_by_rule(x, argc, argv, [=](const element_rule &rule) {
+        // One past the last plane is deliberate: the value lands in the next cell's first
+        // plane. The last cell of all is left out where that would leave the memory.
+        const long plane = std::clamp(atom_getlong(argv), zan_word{0}, zan_word{x->info.planecount});
+        alignas(double) unsigned char value[sizeof(double)] = {};
+        if (argc > 1)
+            rule.write(value, argv + 1);
+        fill_plane(x->info.dimcount, x->info.dim, plane, value, &x->info, x->data, end_of_memory(x));
+    });
 }

@@ -8,6 +8,7 @@
 #include <vokra/vokra.h>
 #include <zan/zan.h>
 
+#include "expr_by_nodes.h"
 #include "matrix/matrix_tools.h"
 #include "scratch.h"
 
@@ -83,19 +84,7 @@ struct expression {
         void *inputs = vok_linklist_new();
         for (void *m : in)
             vok_linklist_append(inputs, m);
-        for (long p = 0; p < out->info.planecount; p++) {
-            vok_matrix_info info = out->info;
-            info.type = x->precision;
-            info.planecount = 1;
-            x->curplane = p;
-            vok_tree_node *tree = x->trees[p % x->exprcount];
-            vok_matrix_conv_info conv = {};
-            std::fill_n(conv.planemap, 32, -1L);
-            conv.planemap[p] = 0;
-            if (tree && !vok_expr_prepcalc(x, tree, inputs, &info, nullptr))
-                if (void *m = vok_expr_treecalc(x, tree))
-                    vok_matrix_frommatrix(out, m, &conv);
-        }
+        calculate_by_nodes(x, inputs, out);
         vok_linklist_chuck(inputs);
     }
 };

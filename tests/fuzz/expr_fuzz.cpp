@@ -4,10 +4,11 @@
 #include <vokra/vokra.h>
 #include <zan/host.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+
+#include "../calc/expr_by_nodes.h"
 
 namespace {
 
@@ -23,23 +24,6 @@ vok_matrix *make(const char *type)
     for (long i = 0; i < info.dim[0] * 8 * info.dim[1]; i++)
         m->data[i] = static_cast<unsigned char>(i * 5 % 64);
     return m;
-}
-
-void by_nodes(vok_expr *x, vok_matrix *in, vok_matrix *out)
-{
-    for (long p = 0; x->exprcount > 0 && p < 2; p++) {
-        vok_matrix_info info = out->info;
-        info.type = x->precision;
-        info.planecount = 1;
-        x->curplane = p;
-        vok_tree_node *tree = x->trees[p % x->exprcount];
-        vok_matrix_conv_info conv = {};
-        std::fill_n(conv.planemap, 32, -1L);
-        conv.planemap[p] = 0;
-        if (tree && !vok_expr_prepcalc(x, tree, in, &info, nullptr))
-            if (void *m = vok_expr_treecalc(x, tree))
-                vok_matrix_frommatrix(out, m, &conv);
-    }
 }
 
 } // namespace
@@ -69,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     vok_expr_expr(x, nullptr, count, list);
     vok_expr_expr(y, nullptr, count, list);
     vok_expr_matrix_calc(x, in, out);
-    by_nodes(y, in, same);
+    calculate_by_nodes(y, in, same);
     for (long row = 0; row < 2; row++)
         for (long i = 0; i < 3 * 2; i++) {
             float a, b;
