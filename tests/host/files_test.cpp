@@ -48,6 +48,18 @@ class files : public testing::Test {
         EXPECT_EQ(path_createsysfile(name, 0, 0, &file), 0);
         return file;
     }
+    static zan_file_handle open(const char *name, short permission)
+    {
+        zan_file_handle file = nullptr;
+        EXPECT_EQ(path_opensysfile(name, 0, &file, permission), 0);
+        return file;
+    }
+    static std::string full_name(short path, const char *name)
+    {
+        char full[ZAN_NAME_SIZE];
+        EXPECT_EQ(path_topathname(path, name, full), 0);
+        return full;
+    }
     static long put(zan_file_handle file, const std::string &bytes)
     {
         long count = static_cast<long>(bytes.size());
@@ -87,7 +99,7 @@ TEST_F(files, names_split_where_their_folder_is)
     };
     for (const auto &row : rows) {
         short path = 77;
-        char name[ZAN_NAME_SIZE] = "untouched", full[ZAN_NAME_SIZE];
+        char name[ZAN_NAME_SIZE] = "untouched";
         const short failed = path_frompotentialpathname(row.text.c_str(), &path, name);
         EXPECT_EQ(failed != 0, row.full.empty()) << row.text;
         if (failed) {
@@ -95,8 +107,7 @@ TEST_F(files, names_split_where_their_folder_is)
             EXPECT_STREQ(name, "untouched");
         } else {
             EXPECT_LT(path, 0);
-            ASSERT_EQ(path_topathname(path, name, full), 0);
-            EXPECT_EQ(full, row.full);
+            EXPECT_EQ(full_name(path, name), row.full);
         }
     }
 }
@@ -109,20 +120,15 @@ TEST_F(files, identifiers_stay_and_0_follows_the_current_folder)
     ASSERT_EQ(path_frompotentialpathname("sub/a.txt", &first, name), 0);
     ASSERT_EQ(path_frompotentialpathname((scratch / "sub/b.txt").c_str(), &second, name), 0);
     EXPECT_EQ(first, second);
-    EXPECT_EQ(path_topathname(0, "x", full), 0);
-    EXPECT_EQ(full, scratch / "x");
+    EXPECT_EQ(full_name(0, "x"), scratch / "x");
     std::filesystem::current_path("sub");
-    EXPECT_EQ(path_topathname(0, "x", full), 0);
-    EXPECT_EQ(full, scratch / "sub/x");
-    EXPECT_EQ(path_topathname(first, "/etc/x", full), 0);
-    EXPECT_STREQ(full, "/etc/x");
-    EXPECT_EQ(path_topathname(first, "", full), 0);
-    EXPECT_EQ(full, scratch / "sub");
+    EXPECT_EQ(full_name(0, "x"), scratch / "sub/x");
+    EXPECT_EQ(full_name(first, "/etc/x"), "/etc/x");
+    EXPECT_EQ(full_name(first, ""), scratch / "sub");
     for (const short unknown : {short(1), short(-32768), short(32767)})
         EXPECT_NE(path_topathname(unknown, "x", full), 0) << unknown;
     EXPECT_NE(path_topathname(0, std::string(ZAN_NAME_SIZE, 'x').c_str(), full), 0);
-    EXPECT_EQ(path_topathname(path_tempfolder(), "x", full), 0);
-    EXPECT_TRUE(std::filesystem::is_directory(std::filesystem::path(full).parent_path()));
+    EXPECT_TRUE(std::filesystem::is_directory(full_name(path_tempfolder(), "")));
 }
 
 TEST_F(files, the_search_goes_from_near_to_far)
@@ -204,9 +210,7 @@ TEST_F(files, information)
     scratch.make("a.jpg", png_mark + "12345");
     zan_fileinfo info;
     ASSERT_EQ(path_fileinfo("a.jpg", 0, &info), 0);
-    EXPECT_EQ(info.size, 13);
-    EXPECT_EQ(info.type, code("PNG ")); // the bytes tell, not the name
-    EXPECT_EQ(info.flags, 0);
+    EXPECT_TRUE(info.size == 13 && info.type == code("PNG ") && info.flags == 0); // the bytes tell, not the name
     EXPECT_NEAR(static_cast<double>(info.date), static_cast<double>(time(nullptr)), 100);
     ASSERT_EQ(path_fileinfo(scratch.name().c_str(), 0, &info), 0);
     EXPECT_EQ(info.flags, 1);
@@ -246,11 +250,9 @@ TEST_F(files, names_conform)
 TEST_F(files, packages_lie_in_search_folders)
 {
     scratch.make("data/vokra/packages/GOOD/init", "");
-    char full[ZAN_NAME_SIZE];
     const short path = packages_getpackagepath("GOOD");
     ASSERT_LT(path, 0);
-    EXPECT_EQ(path_topathname(path, "init", full), 0);
-    EXPECT_EQ(full, scratch / "data/vokra/packages/GOOD/init");
+    EXPECT_EQ(full_name(path, "init"), scratch / "data/vokra/packages/GOOD/init");
     for (const char *name : {"BAD", "", ".", "..", "../packages/GOOD"})
         EXPECT_EQ(packages_getpackagepath(name), 0) << name;
 }
@@ -345,9 +347,7 @@ TEST_F(files, spoolcopy_copies_the_whole)
         bytes.push_back(static_cast<char>(i * 7 + i / 256));
     scratch.make("from", bytes);
     scratch.make("to", std::string(bytes.size() + 100, 'x'));
-    zan_file_handle from, to;
-    ASSERT_EQ(path_opensysfile("from", 0, &from, 1), 0);
-    ASSERT_EQ(path_opensysfile("to", 0, &to, 3), 0);
+    zan_file_handle from = open("from", 1), to = open("to", 3);
     sysfile_setpos(from, 1, 5);
     sysfile_setpos(to, 1, 5);
     EXPECT_EQ(sysfile_spoolcopy(from, to, 0), 0);
@@ -357,60 +357,47 @@ TEST_F(files, spoolcopy_copies_the_whole)
     EXPECT_TRUE(bytes_of("to") == bytes);
 }
 
-TEST_F(files, text_comes_in_with_one_kind_of_line_end)
+TEST_F(files, text_comes_in_and_goes_out_with_one_kind_of_line_end)
 {
     enum { keep = 1, nul = 4, every = 8 };
     const std::string mixed = "\xef\xbb\xbf"
                               "a\r\nb\rc\n\r\n\rd\r";
     const struct {
+        bool in;
+        std::string text;
         long maxsize, flags;
         std::string expected;
     } rows[] = {
-        {0, 0, "a\nb\nc\n\n\nd\n"},
-        {0, keep, "a\r\nb\rc\n\r\n\rd\r"},
-        {0, every, mixed},
-        {0, nul, std::string("a\nb\nc\n\n\nd\n\0", 11)},
-        {5, every, mixed.substr(0, 5)},
-        {5, 0, "a\n"},
-        {1000, every, mixed},
-    };
-    scratch.make("t", mixed);
-    for (const auto &row : rows) {
-        zan_file_handle file;
-        ASSERT_EQ(path_opensysfile("t", 0, &file, 1), 0);
-        zan_handle text = sysmem_newhandle(3);
-        EXPECT_EQ(sysfile_readtextfile(file, text, row.maxsize, row.flags), 0);
-        EXPECT_EQ(std::string(*text, static_cast<size_t>(sysmem_handlesize(text))), row.expected) << row.flags;
-        sysmem_freehandle(text);
-        sysfile_close(file);
-    }
-}
-
-TEST_F(files, text_goes_out)
-{
-    enum { keep = 1, nul = 4, every = 8 };
-    const struct {
-        std::string text;
-        long flags;
-        std::string expected;
-    } rows[] = {
-        {"a\r\nb\rc\n", 0, "a\nb\nc\n"},
-        {"a\r\nb", keep, "a\r\nb"},
-        {"a\r\nb", every, "a\r\nb"},
-        {std::string("ab\0", 3), nul, "ab"},
-        {std::string("ab\0", 3), 0, std::string("ab\0", 3)},
-        {"", 0, ""},
+        {true, mixed, 0, 0, "a\nb\nc\n\n\nd\n"},
+        {true, mixed, 0, keep, "a\r\nb\rc\n\r\n\rd\r"},
+        {true, mixed, 0, every, mixed},
+        {true, mixed, 0, nul, std::string("a\nb\nc\n\n\nd\n\0", 11)},
+        {true, mixed, 5, every, mixed.substr(0, 5)},
+        {true, mixed, 5, 0, "a\n"},
+        {true, mixed, 1000, every, mixed},
+        {false, "a\r\nb\rc\n", 0, 0, "a\nb\nc\n"},
+        {false, "a\r\nb", 0, keep, "a\r\nb"},
+        {false, "a\r\nb", 0, every, "a\r\nb"},
+        {false, std::string("ab\0", 3), 0, nul, "ab"},
+        {false, std::string("ab\0", 3), 0, 0, std::string("ab\0", 3)},
+        {false, "", 0, 0, ""},
     };
     for (const auto &row : rows) {
-        scratch.make("t", "what stood there before, and was longer");
-        zan_file_handle file;
-        ASSERT_EQ(path_opensysfile("t", 0, &file, 3), 0);
-        zan_handle text = sysmem_newhandle(0);
-        ASSERT_EQ(sysmem_ptrandhand(row.text.data(), text, static_cast<long>(row.text.size())), 0);
-        EXPECT_EQ(sysfile_writetextfile(file, text, row.flags), 0);
+        scratch.make("t", row.in ? row.text : "what stood there before, and was longer");
+        zan_file_handle file = open("t", row.in ? 1 : 3);
+        zan_handle text = sysmem_newhandle(row.in ? 3 : 0);
+        if (row.in) {
+            EXPECT_EQ(sysfile_readtextfile(file, text, row.maxsize, row.flags), 0);
+            EXPECT_EQ(std::string(*text, static_cast<size_t>(sysmem_handlesize(text))), row.expected) << row.flags;
+        } else {
+            ASSERT_EQ(sysmem_ptrandhand(row.text.data(), text, static_cast<long>(row.text.size())), 0);
+            EXPECT_EQ(sysfile_writetextfile(file, text, row.flags), 0);
+        }
         sysmem_freehandle(text);
         EXPECT_EQ(sysfile_close(file), 0);
-        EXPECT_EQ(bytes_of("t"), row.expected);
+        if (!row.in) {
+            EXPECT_EQ(bytes_of("t"), row.expected) << row.flags;
+        }
     }
 }
 
@@ -418,7 +405,7 @@ TEST_F(files, dialogs_are_cancelled_until_answered)
 {
     scratch.make("sub/in.png", png_mark);
     const uint32_t types[] = {code("VoK!"), code("TEXT")};
-    char name[ZAN_NAME_SIZE] = "default.vkf", full[ZAN_NAME_SIZE];
+    char name[ZAN_NAME_SIZE] = "default.vkf";
     short path = 77;
     uint32_t type = 77;
     EXPECT_NE(open_dialog(name, &path, &type, types, 2), 0);
@@ -432,8 +419,7 @@ TEST_F(files, dialogs_are_cancelled_until_answered)
     EXPECT_EQ(open_dialog(name, &path, &type, types, 2), 0);
     EXPECT_STREQ(name, "in.png");
     EXPECT_EQ(type, code("PNG "));
-    EXPECT_EQ(path_topathname(path, name, full), 0);
-    EXPECT_EQ(full, scratch / "sub/in.png");
+    EXPECT_EQ(full_name(path, name), scratch / "sub/in.png");
     EXPECT_NE(getfolder(&path), 0); // a file is no folder
     EXPECT_NE(reports.one_error().find("in.png"), std::string::npos);
 
@@ -442,11 +428,9 @@ TEST_F(files, dialogs_are_cancelled_until_answered)
     EXPECT_EQ(saveasdialog_extended(name, &path, &type, types, 2), 0);
     EXPECT_STREQ(name, "default.vkf");
     EXPECT_EQ(type, code("VoK!"));
-    EXPECT_EQ(path_topathname(path, name, full), 0);
-    EXPECT_EQ(full, scratch / "sub/default.vkf");
+    EXPECT_EQ(full_name(path, name), scratch / "sub/default.vkf");
     EXPECT_EQ(getfolder(&path), 0);
-    EXPECT_EQ(path_topathname(path, "", full), 0);
-    EXPECT_EQ(full, scratch / "sub");
+    EXPECT_EQ(full_name(path, ""), scratch / "sub");
 
     zan_set_dialog_answer("sub/missing.png");
     EXPECT_NE(open_dialog(name, &path, &type, types, 2), 0);
@@ -464,8 +448,7 @@ TEST_F(files, dialogs_are_cancelled_until_answered)
     zan_set_dialog_answer("in.png");
     dialog_setkey(code("pics"));
     EXPECT_EQ(open_dialog(name, &path, &type, types, 2), 0);
-    EXPECT_EQ(path_topathname(path, name, full), 0);
-    EXPECT_EQ(full, scratch / "sub/in.png");
+    EXPECT_EQ(full_name(path, name), scratch / "sub/in.png");
     EXPECT_NE(open_dialog(name, &path, &type, types, 2), 0);
     reports.take();
     zan_set_dialog_answer(nullptr);

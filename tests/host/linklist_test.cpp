@@ -1,12 +1,9 @@
 // Lists: a long random walk held against a plain vector, by calls and by messages; who
 // frees what; and changes made while a list is walked.
-#include <gtest/gtest.h>
-#include <zan/host.h>
-
+#include "kernel_fixture.h"
 #include <algorithm>
 #include <array>
 #include <random>
-#include <vector>
 
 namespace {
 
@@ -29,9 +26,9 @@ zan_class *item_class()
     static zan_class *c = [] {
         zan_class *made =
             class_new("linklist_test_item", nullptr, nullptr, sizeof(item), nullptr, argtype_cant, 0);
-        class_addmethod(made, reinterpret_cast<zan_method>(item_number), "number", argtype_cant, 0);
-        class_addmethod(made, reinterpret_cast<zan_method>(item_add), "add", argtype_cant, 0);
-        class_register(gensym("nobox"), made);
+        class_addmethod(made, M(item_number), "number", argtype_cant, 0);
+        class_addmethod(made, M(item_add), "add", argtype_cant, 0);
+        class_register(S("nobox"), made);
         return made;
     }();
     return c;
@@ -46,18 +43,7 @@ item *new_item(zan_word number)
 
 long items_alive()
 {
-    return zan_object_count(gensym("linklist_test_item"));
-}
-
-zan_word send(void *list, const char *name, zan_word a = 0, zan_word b = 0, zan_word c = 0, zan_word d = 0,
-              zan_word e = 0, zan_word f = 0, zan_word g = 0, zan_word h = 0)
-{
-    return object_method_imp(list, gensym(name), a, b, c, d, e, f, g, h);
-}
-
-template <typename T> zan_word word(T value)
-{
-    return reinterpret_cast<zan_word>(value);
+    return zan_object_count(S("linklist_test_item"));
 }
 
 std::vector<void *> contents(void *list)
@@ -87,22 +73,22 @@ TEST(Linklist, ARandomWalkAgreesWithAVector)
     for (const bool by_message : {false, true}) {
         void *list = linklist_new();
         std::vector<void *> model;
-        const auto at = [&](long extra) { return long(random() % (model.size() + 1)) + extra; };
         for (int step = 0; step < 4000; step++) {
-            const long index = at(-1), other = at(0);
+            const long index = long(random() % (model.size() + 1)) - 1,
+                       other = long(random() % (model.size() + 1));
             void *value = plain(long(random() % 500));
             const bool valid = index >= 0 && index < long(model.size());
             switch (random() % 10) {
             case 0:
             case 1: {
-                const long where = by_message ? send(list, "append", word(value)) : linklist_append(list, value);
+                const long where = by_message ? send(list, "append", W(value)) : linklist_append(list, value);
                 EXPECT_EQ(where, long(model.size()));
                 model.push_back(value);
                 break;
             }
             case 2:
             case 3: {
-                const long where = by_message ? send(list, step % 2 ? "insert" : "insertindex", word(value), index)
+                const long where = by_message ? send(list, step % 2 ? "insert" : "insertindex", W(value), index)
                                               : linklist_insertindex(list, value, index);
                 EXPECT_EQ(where, index < 0 ? -1 : index);
                 if (index >= 0)
@@ -120,12 +106,11 @@ TEST(Linklist, ARandomWalkAgreesWithAVector)
             case 5: {
                 const auto found = std::find(model.begin(), model.end(), value);
                 const long place = found == model.end() ? -1 : found - model.begin();
-                EXPECT_EQ(by_message ? send(list, "objptr2index", word(value))
-                                     : linklist_objptr2index(list, value),
+                EXPECT_EQ(by_message ? send(list, "objptr2index", W(value)) : linklist_objptr2index(list, value),
                           place);
-                EXPECT_EQ(
-                    (by_message ? send(list, "chuckobject", word(value)) : linklist_chuckobject(list, value)) == 0,
-                    place >= 0);
+                EXPECT_EQ((by_message ? send(list, "chuckobject", W(value)) : linklist_chuckobject(list, value)) ==
+                              0,
+                          place >= 0);
                 if (place >= 0)
                     model.erase(found);
                 break;
@@ -162,16 +147,6 @@ TEST(Linklist, ARandomWalkAgreesWithAVector)
     }
 }
 
-TEST(Linklist, RotatingMovesItemsOn)
-{
-    void *list = plain_list(4);
-    linklist_rotate(list, 1);
-    EXPECT_EQ(contents(list), (std::vector<void *>{plain(4), plain(1), plain(2), plain(3)}));
-    linklist_rotate(list, -2);
-    EXPECT_EQ(contents(list), (std::vector<void *>{plain(2), plain(3), plain(4), plain(1)}));
-    linklist_chuck(list);
-}
-
 TEST(Linklist, ObjectsGoWithTheListUnlessChucked)
 {
     const long before = items_alive();
@@ -179,7 +154,7 @@ TEST(Linklist, ObjectsGoWithTheListUnlessChucked)
     item *kept = new_item(1), *also_kept = new_item(2);
     linklist_append(list, kept);
     linklist_append(list, new_item(3));
-    linklist_append(list, gensym("a symbol is no object"));
+    linklist_append(list, S("a symbol is no object"));
     linklist_append(list, nullptr);
     linklist_append(list, also_kept);
     EXPECT_EQ(items_alive(), before + 3);
@@ -195,12 +170,12 @@ TEST(Linklist, ObjectsGoWithTheListUnlessChucked)
     EXPECT_EQ(object_free(list), 0);
     EXPECT_EQ(items_alive(), before + 2);
 
-    const long lists = zan_object_count(gensym("linklist"));
+    const long lists = zan_object_count(S("linklist"));
     list = linklist_new();
     linklist_append(list, kept);
     linklist_append(list, also_kept);
     EXPECT_EQ(linklist_chuck(list), 0);
-    EXPECT_EQ(zan_object_count(gensym("linklist")), lists);
+    EXPECT_EQ(zan_object_count(S("linklist")), lists);
     EXPECT_EQ(items_alive(), before + 2);
     EXPECT_EQ(kept->number, 1);
     object_free(kept);
@@ -219,7 +194,7 @@ TEST(Linklist, FindingStopsAtTheFirstAndFindsAll)
     EXPECT_EQ(found, plain(7));
     EXPECT_EQ(linklist_findfirst(list, &found, multiple, &thirty), -1);
     EXPECT_EQ(found, nullptr);
-    EXPECT_EQ(send(list, "findfirst", word(&found), word(multiple), word(&seven)), 6);
+    EXPECT_EQ(send(list, "findfirst", W(&found), W(multiple), W(&seven)), 6);
     EXPECT_EQ(found, plain(7));
     void *all = nullptr;
     linklist_findall(list, &all, multiple, &seven);
@@ -240,9 +215,9 @@ TEST(Linklist, SortingIsStableAndShufflingLosesNothing)
     std::vector<void *> shuffled = contents(list);
     EXPECT_NE(shuffled, model);
     EXPECT_TRUE(std::is_permutation(shuffled.begin(), shuffled.end(), model.begin()));
-    std::stable_sort(shuffled.begin(), shuffled.end(),
-                     [](void *a, void *b) { return long(a) % 10 < long(b) % 10; });
-    linklist_sort(list, [](void *a, void *b) -> long { return long(a) % 10 < long(b) % 10; });
+    const auto before = [](void *a, void *b) -> long { return long(a) % 10 < long(b) % 10; };
+    std::stable_sort(shuffled.begin(), shuffled.end(), before);
+    linklist_sort(list, before);
     EXPECT_EQ(contents(list), shuffled);
     linklist_chuck(list);
 }
@@ -252,12 +227,12 @@ TEST(Linklist, MessagesReachEveryItemWithTheirWords)
     void *list = linklist_new();
     for (int i = 0; i < 3; i++)
         linklist_append(list, new_item(i * 1000000));
-    const symbol *add = gensym("add");
-    EXPECT_EQ(linklist_methodall_imp(list, const_cast<symbol *>(add), 1, 2, 3, 4, 5, 6, 0, 0), 2654321);
-    EXPECT_EQ(linklist_methodindex_imp(list, 1, gensym("number"), 0, 0, 0, 0, 0, 0, 0, 0), 1654321);
-    EXPECT_EQ(send(list, "methodall", word(add), 1, 1, 1, 1, 1, 1), 2654321 + 111111);
-    EXPECT_EQ(send(list, "methodindex", 0, word(add), 1, 1, 1, 1, 1, 1), 654321 + 222222);
-    EXPECT_EQ(linklist_methodindex_imp(list, 5, gensym("number"), 0, 0, 0, 0, 0, 0, 0, 0), 0);
+    symbol *add = S("add");
+    EXPECT_EQ(linklist_methodall_imp(list, add, 1, 2, 3, 4, 5, 6, 0, 0), 2654321);
+    EXPECT_EQ(linklist_methodindex_imp(list, 1, S("number"), 0, 0, 0, 0, 0, 0, 0, 0), 1654321);
+    EXPECT_EQ(send(list, "methodall", W(add), 1, 1, 1, 1, 1, 1), 2654321 + 111111);
+    EXPECT_EQ(send(list, "methodindex", 0, W(add), 1, 1, 1, 1, 1, 1), 654321 + 222222);
+    EXPECT_EQ(linklist_methodindex_imp(list, 5, S("number"), 0, 0, 0, 0, 0, 0, 0, 0), 0);
     EXPECT_EQ(linklist_funindex(
                   list, 1,
                   [](void *x, void *data) -> zan_word {
@@ -270,52 +245,36 @@ TEST(Linklist, MessagesReachEveryItemWithTheirWords)
 
 struct walk {
     void *list;
+    void (*act)(void *list, long index);
     std::vector<zan_word> seen;
 };
 
 TEST(Linklist, AWalkMayTakeItemsAway)
 {
     const long before = items_alive();
-    // each visit deletes the next item but one, frees itself, or empties the list
-    struct {
-        void (*fn)(void *, void *);
+    // each visit deletes the next item, frees itself, empties the list, or puts one in front
+    const struct {
+        void (*act)(void *list, long index);
         std::vector<zan_word> seen;
         long left;
-    } const rows[] = {
-        {[](void *x, void *data) {
-             walk *w = static_cast<walk *>(data);
-             w->seen.push_back(static_cast<item *>(x)->number);
-             linklist_deleteindex(w->list, linklist_objptr2index(w->list, x) + 1);
-         },
-         {0, 2, 4},
-         3},
-        {[](void *x, void *data) {
-             walk *w = static_cast<walk *>(data);
-             w->seen.push_back(static_cast<item *>(x)->number);
-             linklist_deleteindex(w->list, linklist_objptr2index(w->list, x));
-         },
-         {0, 1, 2, 3, 4, 5},
-         0},
-        {[](void *x, void *data) {
-             walk *w = static_cast<walk *>(data);
-             w->seen.push_back(static_cast<item *>(x)->number);
-             linklist_clear(w->list);
-         },
-         {0},
-         0},
-        {[](void *x, void *data) {
-             walk *w = static_cast<walk *>(data);
-             w->seen.push_back(static_cast<item *>(x)->number);
-             linklist_insertindex(w->list, new_item(100), 0);
-         },
-         {0, 1, 2, 3, 4, 5},
-         12},
+    } rows[] = {
+        {[](void *list, long index) { linklist_deleteindex(list, index + 1); }, {0, 2, 4}, 3},
+        {[](void *list, long index) { linklist_deleteindex(list, index); }, {0, 1, 2, 3, 4, 5}, 0},
+        {[](void *list, long) { linklist_clear(list); }, {0}, 0},
+        {[](void *list, long) { linklist_insertindex(list, new_item(100), 0); }, {0, 1, 2, 3, 4, 5}, 12},
     };
     for (const auto &row : rows) {
-        walk w{linklist_new(), {}};
+        walk w{linklist_new(), row.act, {}};
         for (int i = 0; i < 6; i++)
             linklist_append(w.list, new_item(i));
-        linklist_funallsafe(w.list, row.fn, &w);
+        linklist_funallsafe(
+            w.list,
+            [](void *x, void *data) {
+                walk *self = static_cast<walk *>(data);
+                self->seen.push_back(static_cast<item *>(x)->number);
+                self->act(self->list, linklist_objptr2index(self->list, x));
+            },
+            &w);
         EXPECT_EQ(w.seen, row.seen);
         EXPECT_EQ(linklist_getsize(w.list), row.left);
         object_free(w.list);
@@ -325,12 +284,11 @@ TEST(Linklist, AWalkMayTakeItemsAway)
 
 TEST(Linklist, ACopyOfTheClassIsTheSameList)
 {
-    ASSERT_NE(class_copy(gensym("nobox"), gensym("linklist"), gensym("linklist_test"), gensym("copied_list")),
-              nullptr);
-    void *list = object_new_imp(gensym("linklist_test"), gensym("copied_list"), 0, 0, 0, 0, 0, 0, 0, 0);
+    ASSERT_NE(class_copy(S("nobox"), S("linklist"), S("linklist_test"), S("copied_list")), nullptr);
+    void *list = object_new_imp(S("linklist_test"), S("copied_list"), 0, 0, 0, 0, 0, 0, 0, 0);
     ASSERT_NE(list, nullptr);
     const long before = items_alive();
-    EXPECT_EQ(send(list, "append", word(new_item(6))), 0);
+    EXPECT_EQ(send(list, "append", W(new_item(6))), 0);
     EXPECT_EQ(send(reinterpret_cast<void *>(send(list, "getindex", 0)), "number"), 6);
     EXPECT_EQ(linklist_getsize(list), 1);
     EXPECT_EQ(send(list, "clear"), 0);

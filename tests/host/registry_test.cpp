@@ -1,6 +1,7 @@
 // Names, clients and notifications, with objects and clients that go meanwhile.
 #include "kernel_fixture.h"
 #include <functional>
+#include <numeric>
 #include <thread>
 
 namespace {
@@ -165,113 +166,85 @@ TEST_F(registry, the_notice_carries_sender_and_data)
 {
     symbol *n = gensym("carried");
     party *x = make(), *c = make();
-    void *got_sender = nullptr, *got_data = nullptr;
-    heard = [&](party *, symbol *, symbol *, void *sender, void *data) { got_sender = sender, got_data = data; };
     object_register(space, n, x);
     object_attach(space, n, c);
-    object_notify(x, S("m"), &got_data);
-    EXPECT_EQ(got_sender, x);
-    EXPECT_EQ(got_data, &got_data);
-    heard = nullptr;
-    c->heard = nullptr;
+    long told = 0;
+    heard = [&](party *, symbol *, symbol *message, void *sender, void *data) {
+        EXPECT_EQ(sender, x);
+        EXPECT_EQ(data, message == S("m") ? &told : nullptr);
+        told++;
+    };
+    object_notify(x, S("m"), &told);
+    EXPECT_EQ(told, 1);
     object_free(c);
     object_free(x);
 }
 
 // What a client may do while it is told, with four clients and the one that acts in
-// any place.
+// any place: whether the others still hear of it, or twice.
 TEST_F(registry, a_notification_survives_what_its_clients_do)
 {
-    enum act {
-        detach_self,
-        free_self,
-        detach_others,
-        free_others,
-        free_sender,
-        unregister_sender,
-        attach_new,
-        notify_again,
-        acts
+    enum hearers { whole, up_to_it, twice };
+    party *x, *clients[4], *added;
+    symbol *n = gensym("wild");
+    const auto drop = [](party *&p) { object_free(std::exchange(p, nullptr)); };
+    const struct {
+        const char *name;
+        std::function<void(party *&)> act;
+        hearers told;
+    } acts[] = {
+        {"detaches itself", [&](party *&self) { object_detach(space, n, self); }, whole},
+        {"frees itself", drop, whole},
+        {"unregisters the sender", [&](party *&) { object_unregister(x); }, whole},
+        {"attaches another", [&](party *&) { object_attach(space, n, added = make()); }, whole},
+        {"detaches the others",
+         [&](party *&self) {
+             for (party *c : clients)
+                 if (c != self)
+                     object_detach(space, n, c);
+         },
+         up_to_it},
+        {"frees the others",
+         [&](party *&self) {
+             for (party *&c : clients)
+                 if (c != self)
+                     drop(c);
+         },
+         up_to_it},
+        {"frees the sender", [&](party *&) { drop(x); }, up_to_it},
+        {"notifies again", [&](party *&) { object_notify(x, S("m"), nullptr); }, twice},
     };
-    for (int what = 0; what < acts; ++what)
+    for (const auto &row : acts)
         for (size_t who : {0, 1, 3}) {
-            SCOPED_TRACE("act " + std::to_string(what) + " at " + std::to_string(who));
-            symbol *n = gensym("wild");
+            SCOPED_TRACE(row.name + (" at " + std::to_string(who)));
             const long alive = zan_object_count(S("test_party"));
-            party *x = make("x");
-            party *clients[4];
+            x = make("x");
+            added = nullptr;
             object_register(space, n, x);
             for (party *&c : clients) {
                 c = make();
                 object_attach(space, n, c);
             }
             std::vector<size_t> told;
-            party *added = nullptr;
             bool acted = false;
             heard = [&](party *self, symbol *, symbol *message, void *, void *) {
-                const size_t index = static_cast<size_t>(std::find(clients, clients + 4, self) - clients);
                 if (message != S("m"))
                     return;
-                told.push_back(index);
-                if (index != who || acted)
-                    return;
-                acted = true;
-                switch (what) {
-                case detach_self: object_detach(space, n, self); break;
-                case free_self:
-                    object_free(self);
-                    clients[who] = nullptr;
-                    break;
-                case detach_others:
-                    for (party *c : clients)
-                        if (c != self)
-                            object_detach(space, n, c);
-                    break;
-                case free_others:
-                    for (party *&c : clients)
-                        if (c != self) {
-                            object_free(c);
-                            c = nullptr;
-                        }
-                    break;
-                case free_sender:
-                    object_free(x);
-                    x = nullptr;
-                    break;
-                case unregister_sender: object_unregister(x); break;
-                case attach_new:
-                    added = make();
-                    object_attach(space, n, added);
-                    break;
-                case notify_again: object_notify(x, S("m"), nullptr); break;
-                }
+                told.push_back(static_cast<size_t>(std::find(clients, clients + 4, self) - clients));
+                if (told.back() == who && !std::exchange(acted, true))
+                    row.act(clients[who]);
             };
             object_notify(x, S("m"), nullptr);
-            std::vector<size_t> expected;
-            switch (what) {
-            case detach_self:
-            case free_self:
-            case unregister_sender:
-            case attach_new: expected = {0, 1, 2, 3}; break;
-            case detach_others:
-            case free_others:
-            case free_sender:
-                for (size_t i = 0; i <= who; ++i)
-                    expected.push_back(i);
-                break;
-            case notify_again:
-                for (size_t i = 0; i <= who; ++i)
-                    expected.push_back(i);
+            std::vector<size_t> expected(row.told == whole ? 4 : who + 1);
+            std::iota(expected.begin(), expected.end(), 0);
+            if (row.told == twice) {
                 expected.insert(expected.end(), {0, 1, 2, 3});
                 for (size_t i = who + 1; i < 4; ++i)
                     expected.push_back(i);
-                break;
             }
             EXPECT_EQ(told, expected);
-            for (party *c : clients)
-                object_free(c);
-            object_free(added);
-            object_free(x);
+            for (party *p : {clients[0], clients[1], clients[2], clients[3], added, x})
+                object_free(p);
             EXPECT_EQ(zan_object_count(S("test_party")), alive);
         }
 }

@@ -1,16 +1,7 @@
 // Atoms and text: the words of scripts one by one, then random atoms and random bytes
 // through both directions; and the bounded text calls at their bounds.
-#include <gtest/gtest.h>
-#include <zan/zan.h>
-
-#include <cmath>
-#include <cstring>
-#include <limits>
-#include <random>
-#include <string>
-#include <vector>
-
 #include "atom_generator.h"
+#include <limits>
 
 namespace {
 
@@ -39,72 +30,63 @@ std::string write_all(const std::vector<atom> &atoms, long flags = zan_gettext_d
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
+void comes_back(const char *text, const atom &value)
+{
+    const std::vector<atom> read = read_all(text);
+    ASSERT_EQ(read.size(), 1u) << text;
+    EXPECT_TRUE(same_atom(read[0], value)) << text << " read as type " << read[0].type;
+    const std::vector<atom> again = read_all(write_all(read));
+    ASSERT_EQ(again.size(), 1u) << text << " written as " << write_all(read);
+    EXPECT_TRUE(same_atom(again[0], value)) << text << " written as " << write_all(read);
+}
+
 TEST(AtomText, WordsReadAsWhatTheyAre)
 {
     const struct {
         const char *text;
         atom value;
     } rows[] = {
-        {"0", long_atom(0)},
-        {"-17", long_atom(-17)},
-        {"+5", long_atom(5)},
-        {"9223372036854775807", long_atom(std::numeric_limits<long>::max())},
-        {"-9223372036854775808", long_atom(std::numeric_limits<long>::min())},
-        {"9223372036854775808", float_atom(9223372036854775808.0)},
-        {"1.", float_atom(1)},
-        {".5", float_atom(.5)},
-        {"-.5e1", float_atom(-5)},
-        {"1e3", float_atom(1000)},
-        {"1E+3", float_atom(1000)},
-        {"+2.5", float_atom(2.5)},
-        {"1e400", float_atom(infinity)},
-        {"-1e400", float_atom(-infinity)},
-        {"1e-400", float_atom(0)},
-        {"-0.", float_atom(-0.0)},
-        {"inf", float_atom(infinity)},
-        {"-inf", float_atom(-infinity)},
-        {"-", sym_atom("-")},
-        {"+", sym_atom("+")},
-        {".", sym_atom(".")},
-        {"..", sym_atom("..")},
-        {"1e", sym_atom("1e")},
-        {"e5", sym_atom("e5")},
-        {"1.2.3", sym_atom("1.2.3")},
-        {"0x10", sym_atom("0x10")},
-        {"infinite", sym_atom("infinite")},
-        {"--1", sym_atom("--1")},
-        {"vok.op", sym_atom("vok.op")},
-        {"a\"b", sym_atom("a\"b")},
-        {"\"\"", sym_atom("")},
-        {"\"a b;c,d$1\"", sym_atom("a b;c,d$1")},
-        {"\"5\"", sym_atom("5")},
-        {"\\5", sym_atom("5")},
-        {"\"x\\\"y\\\\z\\n\\t\"", sym_atom("x\"y\\z\n\t")},
-        {"a\\ b\\;\\,", sym_atom("a b;,")},
-        {"end\\", sym_atom("end\\")},
+        {"0", A(0)},
+        {"-17", A(-17)},
+        {"+5", A(5)},
+        {"9223372036854775807", A(std::numeric_limits<long>::max())},
+        {"-9223372036854775808", A(std::numeric_limits<long>::min())},
+        {"9223372036854775808", A(9223372036854775808.0)},
+        {"1.", A(1.)},
+        {".5", A(.5)},
+        {"-.5e1", A(-5.)},
+        {"1e3", A(1000.)},
+        {"1E+3", A(1000.)},
+        {"+2.5", A(2.5)},
+        {"1e400", A(infinity)},
+        {"-1e400", A(-infinity)},
+        {"1e-400", A(0.)},
+        {"-0.", A(-0.0)},
+        {"inf", A(infinity)},
+        {"-inf", A(-infinity)},
+        {"\"\"", A("")},
+        {"\"a b;c,d$1\"", A("a b;c,d$1")},
+        {"\"5\"", A("5")},
+        {"\\5", A("5")},
+        {"\"x\\\"y\\\\z\\n\\t\"", A("x\"y\\z\n\t")},
+        {"a\\ b\\;\\,", A("a b;,")},
         {";", typed_atom(argtype_semi)},
         {",", typed_atom(argtype_comma)},
         {"$1", typed_atom(argtype_dollar, 1)},
         {"$12", typed_atom(argtype_dollar, 12)},
-        {"$", sym_atom("$")},
-        {"$x", sym_atom("$x")},
-        {"\\$1", sym_atom("$1")},
+        {"\\$1", A("$1")},
         {"a$1b", dollsym_atom("a$1b")},
         {"$1$2", dollsym_atom("$1$2")},
         {"a\\$1b$2", dollsym_atom("a\\$1b$2")},
         {"$1\\ x", dollsym_atom("$1 x")},
         {"$1\\2", dollsym_atom("$1\\2")},
         {"$1\\", dollsym_atom("$1\\\\")},
-        {"\xC3\xA4\xE2\x82\xAC", sym_atom("\xC3\xA4\xE2\x82\xAC")},
     };
-    for (const auto &row : rows) {
-        const std::vector<atom> read = read_all(row.text);
-        ASSERT_EQ(read.size(), 1u) << row.text;
-        EXPECT_TRUE(same_atom(read[0], row.value)) << row.text << " read as type " << read[0].type;
-        const std::vector<atom> again = read_all(write_all(read));
-        ASSERT_EQ(again.size(), 1u) << row.text << " written as " << write_all(read);
-        EXPECT_TRUE(same_atom(again[0], row.value)) << row.text << " written as " << write_all(read);
-    }
+    for (const auto &row : rows)
+        comes_back(row.text, row.value);
+    for (const char *word : {"-", "+", ".", "..", "1e", "e5", "1.2.3", "0x10", "infinite", "--1", "vok.op", "a\"b",
+                             "end\\", "$", "$x", "\xC3\xA4\xE2\x82\xAC"})
+        comes_back(word, A(word));
 }
 
 TEST(AtomText, BlanksAndMarksPartWords)
@@ -142,21 +124,30 @@ TEST(AtomText, FloatsAreShortAndExact)
         {infinity, "inf"},   {-infinity, "-inf"}, {std::nan(""), "nan"},
     };
     for (const auto &row : rows)
-        EXPECT_EQ(write_all({float_atom(row.value)}), row.text);
+        EXPECT_EQ(write_all({A(row.value)}), row.text);
 }
 
 TEST(AtomText, RandomAtomsComeBack)
 {
     atom_generator generate(1);
-    for (int round = 0; round < 3000; round++) {
-        const std::vector<atom> atoms = generate.list(12);
+    void *script = binbuf_new();
+    for (int round = 0; round < 4000; round++) {
+        const std::vector<atom> atoms = generate.list(20);
         const std::string text = write_all(atoms);
         EXPECT_EQ(text.find('\n'), text.npos);
-        const std::vector<atom> read = read_all(text);
-        ASSERT_EQ(read.size(), atoms.size()) << text;
-        for (size_t i = 0; i < atoms.size(); i++)
-            ASSERT_TRUE(same_atom(read[i], atoms[i])) << i << " of " << text;
+        std::vector<atom> read;
+        if (round % 4) {
+            read = read_all(text);
+        } else { // a script's text is the same
+            ASSERT_EQ(binbuf_settext(script, text.c_str(), -1), 0) << text;
+            long argc = 0;
+            atom *argv = nullptr;
+            ASSERT_EQ(binbuf_getatoms(script, &argc, &argv), 0);
+            read.assign(argv, argv + argc);
+        }
+        ASSERT_TRUE(std::equal(read.begin(), read.end(), atoms.begin(), atoms.end(), same_atom)) << text;
     }
+    freeobject(script);
 }
 
 TEST(AtomText, RandomBytesSettleAfterOneReading)
@@ -170,27 +161,26 @@ TEST(AtomText, RandomBytesSettleAfterOneReading)
         const std::vector<atom> first = read_all(text);
         const std::string canonical = write_all(first);
         const std::vector<atom> second = read_all(canonical);
-        ASSERT_EQ(second.size(), first.size()) << text << " -> " << canonical;
-        for (size_t i = 0; i < first.size(); i++)
-            ASSERT_TRUE(same_atom(first[i], second[i])) << text << " -> " << canonical;
+        ASSERT_TRUE(std::equal(first.begin(), first.end(), second.begin(), second.end(), same_atom))
+            << text << " -> " << canonical;
         EXPECT_EQ(write_all(second), canonical);
     }
 }
 
 TEST(AtomText, FlagsChangeHowSymbolsAndGapsLook)
 {
-    const std::vector<atom> atoms = {sym_atom("a b"), long_atom(2), sym_atom("c"), float_atom(1.5)};
+    const std::vector<atom> atoms = {A("a b"), A(2), A("c"), A(1.5)};
     EXPECT_EQ(write_all(atoms), "\"a b\" 2 c 1.5");
     EXPECT_EQ(write_all(atoms, zan_gettext_sym_no_quote), "a b 2 c 1.5");
     EXPECT_EQ(write_all(atoms, zan_gettext_sym_force_quote), "\"a b\" 2 \"c\" 1.5");
     EXPECT_EQ(write_all(atoms, zan_gettext_comma_delim), "\"a b\", 2, c, 1.5");
     EXPECT_EQ(write_all(atoms, zan_gettext_truncate_zeros), "\"a b\" 2 c 1.5");
-    EXPECT_EQ(write_all({obj_atom(nullptr)}), "<null>");
+    EXPECT_EQ(write_all({A(static_cast<void *>(nullptr))}), "<null>");
 }
 
 TEST(AtomText, TheCallersBufferIsNeverOverrun)
 {
-    const std::vector<atom> atoms = {sym_atom("\xC3\xA4\xC3\xB6"), long_atom(12)}; // two letters of two bytes
+    const std::vector<atom> atoms = {A("\xC3\xA4\xC3\xB6"), A(12)}; // two letters of two bytes
     const std::string whole = "\xC3\xA4\xC3\xB6 12";
     for (long size = 1; size < 12; size++) {
         char buffer[16];
@@ -202,7 +192,7 @@ TEST(AtomText, TheCallersBufferIsNeverOverrun)
         EXPECT_EQ(buffer[size], '!');
         EXPECT_EQ(whole.compare(0, strlen(buffer), buffer), 0);
         EXPECT_NE(static_cast<unsigned char>(buffer[strlen(buffer)]), 0xC3u);
-        EXPECT_EQ(strlen(buffer) % 2 == 0 || strlen(buffer) >= 4, true) << "cut within a letter";
+        EXPECT_TRUE(strlen(buffer) % 2 == 0 || strlen(buffer) >= 4) << "cut within a letter";
         memset(buffer, '!', sizeof buffer);
         EXPECT_EQ(atoms_totext(2, atoms.data(), buffer, size), long(whole.size()));
         EXPECT_EQ(buffer[size], '!');
@@ -220,7 +210,7 @@ TEST(AtomText, ALongWordFillsTheBufferAndTheSymbolIsWhole)
     atom a;
     EXPECT_NE(readatom(buffer, word.c_str(), &index, sizeof buffer, &a), 0);
     EXPECT_STREQ(buffer, "wwwwwww");
-    EXPECT_EQ(atom_getsym(&a), gensym(word.c_str()));
+    EXPECT_EQ(atom_getsym(&a), S(word.c_str()));
     EXPECT_EQ(readatom(buffer, word.c_str(), &index, sizeof buffer, &a), 0);
     EXPECT_STREQ(buffer, "");
     EXPECT_EQ(readatom(nullptr, nullptr, &index, 0, &a), 0);
@@ -288,25 +278,22 @@ TEST(BoundedText, EveryCallEndsItsText)
 {
     for (long size = 0; size <= 9; size++) {
         char buffer[12];
-        const std::string expected = std::string("abcdefg").substr(0, size_t(std::max(0L, size - 1)));
+        const auto whole = [&, expected = std::string("abcdefg").substr(0, size_t(std::max(0L, size - 1)))] {
+            EXPECT_TRUE(!size || buffer == expected) << size;
+            EXPECT_EQ(buffer[std::max(size, 1L)], '!') << size;
+            memset(buffer, '!', sizeof buffer);
+        };
         memset(buffer, '!', sizeof buffer);
-        EXPECT_EQ(snprintf_zero(buffer, size_t(size), "%s%d", "abc", 4),
-                  int(std::min(4L, std::max(0L, size - 1))));
-        EXPECT_EQ(buffer[size], '!');
-        memset(buffer, '!', sizeof buffer);
+        EXPECT_EQ(snprintf_zero(buffer, size_t(size), "%s%c", "abcdef", 'g'),
+                  int(std::min(7L, std::max(0L, size - 1))));
+        whole();
         EXPECT_EQ(strncpy_zero(buffer, "abcdefg", size), buffer);
         EXPECT_EQ(buffer[size], '!');
-        if (size) {
-            EXPECT_EQ(buffer, expected);
-        }
-        memset(buffer, '!', sizeof buffer);
+        whole();
         buffer[0] = 0;
         strncat_zero(buffer, "abc", size);
         strncat_zero(buffer, "defg", size);
-        if (size) {
-            EXPECT_EQ(buffer, expected);
-        }
-        EXPECT_EQ(buffer[size ? size : 1], '!');
+        whole();
     }
     char full[4] = {'a', 'b', 'c', 'd'};
     strncat_zero(full, "x", sizeof full);
@@ -323,9 +310,9 @@ TEST(CommonSymbols, TheTableIsWholeAndInOrder)
     for (int i = 0; i < zan_common_count; i++)
         ASSERT_NE(table[i], nullptr) << i;
     EXPECT_EQ(table[zan_common_count], nullptr);
-    EXPECT_EQ(table[zan_common_nothing], gensym(""));
-    EXPECT_EQ(table[zan_common_list], gensym("list"));
-    EXPECT_EQ(table[zan_common_vok_gl_texture], gensym("vok_gl_texture"));
+    EXPECT_EQ(table[zan_common_nothing], S(""));
+    EXPECT_EQ(table[zan_common_list], S("list"));
+    EXPECT_EQ(table[zan_common_vok_gl_texture], S("vok_gl_texture"));
 }
 
 TEST(Domains, ANamespaceMakesItsBoxesAndItsComments)
@@ -337,15 +324,15 @@ TEST(Domains, ANamespaceMakesItsBoxesAndItsComments)
     };
     const zan_method fn = reinterpret_cast<zan_method>(+constructor);
     symbol *domain = patcherdomain_namespace_init("text_test_domain", fn);
-    ASSERT_EQ(domain, gensym("text_test_domain"));
+    ASSERT_EQ(domain, S("text_test_domain"));
     EXPECT_EQ(patcherdomain_namespace_init("text_test_domain", fn), domain);
     EXPECT_EQ(patcherdomain_namespace_init("", fn), nullptr);
     EXPECT_EQ(patcherdomain_namespace_init(nullptr, fn), nullptr);
     EXPECT_EQ(patcherdomain_namespace_init("x", nullptr), nullptr);
-    EXPECT_NE(class_findbyname(domain, gensym("comment")), nullptr);
-    atom what = sym_atom("history");
+    EXPECT_NE(class_findbyname(domain, S("comment")), nullptr);
+    atom what = A("history");
     EXPECT_EQ(object_new_typed(domain, domain, 1, &what), nullptr);
-    EXPECT_EQ(made, gensym("history"));
+    EXPECT_EQ(made, S("history"));
 }
 
 } // namespace

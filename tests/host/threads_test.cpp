@@ -13,6 +13,12 @@ class mutex_holder {
   public:
     mutex_holder() { EXPECT_EQ(systhread_mutex_new(&handle, 0), 0); }
     ~mutex_holder() { EXPECT_EQ(systhread_mutex_free(handle), 0); }
+    template <class Fn> void holding(Fn fn)
+    {
+        systhread_mutex_lock(handle);
+        fn();
+        systhread_mutex_unlock(handle);
+    }
     zan_mutex_handle handle = nullptr;
 };
 
@@ -29,24 +35,22 @@ template <class Fn> void on_threads(int count, Fn fn)
     struct seat {
         Fn *fn;
         int index;
+        zan_thread_handle thread = nullptr;
+    };
+    const auto run = [](void *p) -> void * {
+        auto *s = static_cast<seat *>(p);
+        (*s->fn)(s->index);
+        return p;
     };
     std::vector<seat> seats;
-    std::vector<zan_thread_handle> threads(static_cast<size_t>(count));
     for (int i = 0; i < count; i++)
         seats.push_back({&fn, i});
-    for (int i = 0; i < count; i++)
-        ASSERT_EQ(systhread_create(
-                      [](void *p) -> void * {
-                          auto *s = static_cast<seat *>(p);
-                          (*s->fn)(s->index);
-                          return p;
-                      },
-                      &seats[size_t(i)], 0, 0, 0, &threads[size_t(i)]),
-                  0);
-    for (int i = 0; i < count; i++) {
+    for (seat &s : seats)
+        ASSERT_EQ(systhread_create(run, &s, 0, 0, 0, &s.thread), 0);
+    for (seat &s : seats) {
         void *result = nullptr;
-        ASSERT_EQ(systhread_join(threads[size_t(i)], &result), 0);
-        EXPECT_EQ(result, &seats[size_t(i)]);
+        ASSERT_EQ(systhread_join(s.thread, &result), 0);
+        EXPECT_EQ(result, &s);
     }
 }
 
@@ -55,33 +59,22 @@ void rest(long microseconds)
     std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
 }
 
-TEST(Threads, MutexExcludes)
+TEST(Threads, MutexExcludesAndWakesThoseItPutToSleep)
 {
-    mutex_holder m;
-    long count = 0; // plain on purpose: the mutex is all that guards it
-    on_threads(4, [&](int) {
-        for (int i = 0; i < 20000; i++) {
-            systhread_mutex_lock(m.handle);
-            count++;
-            systhread_mutex_unlock(m.handle);
-        }
-    });
-    EXPECT_EQ(count, 80000);
-}
-
-TEST(Threads, MutexHeldLongPutsTheOthersToSleepAndWakesThem)
-{
-    mutex_holder m;
-    long count = 0;
-    on_threads(4, [&](int) {
-        for (int i = 0; i < 20; i++) {
-            systhread_mutex_lock(m.handle);
-            rest(200); // far beyond any turning
-            count++;
-            systhread_mutex_unlock(m.handle);
-        }
-    });
-    EXPECT_EQ(count, 80);
+    for (const long pause : {0, 200}) { // far beyond any turning
+        mutex_holder m;
+        long count = 0; // plain on purpose: the mutex is all that guards it
+        const int rounds = pause ? 20 : 20000;
+        on_threads(4, [&](int) {
+            for (int i = 0; i < rounds; i++)
+                m.holding([&] {
+                    if (pause)
+                        rest(pause);
+                    count++;
+                });
+        });
+        EXPECT_EQ(count, 4 * rounds);
+    }
 }
 
 // Workers as a pool has them: each holds its own mutex except while it waits.
@@ -110,9 +103,7 @@ struct pool {
                 break;
             s->done++;
             s->state = 2;
-            systhread_mutex_lock(s->all->mutex.handle);
-            s->all->count--;
-            systhread_mutex_unlock(s->all->mutex.handle);
+            s->all->mutex.holding([s] { s->all->count--; });
             systhread_cond_broadcast(s->all->cond.handle);
         }
         systhread_mutex_unlock(s->mutex.handle);
@@ -132,15 +123,13 @@ struct pool {
     void batch()
     {
         for (slot &s : slots) {
-            systhread_mutex_lock(mutex.handle);
-            count++;
-            systhread_mutex_unlock(mutex.handle);
+            mutex.holding([this] { count++; });
             hand(s, 1);
         }
-        systhread_mutex_lock(mutex.handle);
-        while (count > 0)
-            systhread_cond_wait(cond.handle, mutex.handle);
-        systhread_mutex_unlock(mutex.handle);
+        mutex.holding([this] {
+            while (count > 0)
+                systhread_cond_wait(cond.handle, mutex.handle);
+        });
     }
     ~pool()
     {
@@ -152,24 +141,18 @@ struct pool {
     }
 };
 
-TEST(ThreadsPool, TenThousandBatchesBackToBack)
+TEST(ThreadsPool, BatchesBackToBackAndWhileTheWorkersSleep)
 {
-    pool p;
-    for (int i = 0; i < 10000; i++)
-        p.batch();
-    for (const pool::slot &s : p.slots)
-        EXPECT_EQ(s.done, 10000);
-}
-
-TEST(ThreadsPool, BatchesWhileTheWorkersSleep)
-{
-    pool p;
-    for (int i = 0; i < 300; i++) {
-        p.batch();
-        rest(i % 3 * 150); // spinning, about to sleep, asleep
+    for (const int batches : {10000, 300}) {
+        pool p;
+        for (int i = 0; i < batches; i++) {
+            p.batch();
+            if (batches == 300)
+                rest(i % 3 * 150); // spinning, about to sleep, asleep
+        }
+        for (const pool::slot &s : p.slots)
+            EXPECT_EQ(s.done, batches);
     }
-    for (const pool::slot &s : p.slots)
-        EXPECT_EQ(s.done, 300);
 }
 
 TEST(Threads, EachSignalWakesOneWhoWaits)
@@ -179,25 +162,21 @@ TEST(Threads, EachSignalWakesOneWhoWaits)
     constexpr long tokens = 4000;
     long there = 0, taken = 0;
     on_threads(5, [&](int index) {
-        if (index == 0) { // gives
+        if (index == 0) // gives
             for (long i = 0; i < tokens; i++) {
-                systhread_mutex_lock(m.handle);
-                there++;
-                systhread_mutex_unlock(m.handle);
+                m.holding([&] { there++; });
                 systhread_cond_signal(c.handle);
                 if (i % 100 == 0)
                     rest(100);
             }
-            return;
-        }
-        for (long i = 0; i < tokens / 4; i++) {
-            systhread_mutex_lock(m.handle);
-            while (!there)
-                systhread_cond_wait(c.handle, m.handle);
-            there--;
-            taken++;
-            systhread_mutex_unlock(m.handle);
-        }
+        else
+            for (long i = 0; i < tokens / 4; i++)
+                m.holding([&] {
+                    while (!there)
+                        systhread_cond_wait(c.handle, m.handle);
+                    there--;
+                    taken++;
+                });
     });
     EXPECT_EQ(taken, tokens);
     EXPECT_EQ(there, 0);
@@ -210,25 +189,22 @@ TEST(Threads, BroadcastWakesAllSleepers)
     long waiting = 0, round = 0;
     on_threads(5, [&](int index) {
         for (long r = 1; r <= 20; r++) {
-            systhread_mutex_lock(m.handle);
             if (index == 0) {
-                while (waiting < 4) { // all four are inside the wait
-                    systhread_mutex_unlock(m.handle);
-                    rest(50);
-                    systhread_mutex_lock(m.handle);
-                }
-                systhread_mutex_unlock(m.handle);
+                for (long inside = 0; inside < 4; rest(50))
+                    m.holding([&] { inside = waiting; });
                 rest(300);
-                systhread_mutex_lock(m.handle);
-                waiting = 0;
-                round = r;
-                systhread_cond_broadcast(c.handle);
+                m.holding([&] {
+                    waiting = 0;
+                    round = r;
+                    systhread_cond_broadcast(c.handle);
+                });
             } else {
-                waiting++;
-                while (round < r)
-                    systhread_cond_wait(c.handle, m.handle);
+                m.holding([&] {
+                    waiting++;
+                    while (round < r)
+                        systhread_cond_wait(c.handle, m.handle);
+                });
             }
-            systhread_mutex_unlock(m.handle);
         }
     });
     EXPECT_EQ(round, 20);

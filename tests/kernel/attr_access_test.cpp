@@ -1,16 +1,9 @@
 // Attributes by name: the typed calls, the road by messages for objects from before
 // attributes, the limit of 256 values, and what a wrapper is told.
+#include "quick_class.h"
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-#include <vokra/vokra.h>
-#include <zan/host.h>
-
-#include "quick_class.h"
 
 namespace {
 
@@ -124,21 +117,21 @@ template <typename T> std::vector<T> ramp(long n)
 TEST_P(Access, SingleValues)
 {
     void *x = make();
-    symbol *v = gensym("v");
+    symbol *v = S("v");
     EXPECT_EQ(vok_attr_setlong(x, v, -12), 0);
     EXPECT_EQ(vok_attr_getlong(x, v), -12);
     EXPECT_EQ(vok_attr_getfloat(x, v), -12.0);
     EXPECT_EQ(vok_attr_setfloat(x, v, 2.75), 0);
     EXPECT_EQ(vok_attr_getfloat(x, v), 2.75);
     EXPECT_EQ(vok_attr_getlong(x, v), 2);
-    EXPECT_EQ(vok_attr_setsym(x, gensym("s"), gensym("word")), 0);
-    EXPECT_EQ(vok_attr_getsym(x, gensym("s")), gensym("word"));
+    EXPECT_EQ(vok_attr_setsym(x, S("s"), S("word")), 0);
+    EXPECT_EQ(vok_attr_getsym(x, S("s")), S("word"));
     vok_object_free(x);
 }
 
 template <typename T, typename Set, typename Get> void round_trip(void *x, Set set, Get get)
 {
-    symbol *many = gensym("many");
+    symbol *many = S("many");
     for (long n : {1L, 2L, 100L, 256L}) {
         const std::vector<T> given = ramp<T>(n);
         ASSERT_EQ(set(x, many, n, given.data()), 0) << n;
@@ -165,7 +158,7 @@ TEST_P(Access, Arrays)
 TEST_P(Access, NothingToAsk)
 {
     void *x = make();
-    symbol *none = gensym("no_such_attribute");
+    symbol *none = S("no_such_attribute");
     EXPECT_EQ(vok_attr_getlong(x, none), 0);
     EXPECT_EQ(vok_attr_getsym(x, none), _vok_sym_nothing);
     EXPECT_EQ(vok_attr_setlong(x, none, 5), 0) << "what the dispatch gives for a message that nobody has";
@@ -190,19 +183,18 @@ class AccessOld : public testing::Test {
 TEST_F(AccessOld, TheTwinsGoByMessageAtOnce)
 {
     ancient *x = new_ancient();
-    EXPECT_EQ(vok_attr_setlong_old(x, gensym("v"), 4), 0);
-    EXPECT_EQ(vok_attr_getfloat_old(x, gensym("v")), 4.0);
-    EXPECT_EQ(vok_attr_getlong_old(x, gensym("broken")), 0);
-    EXPECT_EQ(vok_attr_getsym_old(x, gensym("broken")), _vok_sym_nothing);
-    symbol *const words[] = {gensym("a"), gensym("b")};
+    EXPECT_EQ(vok_attr_setlong_old(x, S("v"), 4), 0);
+    EXPECT_EQ(vok_attr_getfloat_old(x, S("v")), 4.0);
+    EXPECT_EQ(vok_attr_getlong_old(x, S("broken")), 0);
+    EXPECT_EQ(vok_attr_getsym_old(x, S("broken")), _vok_sym_nothing);
+    symbol *const words[] = {S("a"), S("b")};
     symbol *got[2] = {};
-    EXPECT_EQ(vok_attr_setsym_array(x, gensym("many"), 2, words), 0);
-    EXPECT_EQ(vok_attr_getsym_array(x, gensym("many"), 2, got), 2);
+    EXPECT_EQ(vok_attr_setsym_array(x, S("many"), 2, words), 0);
+    EXPECT_EQ(vok_attr_getsym_array(x, S("many"), 2, got), 2);
     EXPECT_EQ(got[1], words[1]);
     const std::vector<double> far(257, 1.0);
     x->calls = 0;
-    EXPECT_NE(vok_attr_setdouble_array_old(x, gensym("many"), 257, far.data()), 0)
-        << "more than there is room for";
+    EXPECT_NE(vok_attr_setdouble_array_old(x, S("many"), 257, far.data()), 0) << "more than there is room for";
     EXPECT_EQ(x->calls, 0);
     vok_object_free(x);
 }
@@ -218,45 +210,43 @@ TEST_F(AccessOld, AWrapperIsTold)
     vok_object_attach(name, ear);
 
     EXPECT_EQ(vok_object_gettopmost(x), x);
-    EXPECT_EQ(vok_attr_user_touch(x, gensym("v")), 0);
-    vok_attr_setlong(x, gensym("v"), 1);
+    EXPECT_EQ(vok_attr_user_touch(x, S("v")), 0);
+    vok_attr_setlong(x, S("v"), 1);
     EXPECT_EQ(ear->times, 0);
 
-    object_obex_storeflags(x, gensym("zanwrapper"), wrapper, 1);
+    object_obex_storeflags(x, S("zanwrapper"), wrapper, 1);
     EXPECT_EQ(vok_object_gettopmost(x), wrapper);
-    vok_attr_setlong(x, gensym("v"), 2);
+    vok_attr_setlong(x, S("v"), 2);
     EXPECT_EQ(ear->times, 1);
-    EXPECT_EQ(ear->message, gensym("attr_modified"));
+    EXPECT_EQ(ear->message, S("attr_modified"));
     const double two[] = {1, 2};
-    vok_attr_setdouble_array(x, gensym("many"), 2, two);
-    EXPECT_EQ(ear->times, 2);
-    vok_attr_setlong_old(x, gensym("v"), 3);
+    vok_attr_setdouble_array(x, S("many"), 2, two);
+    vok_attr_setlong_old(x, S("v"), 3);
     EXPECT_EQ(ear->times, 2) << "the twins don't touch";
 
-    auto *touched = static_cast<vok_attribute *>(object_attr_get(wrapper, gensym("v")));
+    auto *touched = static_cast<vok_attribute *>(object_attr_get(wrapper, S("v")));
     EXPECT_TRUE(touched->flags & vok_attrflag_dirty);
-    vok_attr_clean(wrapper, gensym("v"));
+    vok_attr_clean(wrapper, S("v"));
     EXPECT_FALSE(touched->flags & vok_attrflag_dirty);
-    auto *many = static_cast<vok_attribute *>(object_attr_get(wrapper, gensym("many")));
+    auto *many = static_cast<vok_attribute *>(object_attr_get(wrapper, S("many")));
     EXPECT_TRUE(many->flags & vok_attrflag_dirty);
     vok_attr_cleanall(wrapper);
     EXPECT_FALSE(many->flags & vok_attrflag_dirty);
 
-    atom a;
-    atom_setfloat(&a, 8.5);
-    vok_attr_user_setvalueof(x, gensym("v"), 1, &a);
-    EXPECT_EQ(vok_attr_getfloat(wrapper, gensym("v")), 8.5);
+    atom a = A(8.5);
+    vok_attr_user_setvalueof(x, S("v"), 1, &a);
+    EXPECT_EQ(vok_attr_getfloat(wrapper, S("v")), 8.5);
 
     void *extra = vok_attribute_new("extra", _vok_sym_long, 0, nullptr, nullptr);
     EXPECT_EQ(vok_object_addattr(x, extra), 0);
-    EXPECT_EQ(ear->message, gensym("attr_added"));
+    EXPECT_EQ(ear->message, S("attr_added"));
     EXPECT_EQ(ear->data, extra);
-    EXPECT_EQ(vok_attr_setlong(x, gensym("extra"), 6), 0);
-    EXPECT_EQ(vok_attr_getlong(x, gensym("extra")), 6);
-    EXPECT_EQ(vok_object_deleteattr(x, gensym("extra")), 0);
-    EXPECT_EQ(ear->message, gensym("attr_deleted"));
+    EXPECT_EQ(vok_attr_setlong(x, S("extra"), 6), 0);
+    EXPECT_EQ(vok_attr_getlong(x, S("extra")), 6);
+    EXPECT_EQ(vok_object_deleteattr(x, S("extra")), 0);
+    EXPECT_EQ(ear->message, S("attr_deleted"));
     EXPECT_EQ(ear->data, extra);
-    EXPECT_EQ(object_attr_get(x, gensym("extra")), nullptr);
+    EXPECT_EQ(object_attr_get(x, S("extra")), nullptr);
 
     vok_object_free(x);
     vok_object_free(ear);
@@ -270,14 +260,14 @@ TEST_F(AccessOld, AtomHelpers)
     EXPECT_EQ(vok_atom_getlong(&a), 2);
     EXPECT_EQ(vok_atom_getsym(&a), _vok_sym_nothing) << "the host gives null here";
     EXPECT_EQ(vok_atom_getobj(&a), nullptr);
-    vok_atom_setsym(&a, gensym("w"));
-    EXPECT_EQ(vok_atom_getsym(&a), gensym("w"));
+    vok_atom_setsym(&a, S("w"));
+    EXPECT_EQ(vok_atom_getsym(&a), S("w"));
     zan_word v = 5;
     vok_atom_setlong(&a, 9);
-    vok_atom_arg_getlong(&v, 1, 1, &a);
-    EXPECT_EQ(v, 5) << "no such argument";
-    vok_atom_arg_getlong(&v, 0, 1, &a);
-    EXPECT_EQ(v, 9);
+    for (long index : {1, 0}) {
+        vok_atom_arg_getlong(&v, index, 1, &a);
+        EXPECT_EQ(v, index ? 5 : 9) << "no argument 1";
+    }
 }
 
 } // namespace

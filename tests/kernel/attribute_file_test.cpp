@@ -1,10 +1,6 @@
 // The messages importattrs and exportattrs on real files: what is written, in which order,
 // and what is set from what was read.
-#include <vokra/vokra.h>
-#include <zan/zan.h>
-
 #include "quick_class.h"
-#include "scratch.h"
 
 namespace {
 
@@ -36,15 +32,15 @@ box *new_box()
 vok_err send(box *x, const char *message, const std::string &file)
 {
     atom name;
-    atom_setsym(&name, gensym(file.c_str()));
-    return vok_object_method(x, gensym(message), gensym(message), 1, &name);
+    atom_setsym(&name, S(file.c_str()));
+    return vok_object_method(x, S(message), S(message), 1, &name);
 }
 
 TEST(AttributeFile, HoldsWhatUsersCanSetAndGetInOrderAndSetsItAgain)
 {
     const scratch_folder folder;
     box *x = new_box();
-    *x = {x->header, 1, -2, 3, gensym("a<\"b\"&c"), {2.5f, -3, 0.125f}, 3};
+    *x = {x->header, 1, -2, 3, S("a<\"b\"&c"), {2.5f, -3, 0.125f}, 3};
     EXPECT_EQ(send(x, "exportattrs", folder / "a.xml"), 0);
     EXPECT_EQ(bytes_of(folder / "a.xml"), "<tarnobject class=\"vok.file.box\">\n"
                                           "\t<attribute name=\"depth\" value=\"3\" />\n"

@@ -1,17 +1,9 @@
 // One class answering for another: messages of every tag, private messages through the
 // decorator, attributes, and who wins.
+#include "quick_class.h"
 #include <algorithm>
 #include <cstddef>
-#include <string>
 #include <utility>
-#include <vector>
-
-#include <gtest/gtest.h>
-#include <vokra/vokra.h>
-#include <zan/host.h>
-
-#include "quick_class.h"
-#include "scratch.h"
 
 namespace {
 
@@ -40,16 +32,19 @@ zan_class *make_engine_class()
             atom_setlong(rv, x->calls);
         return 0;
     };
-    vok_class_addmethod(c, erase(rev), "rev", argtype_gimme, 0);
-    vok_class_addmethod(c, erase(rev), "revlow", argtype_defer_low, 0);
-    vok_class_addmethod(c, erase(ask), "ask", argtype_gimmeback, 0);
-    vok_class_addmethod(c, erase([](engine *x, zan_word by) -> zan_word { return x->calls += by; }), "bump",
-                        argtype_cant, 0);
-    vok_class_addmethod(c, erase([](engine *) -> zan_word { return -1; }), "doors_of", argtype_cant, 0);
-    vok_class_addmethod(c, erase([](engine *, long) {}), "typed", argtype_long, 0);
-    vok_class_addattr(c,
-                      vok_attr_offset_new("speed", _vok_sym_long, 0, nullptr, nullptr, offsetof(engine, speed)));
-    vok_class_addattr(c, vok_attr_offset_new("gear", _vok_sym_long, 0, nullptr, nullptr, offsetof(engine, gear)));
+    const auto add = [c](const char *name, auto fn, int tag) { vok_class_addmethod(c, erase(fn), name, tag, 0); };
+    add("rev", rev, argtype_gimme);
+    add("revlow", rev, argtype_defer_low);
+    add("ask", ask, argtype_gimmeback);
+    add(
+        "bump", [](engine *x, zan_word by) -> zan_word { return x->calls += by; }, argtype_cant);
+    add(
+        "doors_of", [](engine *) -> zan_word { return -1; }, argtype_cant);
+    add(
+        "typed", [](engine *, long) {}, argtype_long);
+    for (const auto &[name, offset] :
+         {std::pair{"speed", offsetof(engine, speed)}, {"gear", offsetof(engine, gear)}})
+        vok_class_addattr(c, vok_attr_offset_new(name, _vok_sym_long, 0, nullptr, nullptr, long(offset)));
     vok_class_register(c);
     return c;
 }
@@ -103,50 +98,46 @@ TEST_F(Interface, NullArguments)
 
 TEST_F(Interface, PublicMessagesReachTheDelegate)
 {
-    atom a;
-    atom_setlong(&a, 7);
-    EXPECT_EQ(vok_object_method(x, gensym("rev"), gensym("rev"), 1L, &a), 7);
-    typedmess(x, gensym("revlow"), 1, &a);
+    atom a = A(7);
+    EXPECT_EQ(vok_object_method(x, S("rev"), S("rev"), 1L, &a), 7);
+    typedmess(x, S("revlow"), 1, &a);
     EXPECT_EQ(x->motor->calls, 14);
     atom rv;
-    vok_object_method_typed(x, gensym("ask"), 0, nullptr, &rv);
+    vok_object_method_typed(x, S("ask"), 0, nullptr, &rv);
     EXPECT_EQ(atom_getlong(&rv), 14);
-    EXPECT_EQ(vok_class_mess(car_class, gensym("revlow"))->types[0], argtype_defer_low) << "the tag is kept";
+    EXPECT_EQ(vok_class_mess(car_class, S("revlow"))->types[0], argtype_defer_low) << "the tag is kept";
 }
 
 TEST_F(Interface, PrivateMessagesGoThroughTheDecorator)
 {
-    EXPECT_EQ(vok_object_method(x, gensym("bump"), 3L), 3);
+    EXPECT_EQ(vok_object_method(x, S("bump"), 3L), 3);
     EXPECT_EQ(x->motor->calls, 3);
-    EXPECT_EQ(vok_object_method(x, gensym("decorator"), gensym("bump")), reinterpret_cast<zan_word>(x->motor));
-    EXPECT_EQ(vok_object_method(x, gensym("decorator"), gensym("no such message")), 0);
+    EXPECT_EQ(vok_object_method(x, S("decorator"), S("bump")), reinterpret_cast<zan_word>(x->motor));
+    EXPECT_EQ(vok_object_method(x, S("decorator"), S("no such message")), 0);
 }
 
 TEST_F(Interface, WhatTheClassHasItselfWins)
 {
-    EXPECT_EQ(vok_object_method(x, gensym("doors_of")), 5);
-    vok_attr_setlong(x, gensym("gear"), 3);
+    EXPECT_EQ(vok_object_method(x, S("doors_of")), 5);
+    vok_attr_setlong(x, S("gear"), 3);
     EXPECT_EQ(x->doors, 3);
     EXPECT_EQ(x->motor->gear, 0);
-    const std::string lost =
-        "vok_class_interface_attrhash_cb: IGNORING OVERRIDDEN ATTRIBUTE gear. trying to add from "
-        "vok_engine to vok_car";
-    EXPECT_EQ(std::count(posts.begin(), posts.end(), lost), 1);
-    const std::string typed =
-        "vok_class_interface_methodhash_cb: unsupported method type for typed. trying to add "
-        "from vok_engine to vok_car";
-    EXPECT_EQ(std::count(posts.begin(), posts.end(), typed), 1);
+    for (const char *lost : {"vok_class_interface_attrhash_cb: IGNORING OVERRIDDEN ATTRIBUTE gear. trying to add "
+                             "from vok_engine to vok_car",
+                             "vok_class_interface_methodhash_cb: unsupported method type for typed. trying to add "
+                             "from vok_engine to vok_car"})
+        EXPECT_EQ(std::count(posts.begin(), posts.end(), lost), 1) << lost;
 }
 
 TEST_F(Interface, AttributesAreTheDelegates)
 {
-    EXPECT_EQ(vok_attr_setlong(x, gensym("speed"), 90), 0);
+    EXPECT_EQ(vok_attr_setlong(x, S("speed"), 90), 0);
     EXPECT_EQ(x->motor->speed, 90);
     x->motor->speed = 120;
-    EXPECT_EQ(vok_attr_getlong(x, gensym("speed")), 120);
+    EXPECT_EQ(vok_attr_getlong(x, S("speed")), 120);
     engine *motor = std::exchange(x->motor, nullptr);
-    EXPECT_EQ(vok_attr_getlong(x, gensym("speed")), 0) << "no delegate yet";
-    EXPECT_EQ(vok_object_method(x, gensym("rev"), gensym("rev"), 0L, nullptr), 0);
+    EXPECT_EQ(vok_attr_getlong(x, S("speed")), 0) << "no delegate yet";
+    EXPECT_EQ(vok_object_method(x, S("rev"), S("rev"), 0L, nullptr), 0);
     x->motor = motor;
 }
 
@@ -160,12 +151,11 @@ TEST_F(Interface, AnInterfaceOfAnInterfacePassesItsPrivateMessagesOn)
     ASSERT_EQ(vok_class_addinterface(c, car_class, offsetof(garage, inside), 0), 0);
     auto *g = static_cast<garage *>(vok_object_alloc(c));
     g->inside = x;
-    EXPECT_EQ(vok_object_method(g, gensym("bump"), 4L), 4);
-    EXPECT_EQ(vok_object_method(g, gensym("doors_of")), 5);
-    atom a;
-    atom_setlong(&a, 2);
-    EXPECT_EQ(vok_object_method(g, gensym("rev"), gensym("rev"), 1L, &a), 6);
-    vok_attr_setlong(g, gensym("speed"), 55);
+    EXPECT_EQ(vok_object_method(g, S("bump"), 4L), 4);
+    EXPECT_EQ(vok_object_method(g, S("doors_of")), 5);
+    atom a = A(2);
+    EXPECT_EQ(vok_object_method(g, S("rev"), S("rev"), 1L, &a), 6);
+    vok_attr_setlong(g, S("speed"), 55);
     EXPECT_EQ(x->motor->speed, 55);
     vok_object_free(g);
 }
@@ -179,26 +169,25 @@ TEST_F(Interface, OffsetZeroRunsOnTheObjectItself)
     zan_class *c = vok_class_new("vok_kit", nullptr, nullptr, sizeof(kit), argtype_cant, 0);
     ASSERT_EQ(vok_class_addinterface(c, engine_class, 0, 0), 0);
     auto *k = static_cast<kit *>(vok_object_alloc(c));
-    atom a;
-    atom_setlong(&a, 8);
-    EXPECT_EQ(vok_object_method(k, gensym("rev"), gensym("rev"), 1L, &a), 8);
+    atom a = A(8);
+    EXPECT_EQ(vok_object_method(k, S("rev"), S("rev"), 1L, &a), 8);
     EXPECT_EQ(k->base.calls, 8);
-    vok_attr_setlong(k, gensym("speed"), 66);
+    vok_attr_setlong(k, S("speed"), 66);
     EXPECT_EQ(k->base.speed, 66);
-    EXPECT_EQ(vok_attr_getlong(k, gensym("speed")), 66);
-    EXPECT_EQ(vok_object_method(k, gensym("bump"), 1L), 0) << "the decorator names the object, which lacks it";
+    EXPECT_EQ(vok_attr_getlong(k, S("speed")), 66);
+    EXPECT_EQ(vok_object_method(k, S("bump"), 1L), 0) << "the decorator names the object, which lacks it";
     vok_object_free(k);
 }
 
 TEST_F(Interface, TheTesterAnswersForItsMatrix)
 {
     ASSERT_EQ(vok_interface_tester_init(), 0);
-    void *t = vok_object_new(gensym("vok_interface_tester"), 0);
+    void *t = vok_object_new(S("vok_interface_tester"), 0);
     ASSERT_TRUE(t);
     EXPECT_EQ(vok_attr_getlong(t, _vok_sym_planecount), 4);
     EXPECT_EQ(vok_object_method(t, _vok_sym_class_vok_matrix), 1);
     report_catcher ear;
-    vok_object_method(t, gensym("print"));
+    vok_object_method(t, S("print"));
     const std::vector<std::string> lines = ear.take(zan_report_post);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "vok_interface_tester: type char"), 1);
     vok_object_free(t);

@@ -1,17 +1,8 @@
 // The object behind the receivers `vok` and `vokra`: settings with their limits, what it
 // passes on to the application, and what it hides.
+#include "quick_class.h"
 #include <dlfcn.h>
-
-#include <string>
-#include <string_view>
 #include <utility>
-#include <vector>
-
-#include <gtest/gtest.h>
-#include <vokra/vokra.h>
-#include <zan/host.h>
-
-#include "scratch.h"
 
 namespace {
 
@@ -36,18 +27,18 @@ class KernelObject : public testing::Test {
         initialize();
         static zan_class *const c = [] {
             zan_class *made = class_new("kernel_listener", nullptr, nullptr, sizeof(listener), nullptr, 0);
-            class_addmethod(made, reinterpret_cast<zan_method>(note), "anything", argtype_gimme, 0);
+            class_addmethod(made, M(note), "anything", argtype_gimme, 0);
             return made;
         }();
         application = static_cast<listener *>(object_alloc(c));
         application->heard = &heard;
-        saved = std::exchange(gensym("zan")->thing, application);
-        kernel = gensym("vok")->thing;
+        saved = std::exchange(S("zan")->thing, application);
+        kernel = S("vok")->thing;
         ASSERT_TRUE(kernel);
     }
     void TearDown() override
     {
-        gensym("zan")->thing = saved;
+        S("zan")->thing = saved;
         object_free(application);
     }
     void tell(const char *selector, std::vector<zan_word> values = {})
@@ -55,7 +46,7 @@ class KernelObject : public testing::Test {
         std::vector<atom> atoms(values.size());
         for (size_t i = 0; i < values.size(); ++i)
             atom_setlong(&atoms[i], values[i]);
-        typedmess(kernel, gensym(selector), static_cast<long>(atoms.size()), atoms.data());
+        typedmess(kernel, S(selector), static_cast<long>(atoms.size()), atoms.data());
     }
     void *kernel = nullptr;
     void *saved = nullptr;
@@ -63,10 +54,19 @@ class KernelObject : public testing::Test {
     std::vector<std::string> heard;
 };
 
-TEST_F(KernelObject, HasTwoReceivers)
+TEST_F(KernelObject, HasTwoReceiversAndHidesSomeMessages)
 {
-    EXPECT_EQ(gensym("vokra")->thing, kernel);
-    EXPECT_EQ(object_classname(kernel), gensym("vok_kernel"));
+    EXPECT_EQ(S("vokra")->thing, kernel);
+    EXPECT_EQ(object_classname(kernel), S("vok_kernel"));
+    const auto undocumented = [this](const char *name) {
+        return object_refpage_method_is_undocumented(object_getmethod_object(kernel, S(name))) != 0;
+    };
+    for (const char *name :
+         {"about", "altivec", "glerrorcheck", "glattribpush", "postversion", "nosplash", "paralleldebug",
+          "javainit", "memdebug", "glreadback", "getglreadback", "sendproperty", "endprobe"})
+        EXPECT_TRUE(undocumented(name)) << name;
+    for (const char *name : {"parallel", "glstatus", "menubar"})
+        EXPECT_FALSE(undocumented(name)) << name;
 }
 
 TEST_F(KernelObject, Settings)
@@ -108,10 +108,10 @@ TEST_F(KernelObject, ANewThreadCountMakesANewTask)
     parallel_task *task = parallel_task_new(
         nullptr, [](parallel_worker *) -> zan_word { return 0; }, 2);
     _vok_parallel_task = task;
-    const long workers = zan_object_count(gensym("parallel_worker"));
+    const long workers = zan_object_count(S("parallel_worker"));
     tell("parallelthreads", {4});
     EXPECT_EQ(_vok_parallel_task, nullptr);
-    EXPECT_EQ(zan_object_count(gensym("parallel_worker")), workers - 2);
+    EXPECT_EQ(zan_object_count(S("parallel_worker")), workers - 2);
     EXPECT_EQ(task->workers, nullptr) << "the task itself stays";
     object_free(task);
     _vok_parallelthreads = before;
@@ -140,7 +140,7 @@ TEST_F(KernelObject, PassedOnToTheApplication)
         ASSERT_FALSE(heard.empty()) << row.message;
         EXPECT_EQ(heard.back(), row.heard);
     }
-    gensym("zan")->thing = nullptr;
+    S("zan")->thing = nullptr;
     tell("menubar", {1}); // nobody there: nothing happens
     EXPECT_EQ(heard.size(), std::size(rows));
 }
@@ -152,48 +152,30 @@ TEST_F(KernelObject, OldMessagesDoNothing)
         tell(message);
     for (const char *message : {"altivec", "glerrorcheck", "glattribpush", "nosplash"})
         tell(message, {1});
-    atom a;
-    atom_setsym(&a, gensym("fbo"));
-    typedmess(kernel, gensym("glreadback"), 1, &a);
+    atom a = A("fbo");
+    typedmess(kernel, S("glreadback"), 1, &a);
     EXPECT_TRUE(ear.take().empty());
     EXPECT_TRUE(heard.empty());
-    EXPECT_EQ(vok_object_method(kernel, gensym("getglreadback"), 0L), reinterpret_cast<zan_word>(gensym("fbo")));
-}
-
-TEST_F(KernelObject, Undocumented)
-{
-    const struct {
-        const char *name;
-        long undocumented;
-    } rows[] = {{"about", 1},       {"altivec", 1},    {"glerrorcheck", 1},  {"glattribpush", 1},
-                {"postversion", 1}, {"nosplash", 1},   {"paralleldebug", 1}, {"javainit", 1},
-                {"memdebug", 1},    {"glreadback", 1}, {"getglreadback", 1}, {"sendproperty", 1},
-                {"endprobe", 1},    {"parallel", 0},   {"glstatus", 0},      {"menubar", 0}};
-    for (const auto &row : rows)
-        EXPECT_EQ(object_refpage_method_is_undocumented(object_getmethod_object(kernel, gensym(row.name))) != 0,
-                  row.undocumented != 0)
-            << row.name;
+    EXPECT_EQ(vok_object_method(kernel, S("getglreadback"), 0L), reinterpret_cast<zan_word>(S("fbo")));
 }
 
 TEST_F(KernelObject, PropertiesAreSentToAReceiver)
 {
-    symbol *receiver = gensym("kernel_test_receiver");
+    symbol *receiver = S("kernel_test_receiver");
     receiver->thing = application;
-    atom args[2];
-    atom_setsym(args, gensym("glreadback"));
-    atom_setsym(args + 1, receiver);
-    typedmess(kernel, gensym("sendproperty"), 2, args);
+    atom args[] = {A("glreadback"), A(receiver->name)};
+    typedmess(kernel, S("sendproperty"), 2, args);
     EXPECT_EQ(heard, std::vector<std::string>{"glreadback fbo"});
     void *level = vok_attribute_new("level", _vok_sym_long, 0, nullptr, nullptr);
     vok_object_addattr(kernel, level);
-    vok_attr_setlong(kernel, gensym("level"), 3);
-    atom_setsym(args, gensym("level"));
-    typedmess(kernel, gensym("sendproperty"), 2, args);
+    vok_attr_setlong(kernel, S("level"), 3);
+    args[0] = A("level");
+    typedmess(kernel, S("sendproperty"), 2, args);
     EXPECT_EQ(heard.back(), "level 3");
     receiver->thing = nullptr;
-    typedmess(kernel, gensym("sendproperty"), 2, args);
+    typedmess(kernel, S("sendproperty"), 2, args);
     EXPECT_EQ(heard.size(), 2u);
-    vok_object_deleteattr(kernel, gensym("level"));
+    vok_object_deleteattr(kernel, S("level"));
 }
 
 void *status_window;
@@ -207,16 +189,15 @@ TEST_F(KernelObject, StatusWindowOfTheOpenGLModule)
     report_catcher ear;
     tell("glstatus");
     EXPECT_EQ(ear.one_error(), "no glstatus window found");
-    status_window = vok_object_new(gensym("vok_tree"), 0);
-    gensym("gl2status_show")->thing = reinterpret_cast<void *>(show_status);
-    vok_object_method(status_window, gensym("thing"), vok_object_new(gensym("vok_tree"), 0));
-    atom a;
-    atom_setsym(&a, _vok_sym_clear);
-    typedmess(kernel, gensym("glstatus"), 1, &a);
-    EXPECT_EQ(vok_object_method(status_window, gensym("getthing"), 0L), 0) << "the window got the message";
+    status_window = vok_object_new(S("vok_tree"), 0);
+    S("gl2status_show")->thing = reinterpret_cast<void *>(show_status);
+    vok_object_method(status_window, S("thing"), vok_object_new(S("vok_tree"), 0));
+    atom a = A("clear");
+    typedmess(kernel, S("glstatus"), 1, &a);
+    EXPECT_EQ(vok_object_method(status_window, S("getthing"), 0L), 0) << "the window got the message";
     tell("glstatus", {5}); // no word, no message
     EXPECT_TRUE(ear.take(zan_report_error).empty());
-    gensym("gl2status_show")->thing = nullptr;
+    S("gl2status_show")->thing = nullptr;
     vok_object_free(status_window);
 }
 

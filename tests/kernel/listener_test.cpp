@@ -1,11 +1,4 @@
 // The listener: when it is attached, what it passes on, and when it polls.
-#include <string>
-#include <vector>
-
-#include <zan/host.h>
-
-#include <gtest/gtest.h>
-
 #include "quick_class.h"
 
 namespace {
@@ -45,7 +38,7 @@ class Listener : public testing::Test {
     {
         atom a;
         atom_setsym(&a, to);
-        listener = static_cast<vok_listener *>(vok_object_new(gensym("vok_listener"), 1L, &a));
+        listener = static_cast<vok_listener *>(vok_object_new(S("vok_listener"), 1L, &a));
         ASSERT_NE(listener, nullptr);
         const vok_listener_callback callback = [](void *data, symbol *subjectname, symbol *message, long argc,
                                                   atom *argv) {
@@ -57,12 +50,12 @@ class Listener : public testing::Test {
             if (t->frees)
                 object_free(t->listener), t->listener = nullptr;
         };
-        vok_object_method(listener, gensym("setcallback"), callback);
-        vok_object_method(listener, gensym("setcbdata"), this);
-        EXPECT_EQ(vok_object_method(listener, gensym("getcbdata")), reinterpret_cast<zan_word>(this));
+        vok_object_method(listener, S("setcallback"), callback);
+        vok_object_method(listener, S("setcbdata"), this);
+        EXPECT_EQ(vok_object_method(listener, S("getcbdata")), reinterpret_cast<zan_word>(this));
     }
     void appear() { subject = vok_object_register(vok_object_alloc(senders), name); }
-    void notify(const char *message, void *data = nullptr) { vok_object_notify(subject, gensym(message), data); }
+    void notify(const char *message, void *data = nullptr) { vok_object_notify(subject, S(message), data); }
     void let_pass(double ms) { zan_run_until(systimer_gettime() + ms); }
     // Whether the listener is attached when it has polled, as a notice shows.
     bool attached()
@@ -100,11 +93,11 @@ TEST_F(Listener, AttachesAtOnceOrWhenTheNameAppears)
 
     heard.clear();
     atom none;
-    atom_setsym(&none, gensym(""));
+    atom_setsym(&none, S(""));
     vok_listener_subjectname(listener, nullptr, 1, &none);
     notify("unheard");
     EXPECT_TRUE(heard.empty());
-    vok_attr_setsym(listener, gensym("subjectname"), name);
+    vok_attr_setsym(listener, S("subjectname"), name);
     notify("heard");
     EXPECT_EQ(heard, words{"heard"});
 }
@@ -112,22 +105,22 @@ TEST_F(Listener, AttachesAtOnceOrWhenTheNameAppears)
 TEST_F(Listener, ClearingTheNameEndsThePolling)
 {
     listen(name);
-    vok_attr_setsym(listener, gensym("subjectname"), gensym(""));
+    vok_attr_setsym(listener, S("subjectname"), S(""));
     appear();
     let_pass(200);
     notify("unheard");
     EXPECT_TRUE(heard.empty());
-    EXPECT_EQ(listener->subjectname, gensym(""));
+    EXPECT_EQ(listener->subjectname, S(""));
 }
 
 TEST_F(Listener, ThePollTimeIsANumberOfAtMostTwo)
 {
-    listen(gensym(""));
+    listen(S(""));
     EXPECT_EQ(listener->polltime, 100);
-    EXPECT_STREQ(object_attr_getsym(vok_object_attr_get(listener, gensym("polltime")), gensym("none"))->name, "");
+    EXPECT_STREQ(object_attr_getsym(vok_object_attr_get(listener, S("polltime")), S("none"))->name, "");
     for (long value : {1L, 50L}) {
-        vok_attr_setlong(listener, gensym("polltime"), value);
-        EXPECT_EQ(vok_attr_getlong(listener, gensym("polltime")), value);
+        vok_attr_setlong(listener, S("polltime"), value);
+        EXPECT_EQ(vok_attr_getlong(listener, S("polltime")), value);
         vok_listener_dosubjectname(listener, name);
         EXPECT_EQ(listener->polltime, value < 2 ? value : 2);
         vok_listener_dosubjectname(listener, nullptr);
@@ -139,15 +132,15 @@ TEST_F(Listener, NotificationsBecomeAtoms)
     appear();
     listen(name);
     notify("modified");
-    notify("attr_modified", vok_object_attr_get(subject, gensym("level")));
+    notify("attr_modified", vok_object_attr_get(subject, S("level")));
     notify("attr_modified");
     std::vector<atom> atoms(300);
-    atom_setsym(&atoms[0], gensym("said"));
+    atom_setsym(&atoms[0], S("said"));
     for (size_t i = 1; i < atoms.size(); ++i)
         atom_setlong(&atoms[i], 1);
     for (long count : {3L, 300L, 0L}) {
-        void *data = object_new_imp(gensym("nobox"), gensym("atomarray"), count,
-                                    reinterpret_cast<zan_word>(atoms.data()), 0, 0, 0, 0, 0, 0);
+        void *data = object_new_imp(S("nobox"), S("atomarray"), count, reinterpret_cast<zan_word>(atoms.data()), 0,
+                                    0, 0, 0, 0, 0);
         notify("typedmess", data);
         object_free(data);
     }
@@ -171,7 +164,7 @@ TEST_F(Listener, PointerEventsComeWithTheirOwnMessage)
         atom_setlong(wheel.atoms + i, 9 - i);
     }
     for (const char *message : {"mouse", "mousewheel"}) {
-        mouse.message = gensym(message);
+        mouse.message = S(message);
         notify("mouseout");
     }
     EXPECT_EQ(heard, (words{"mouseout", "mouse 0 1 2 3 4 5 6 7", "mousewheel 9 8 7 6 5 4 3 2 1 0"}));
@@ -184,13 +177,13 @@ TEST_F(Listener, CleanupRunsOnceAndTheCallbackMayFreeIt)
     static int cleaned;
     cleaned = 0;
     vok_object_method(
-        listener, gensym("setcleanup"), +[](void *data) { cleaned += data != nullptr; });
+        listener, S("setcleanup"), +[](void *data) { cleaned += data != nullptr; });
     frees = true;
     object_free(subject); // the callback frees the listener while it is told
     subject = nullptr;
     EXPECT_EQ(heard, words{"free"});
     EXPECT_EQ(cleaned, 1);
-    vok_listener_notify(nullptr, name, gensym("x"), nullptr, nullptr);
+    vok_listener_notify(nullptr, name, S("x"), nullptr, nullptr);
     EXPECT_EQ(heard.size(), 1u);
 }
 

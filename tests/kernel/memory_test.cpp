@@ -1,14 +1,8 @@
 // The memory register and what it complains about, the trees and lists, bytes reversed,
 // and files.
+#include "quick_class.h"
+#include <array>
 #include <cstring>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-#include <vokra/vokra.h>
-#include <zan/host.h>
-
-#include "scratch.h"
 
 namespace {
 
@@ -48,22 +42,23 @@ TEST_F(Register, PairsAreSilent)
 
 TEST_F(Register, Mismatches)
 {
-    void *p = vok_getbytes(100);
-    vok_freebytes(p, 99);
-    EXPECT_EQ(remarks(), texts{"(MISMATCHED SIZE)"});
-    vok_freebytes(vok_newptr(100), 100);
-    EXPECT_EQ(remarks(), texts{"(MISMATCHED POOL)"});
-    vok_freebytes(vok_newptr(100), 7);
-    EXPECT_EQ(remarks(), (texts{"(MISMATCHED POOL)", "(MISMATCHED SIZE)"}));
-    vok_disposeptr(vok_getbytes(100));
-    EXPECT_EQ(remarks(), texts{"(MISMATCHED POOL)"});
-    vok_disposeptr(nullptr);
-    EXPECT_EQ(remarks(), texts{"(NULL)"});
     int unknown;
-    vok_memory_unregister(&unknown, 4, 0);
-    EXPECT_EQ(remarks(), texts{"(NO REGISTERED ENTRY)"});
-    vok_memory_register(nullptr, 4, 0);
-    EXPECT_EQ(remarks(), texts{"(NULL)"});
+    const struct {
+        void (*wrong)(void *);
+        texts remarks;
+    } rows[] = {
+        {[](void *) { vok_freebytes(vok_getbytes(100), 99); }, {"(MISMATCHED SIZE)"}},
+        {[](void *) { vok_freebytes(vok_newptr(100), 100); }, {"(MISMATCHED POOL)"}},
+        {[](void *) { vok_freebytes(vok_newptr(100), 7); }, {"(MISMATCHED POOL)", "(MISMATCHED SIZE)"}},
+        {[](void *) { vok_disposeptr(vok_getbytes(100)); }, {"(MISMATCHED POOL)"}},
+        {[](void *) { vok_disposeptr(nullptr); }, {"(NULL)"}},
+        {[](void *p) { vok_memory_unregister(p, 4, 0); }, {"(NO REGISTERED ENTRY)"}},
+        {[](void *) { vok_memory_register(nullptr, 4, 0); }, {"(NULL)"}},
+    };
+    for (const auto &row : rows) {
+        row.wrong(&unknown);
+        EXPECT_EQ(remarks(), row.remarks) << &row - rows;
+    }
 }
 
 TEST_F(Register, ARedundantEntryReplacesTheOldOne)
@@ -107,40 +102,43 @@ TEST(Memory, Handles)
 
 TEST(Swap, BytesReversed)
 {
+    using nine = std::array<int, 9>;
     unsigned char bytes[9] = {0, 1, 2, 3, 4, 5, 6, 7, 8}; // all from an odd address
-    const auto is = [&](std::vector<int> expected) {
-        for (size_t i = 0; i < expected.size(); ++i)
-            EXPECT_EQ(bytes[i], expected[i]) << i;
+    const auto now = [&] {
+        nine all;
+        std::copy(bytes, bytes + 9, all.begin());
+        return all;
     };
     swap_pointer_16(bytes + 1);
-    is({0, 2, 1, 3, 4, 5, 6, 7, 8});
+    EXPECT_EQ(now(), (nine{0, 2, 1, 3, 4, 5, 6, 7, 8}));
     swap_pointer_32(bytes + 3);
-    is({0, 2, 1, 6, 5, 4, 3, 7, 8});
+    EXPECT_EQ(now(), (nine{0, 2, 1, 6, 5, 4, 3, 7, 8}));
     swap_pointer_64(bytes + 1);
-    is({0, 8, 7, 3, 4, 5, 6, 1, 2});
-    unsigned char out[8] = {};
-    swap_pointer_64_copy(out, bytes + 1);
-    EXPECT_EQ(out[0], 2);
-    EXPECT_EQ(out[7], 8);
-    swap_pointer_32_copy(out, bytes + 1);
-    EXPECT_EQ(out[0], 4);
-    EXPECT_EQ(out[4], 4) << "four bytes only";
+    EXPECT_EQ(now(), (nine{0, 8, 7, 3, 4, 5, 6, 1, 2}));
+    // each copies no more than its bytes
+    unsigned char out[8] = {9, 9, 9, 9, 9, 9, 9, 9};
+    const auto holds = [&](std::initializer_list<int> expected) {
+        EXPECT_TRUE(std::equal(out, out + 8, expected.begin())) << expected.size();
+    };
     swap_pointer_16_copy(out, bytes + 1);
-    EXPECT_EQ(out[0], 7);
-    EXPECT_EQ(out[1], 8);
+    holds({7, 8, 9, 9, 9, 9, 9, 9});
+    swap_pointer_32_copy(out, bytes + 1);
+    holds({4, 3, 7, 8, 9, 9, 9, 9});
+    swap_pointer_64_copy(out, bytes + 1);
+    holds({2, 1, 6, 5, 4, 3, 7, 8});
 }
 
 TEST(Swap, Numbers)
 {
     const unsigned char pi32[] = {0x40, 0x49, 0x0f, 0xdb}, two64[] = {0x40, 0, 0, 0, 0, 0, 0, 0};
-    EXPECT_EQ(swap_pointer_32_to_float32(pi32), 3.14159274f);
-    EXPECT_EQ(swap_pointer_64_to_float64(two64), 2.0);
     float f;
-    std::memcpy(&f, pi32, 4);
-    EXPECT_EQ(swapf32(f), 3.14159274f);
     double d;
+    std::memcpy(&f, pi32, 4);
     std::memcpy(&d, two64, 8);
-    EXPECT_EQ(swapf64(d), 2.0);
+    for (const float pi : {swap_pointer_32_to_float32(pi32), swapf32(f)})
+        EXPECT_EQ(pi, 3.14159274f);
+    for (const double two : {swap_pointer_64_to_float64(two64), swapf64(d)})
+        EXPECT_EQ(two, 2.0);
 }
 
 TEST(VokFile, ReadWriteAndSize)

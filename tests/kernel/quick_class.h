@@ -1,11 +1,23 @@
 // Classes of a test's own through the public interface: private messages and attributes in
 // one line each.
 #pragma once
+#include "host/kernel_fixture.h"
 #include <vokra/vokra.h>
 
 template <typename Fn> zan_method erase(Fn fn)
 {
     return reinterpret_cast<zan_method>(+fn);
+}
+
+// What a message that fills in an array answers, as text.
+template <typename... Words> std::string answer(void *x, symbol *message, Words... words)
+{
+    long argc = 0;
+    atom *argv = nullptr;
+    EXPECT_EQ(vok_object_method(x, message, words..., &argc, &argv), 0) << message->name;
+    const std::string text = text_of(argc, argv);
+    sysmem_freeptr(argv);
+    return text;
 }
 
 struct quick_class {
