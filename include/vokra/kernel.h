@@ -168,8 +168,9 @@ VOKRA_EXPORT vok_err vok_object_exportsummary(void *x, symbol *selector, long ar
  * as its source; with a source, "classname: " is taken off its front. x may be null. */
 VOKRA_EXPORT void vok_object_error(void *x, const char *format, ...) __attribute__((format(printf, 2, 3)));
 VOKRA_EXPORT void vok_object_post(void *x, const char *format, ...) __attribute__((format(printf, 2, 3)));
-/* Print through defer, so on the main thread. The code is one of the table in base.h:
- * any other is taken for the address of its four characters. */
+/* Print through defer, so on the main thread: a code of the table in base.h in words (nothing
+ * for 0 and SPRS), the address of four characters as those, any other number as its own four
+ * characters or, when they are none, as an unspecified error with the number. */
 VOKRA_EXPORT void vok_error_code(void *x, vok_err code);
 VOKRA_EXPORT void vok_error_sym(void *x, symbol *text);
 VOKRA_EXPORT void vok_post_sym(void *x, symbol *text);

@@ -7,7 +7,6 @@
 #include <vokra/commonsyms.h>
 
 #include "bridge/box.h"
-#include "kernel/report.h"
 
 namespace vok {
 
@@ -232,7 +231,7 @@ vok_err zan_vok_obex_attr_getdump(void *x, symbol *selector, long, atom *)
     symbol *name = vok::without_get(selector);
     vok::atom_array value;
     if (const vok_err err = zan_vok_obex_attr_get(x, name, &value.argc, &value.argv))
-        vok::report_code(x, err);
+        vok_error_code(x, err);
     else
         vok::reply(x, name, value);
     return VOK_ERR_NONE;

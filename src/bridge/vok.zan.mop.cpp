@@ -11,7 +11,6 @@
 #include <zan/zan.h>
 
 #include "bridge/mop_box.h"
-#include "kernel/report.h"
 
 namespace {
 
@@ -161,7 +160,7 @@ vok_err calculate(void *x, vok_mop *mop, void *matrix, symbol *name)
     } else {
         err = vok::send(zan_vok_obex_vokob_get(x), _vok_sym_matrix_calc, mop->inputlist, mop->outputlist);
         if (err)
-            vok::report_code(x, err);
+            vok_error_code(x, err);
         else
             output_all(mop);
     }

@@ -5,7 +5,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
+#include <sys/uio.h>
+#include <unistd.h>
 
 #include <zan/zan.h>
 
@@ -13,7 +14,6 @@
 #include <vokra/kernel.h>
 
 #include "kernel/message.h"
-#include "kernel/report.h"
 #include "kernel/words.h"
 
 namespace {
@@ -56,6 +56,13 @@ const char *class_text(void *x)
 {
     symbol *name = x ? object_classname(x) : nullptr;
     return name ? name->name : "";
+}
+
+// Reads memory that may not be there.
+bool read_untrusted(const void *from, void *to, size_t size)
+{
+    const iovec here{to, size}, there{const_cast<void *>(from), size};
+    return process_vm_readv(getpid(), &here, 1, &there, 1, 0) == static_cast<ssize_t>(size);
 }
 
 constexpr struct {
@@ -117,14 +124,6 @@ void vok_error_code(void *x, vok_err code)
     defer(x, vok::method(vok_error_docode), reinterpret_cast<symbol *>(code), 0, nullptr);
 }
 
-void vok::report_code(void *x, zan_word code)
-{
-    constexpr zan_word lowest_address = zan_word{1} << 32;
-    const bool known = code == VOK_ERR_NONE || code == VOK_ERR_SPRS ||
-                       std::any_of(std::begin(errors), std::end(errors), [=](auto &e) { return e.code == code; });
-    vok_error_code(x, known || code >= lowest_address ? code : zan_word{VOK_ERR_EROR});
-}
-
 void vok_error_sym(void *x, symbol *text)
 {
     defer(x, vok::method(vok_error_dosym), text, 0, nullptr);
@@ -145,10 +144,15 @@ void vok_error_docode(void *x, symbol *word, long, atom *)
             vok_object_error(x, "%s: %s", class_text(x), e.text);
             return;
         }
-    // Deliberate: a code outside the table is the address of its four characters, so new
-    // codes go into the table and never come here as plain numbers.
-    const char *c = reinterpret_cast<const char *>(word);
-    vok_object_error(x, "%s: '%c%c%c%c' (%d)", class_text(x), c[0], c[1], c[2], c[3], static_cast<int>(code));
+    // Deliberate: a code outside the table is the address of its four characters. But foreign
+    // calculations return any number, so what can't be read shows the number's own four.
+    const auto is_text = [](char each) { return each >= ' ' && each <= '~'; };
+    char c[4] = {char(code >> 24), char(code >> 16), char(code >> 8), char(code)};
+    const bool is_address = read_untrusted(word, c, sizeof c);
+    if (is_address || (code >> 32 == 0 && std::all_of(c, c + 4, is_text)))
+        vok_object_error(x, "%s: '%c%c%c%c' (%d)", class_text(x), c[0], c[1], c[2], c[3], static_cast<int>(code));
+    else
+        vok_object_error(x, "%s: error type unspecified (%ld)", class_text(x), code);
 }
 
 void vok_error_dosym(void *x, symbol *text, long, atom *)

@@ -145,6 +145,23 @@ TEST_F(VokReport, ACodeOutsideTheTableIsTheAddressOfItsCharacters)
     EXPECT_EQ(last().text.substr(0, 20), "vok_noisy: 'QUUX' (" + last().text.substr(19, 1));
 }
 
+TEST_F(VokReport, ANumberThatNobodyCanReadIsReportedAsTheNumber)
+{
+    const struct {
+        vok_err code;
+        std::string text;
+    } rows[] = {
+        {0x41424344, "'ABCD' (1094861636)"},
+        {7, "error type unspecified (7)"},
+        {-4, "error type unspecified (-4)"},
+        {0x7ffffffffffffff0, "error type unspecified (9223372036854775792)"},
+    };
+    for (const auto &row : rows) {
+        vok_error_code(x, row.code);
+        EXPECT_EQ(last().text, "vok_noisy: " + row.text);
+    }
+}
+
 TEST_F(VokReport, SymbolsAndCodesFromTheSchedulerWaitForTheMainThread)
 {
     zan_in_scheduler(
