@@ -3,6 +3,7 @@
 // protocol of get and set with filters, and the conversion of values.
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include <zan/zan.h>
@@ -106,19 +107,27 @@ vok_attribute *record(void *attr)
     return static_cast<vok_attribute *>(attr); // the fields up to `reserved` are everyone's
 }
 
+const element_type *known_type(const symbol *type)
+{
+    const auto at = std::find_if(std::begin(element_types), std::end(element_types),
+                                 [type](const element_type &e) { return *e.type == type; });
+    return at == std::end(element_types) ? nullptr : at;
+}
+
 } // namespace
 
 const element_type *find_element_type(symbol *type)
 {
-    for (const element_type &e : element_types)
-        if (*e.type == type)
-            return &e;
+    if (const element_type *known = known_type(type))
+        return known;
     object_post(nullptr, "vok.attribute: unknown type");
     return nullptr;
 }
 
 void init_attribute(void *attr, const char *name, symbol *type, long flags, zan_method get, zan_method set)
 {
+    if (!known_type(type)) // told where it can be mended, as its values will be no values
+        object_warn(nullptr, "attribute %s: no values are of type %s", name ? name : "", type ? type->name : "");
     vok_attribute *x = record(attr);
     x->name = gensym(name);
     x->type = type;
