@@ -46,6 +46,20 @@ long zan_add_class_finder(const zan_class_finder *finder)
     return zan_err_none;
 }
 
+namespace {
+
+zan_class *known_or_made(symbol *name)
+{
+    if (zan_class *known = class_findbyname(box_space(), name))
+        return known;
+    for (size_t i = 0; i < finders().size(); i++) // one may add another
+        if (zan_class *made = finders()[i]->find(name))
+            return made;
+    return nullptr;
+}
+
+} // namespace
+
 zan_class *zan_box_class(symbol *name)
 {
     if (!name)
@@ -54,13 +68,15 @@ zan_class *zan_box_class(symbol *name)
         return known;
     const std::lock_guard hold(finding());
     zan::load_packs();
-    if (zan_class *packed = class_findbyname(box_space(), name))
+    if (zan_class *packed = known_or_made(name))
         return packed;
-    for (size_t i = 0; i < finders().size(); i++) // one may add another
-        if (zan_class *made = finders()[i]->find(name))
-            return made;
-    zan::load_module_for(name);
-    return class_findbyname(box_space(), name);
+    // an external makes its box class itself, or one that a finder makes a box of
+    if (!zan::load_module_for(name))
+        return nullptr;
+    zan_class *loaded = known_or_made(name);
+    if (!loaded)
+        object_error(nullptr, "%s.so was loaded, but makes no class for a box %s", name->name, name->name);
+    return loaded;
 }
 
 long zan_box_names(long *count, symbol ***names)

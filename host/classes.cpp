@@ -317,8 +317,10 @@ long class_register(symbol *name_space, zan_class *c)
 {
     if (!c || !name_space)
         return zan_err_invalid_ptr;
-    if (registry_class_store(name_space, c->name, c) != c)
+    if (registry_class_store(name_space, c->name, c) != c) {
+        object_error(nullptr, "class_register: %s: there is another class of this name already", c->name->name);
         return zan_err_duplicate;
+    }
     c->name_space = name_space;
     if (making == c && c->outer)
         making = std::exchange(c->outer, nullptr);

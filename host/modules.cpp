@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <mutex>
 #include <set>
 #include <string>
@@ -21,15 +22,24 @@ namespace {
 
 std::mutex loaded_mutex;
 
-std::set<std::string> &loaded_files()
+// What the init of each loaded file gave.
+std::map<std::string, long> &loaded_files()
 {
-    static std::set<std::string> files;
+    static std::map<std::string, long> files;
     return files;
 }
 
 long refuse(const char *filename, const char *why)
 {
     object_error(nullptr, "%s: can't be loaded: %s", filename, why);
+    return zan_err_generic;
+}
+
+long run_init(const zan_module &module)
+try {
+    return module.init();
+} catch (const std::exception &e) {
+    object_error(nullptr, "%s: its set-up threw an exception: %s", module.name, e.what());
     return zan_err_generic;
 }
 
@@ -44,8 +54,8 @@ long zan_load_module(const char *filename)
     std::free(real);
     {
         std::lock_guard lock(loaded_mutex);
-        if (!loaded_files().insert(file).second)
-            return zan_err_none;
+        if (const auto [at, fresh] = loaded_files().try_emplace(file, zan_err_none); !fresh)
+            return at->second;
     }
     const auto forget = [&](const char *why) {
         std::lock_guard lock(loaded_mutex);
@@ -62,10 +72,14 @@ long zan_load_module(const char *filename)
         return forget("it was built for another interface of the host");
     zan::boot();
     // A module stays loaded even when its init fails: classes of it may be in use.
-    const long result = module->init();
-    if (result != zan_err_none)
-        return refuse(filename, "its set-up failed");
-    return zan_err_none;
+    const long result = run_init(*module);
+    if (result == zan_err_none)
+        return zan_err_none;
+    {
+        std::lock_guard lock(loaded_mutex);
+        loaded_files()[file] = zan_err_generic;
+    }
+    return refuse(filename, ("its set-up failed (" + std::to_string(result) + ")").c_str());
 }
 
 bool zan::load_module_for(symbol *classname)

@@ -67,7 +67,7 @@ near_word::near_word(std::string_view wrong) : wrong_(wrong), best_distance_(lon
 void near_word::consider(std::string_view right)
 {
     const long longer = long(right.size()) - long(wrong_.size());
-    if (wrong_.size() > longest || right.size() > longest || std::abs(longer) >= best_distance_)
+    if (right == wrong_ || wrong_.size() > longest || right.size() > longest || std::abs(longer) >= best_distance_)
         return;
     if (const long d = edits(wrong_, right); d < best_distance_) {
         best_distance_ = d;

@@ -179,7 +179,8 @@ class builder {
             inner(b, m, file);
         else
             found(zan_finding_class, zan_report_error, b.line, &b,
-                  "there is no box class " + std::string(b.classname->name) + near_class(b.classname));
+                  "there is no box class " + std::string(b.classname->name) +
+                      (loading.empty() ? near_class(b.classname) : ""));
     }
 
     std::vector<atom> arguments_of(const document::box &b, bool as_written = false)

@@ -43,7 +43,9 @@ ZAN_EXPORT long zan_add_class_finder(const zan_class_finder *finder);
 /* The class of a box by the name that a patch writes, or null. In this order: a class of
  * namespace "box"; the same after the packs were loaded (modules in a folder "packs" of
  * a search folder; each is tried once); what a finder makes; the module NAME.so along the
- * search path. So a file that happens to lie about changes no box that is known. */
+ * search path, and what a finder makes of the classes that it brought. So a file that
+ * happens to lie about changes no box that is known. A module that brings no such class is
+ * reported. */
 ZAN_EXPORT zan_class *zan_box_class(symbol *name);
 /* Every name that zan_box_class knows without looking for a file of that name, sorted:
  * the caller frees *names with sysmem_freeptr. Host error number. */
@@ -54,7 +56,7 @@ ZAN_EXPORT symbol *zan_class_digest(zan_class *c);
 ZAN_EXPORT long zan_class_setdigest(zan_class *c, const char *sentence);
 
 /* Loads a module by its file name and runs its init, once a file: loading it again
- * gives 0 at once. Main thread. An error says why in the loader's own words. */
+ * gives the same at once. Main thread. An error says why in the loader's own words. */
 ZAN_EXPORT long zan_load_module(const char *filename);
 
 #ifdef __cplusplus

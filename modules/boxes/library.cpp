@@ -234,6 +234,9 @@ void add_count(zan_class *c, const char *name, zan_method get, zan_method set)
 
 void add_operator(zan_class *c, zan_class *library, const vok_mop *adornment)
 {
+    if (!vok_class_method(library, _vok_sym_matrix_calc))
+        object_warn(nullptr, "%s has no method matrix_calc: nothing will be calculated",
+                    class_nameget(library)->name);
     const bool bang = adornment->inputcount <= 0;
     zan_vok_class_mop_wrap(c, library, bang ? ZAN_VOK_MOP_NO_BANG : 0);
     if (bang)
