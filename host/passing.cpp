@@ -4,6 +4,8 @@
 #include "outlets.h"
 #include "profile.h"
 
+#include <exception>
+
 namespace zan::cords {
 namespace {
 
@@ -101,7 +103,7 @@ zan_messlist *public_message(object *box, symbol *sel)
     return m && m->types[0] != argtype_cant ? m : nullptr;
 }
 
-zan_word call(object *box, zan_messlist *m, symbol *sel, long argc, atom *argv)
+zan_word call_method(object *box, zan_messlist *m, symbol *sel, long argc, atom *argv)
 {
     if (m->types[0] == argtype_gimme) {
         // a class may replace its method while messages travel
@@ -109,6 +111,18 @@ zan_word call(object *box, zan_messlist *m, symbol *sel, long argc, atom *argv)
         return reinterpret_cast<zan_word (*)(void *, symbol *, long, atom *)>(fn)(box, sel, argc, argv);
     }
     return object_method_typedfun(box, m, sel, argc, argv, nullptr);
+}
+
+// What a box in C++ throws ends its own message, not the thread.
+zan_word call(object *box, zan_messlist *m, symbol *sel, long argc, atom *argv)
+try {
+    return call_method(box, m, sel, argc, argv);
+} catch (const std::exception &e) {
+    object_error(box, "\"%s\" threw an exception: %s", sel->name, e.what());
+    return 0;
+} catch (...) {
+    object_error(box, "\"%s\" threw an exception", sel->name);
+    return 0;
 }
 
 // A number for a box that may know only the other kind, or only lists. False when it
