@@ -43,5 +43,7 @@ long path_count();
 std::vector<std::string> class_names();
 std::vector<std::string> box_names();
 std::string digest_of(zan_class *c);
+// Loads the packs of the search folders, for verbs that name functors and classes of theirs.
+void load_packs();
 
 } // namespace program

@@ -37,6 +37,11 @@ std::vector<std::string> box_names()
     return result;
 }
 
+void load_packs()
+{
+    box_names();
+}
+
 std::string digest_of(zan_class *c)
 {
     const symbol *digest = zan_class_digest(c);
@@ -47,6 +52,7 @@ namespace {
 
 void list_classes(bool as_json)
 {
+    load_packs();
     const std::vector<std::string> names = class_names();
     if (as_json) {
         std::printf("%s\n", nlohmann::json(names).dump(2).c_str());

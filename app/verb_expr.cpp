@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "files.h"
+#include "patches.h"
 #include "verbs.h"
 
 namespace program {
@@ -225,7 +226,10 @@ void add_expr(CLI::App &app)
     verb->add_option("-o,--out", o->out, "the file to write");
     verb->add_flag("--tree", o->tree, "print what the expressions are compiled to");
     verb->add_flag("--alpha", o->alpha, "calculate the alpha of a picture too");
-    verb->callback([o] { run_expr(*o); });
+    verb->callback([o] {
+        load_packs();
+        run_expr(*o);
+    });
 }
 
 } // namespace program

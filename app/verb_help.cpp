@@ -1,6 +1,7 @@
 // vokra help: a box of patches as its quick reference tells it, or a class of the library,
 // read from the class itself.
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -161,10 +162,24 @@ void print_operators()
     }
 }
 
+// A label such as "Plane Count" for planecount says nothing new.
+bool says_more(const std::string &label, const std::string &name)
+{
+    const auto letters = [](const std::string &text) {
+        std::string result;
+        for (const char c : text)
+            if (std::isalnum(static_cast<unsigned char>(c)))
+                result += static_cast<char>(std::tolower(c));
+        return result;
+    };
+    return !label.empty() && letters(label) != letters(name);
+}
+
 void print_attribute(const attribute_help &a)
 {
-    print_wrapped(a.name,
-                  a.type + (a.value.empty() ? "" : ", " + a.value) + (a.access.empty() ? "" : ", " + a.access));
+    print_wrapped(a.name, a.type + (a.value.empty() ? "" : ", " + a.value) +
+                              (a.access.empty() ? "" : ", " + a.access) +
+                              (says_more(a.label, a.name) ? ": " + a.label : ""));
     if (!a.choices.empty())
         print_wrapped("", "one of: " + a.choices);
 }
@@ -251,6 +266,12 @@ class example_box {
     {
         zan_finding f;
         return zan_patch_finding(p_, 0, &f) ? "it can't be made" : f.text;
+    }
+    // Then its trouble is why, and not only that there is no such class.
+    bool has_module() const
+    {
+        zan_finding f;
+        return zan_patch_finding(p_, 1, &f) == zan_err_none;
     }
 
     // What is told of an inlet or an outlet.
@@ -356,7 +377,15 @@ void print_box_json(const std::string &name, const example_box &box)
 // A library's class goes by its own name, vok_op; everything else is what a patch calls it.
 void tell(const std::string &name, const std::vector<std::string> &arguments, bool as_json)
 {
-    zan_class *c = vok_class_findbyname(gensym(name.c_str()));
+    symbol *const known_as = gensym(name.c_str());
+    zan_class *c = vok_class_findbyname(known_as);
+    if (!c && name.starts_with("vok_")) { // an external's is there once its box has been asked for
+        std::string box_name = name;
+        std::replace(box_name.begin(), box_name.end(), '_', '.');
+        const quiet_reports quiet;
+        zan_box_class(gensym(box_name.c_str()));
+        c = vok_class_findbyname(known_as);
+    }
     if (c)
         return tell_class(c, as_json);
     const example_box box(name, arguments);
@@ -367,7 +396,7 @@ void tell(const std::string &name, const std::vector<std::string> &arguments, bo
     std::vector<std::string> known = box_names();
     for (const std::string &one : class_names())
         known.push_back(one);
-    const bool is_known = std::count(known.begin(), known.end(), name);
+    const bool is_known = box.has_module() || std::count(known.begin(), known.end(), name);
     throw failure(class_missing, is_known ? "help: " + name + ": " + box.trouble()
                                           : "help: there is no box or class " + name + did_you_mean(name, known));
 }

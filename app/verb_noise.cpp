@@ -7,6 +7,7 @@
 
 #include "files.h"
 #include "noise.h"
+#include "patches.h"
 #include "verbs.h"
 
 namespace program {
@@ -206,7 +207,10 @@ void add_noise(CLI::App &app)
     verb->add_option("--weight", f.weight, "factor for each value, 1 by default");
     verb->add_flag("--sheet", o->sheet, "instead of one functor, a picture of all with their names");
     verb->add_option("-o,--out", o->out, "the file to write")->required();
-    verb->callback([o] { run_noise(*o); });
+    verb->callback([o] {
+        load_packs();
+        run_noise(*o);
+    });
 }
 
 } // namespace program
