@@ -69,6 +69,12 @@ std::string a_jpeg()
     return bytes;
 }
 
+// With the block in which a camera tells how it was held: on its side.
+std::string turned(const std::string &jpeg, bool little)
+{
+    return jpeg.substr(0, 2) + pictures::exif(little, 0x112, 3, 1, 6) + jpeg.substr(2);
+}
+
 std::string a_png(int colour, int depth, bool interlaced)
 {
     pictures::png p;
@@ -89,6 +95,8 @@ const std::vector<std::string> &seeds()
 {
     static const std::vector<std::string> made{
         a_jpeg(),
+        turned(a_jpeg(), true),
+        turned(a_jpeg(), false),
         a_png(pictures::grey, 1, false),
         a_png(pictures::palette, 4, true),
         a_png(pictures::rgb, 8, false),

@@ -1,5 +1,7 @@
 // JPEG in and out: files that another writer made in every colour kind, what our own
 // writer puts in a file, and damaged ones.
+#include "pictures.h"
+
 #include <cmath>
 #include <cstdio>
 #include <jpeglib.h>
@@ -125,24 +127,6 @@ TEST_F(jpeg, every_kind_is_read)
     EXPECT_TRUE(reports.take().empty());
 }
 
-// An APP1 marker with a directory of two entries, or the first bytes of it.
-std::string exif(bool little, int tag, int type, int count, int value, size_t length = 200)
-{
-    const auto number = [little](unsigned v, int bytes) {
-        std::string text;
-        for (int i = 0; i < bytes; ++i)
-            text += static_cast<char>(v >> 8 * (little ? i : bytes - 1 - i));
-        return text;
-    };
-    std::string body =
-        std::string("Exif\0\0", 6) + (little ? "II" : "MM") + number(42, 2) + number(10, 4) + "??" + number(2, 2);
-    body += number(0x10f, 2) + number(2, 2) + number(3, 4) + "me" + number(0, 2);
-    body += number(unsigned(tag), 2) + number(unsigned(type), 2) + number(unsigned(count), 4) +
-            number(unsigned(value), 2) + number(0, 2) + number(0, 4);
-    body.resize(std::min(body.size(), length));
-    return std::string("\xff\xe1\0", 3) + static_cast<char>(body.size() + 2) + body;
-}
-
 TEST_F(jpeg, exif_turns_it_upright)
 {
     const std::string whole = make_jpeg(kinds[1]);
@@ -162,7 +146,7 @@ TEST_F(jpeg, exif_turns_it_upright)
     };
     for (int orientation = 1; orientation <= 8; ++orientation)
         for (const bool little : {false, true}) {
-            zan_surface *s = read(with(exif(little, 0x112, 3, 1, orientation)));
+            zan_surface *s = read(with(pictures::exif(little, 0x112, 3, 1, orientation)));
             ASSERT_NE(s, nullptr);
             EXPECT_EQ(zgraphics_image_surface_get_width(s), orientation < 5 ? width : height) << orientation;
             EXPECT_LE(distance(s,
@@ -174,11 +158,11 @@ TEST_F(jpeg, exif_turns_it_upright)
                 << orientation;
             zgraphics_surface_destroy(s);
         }
-    std::vector<std::string> others{exif(true, 0x113, 3, 1, 6), exif(true, 0x112, 4, 1, 6),
-                                    exif(true, 0x112, 3, 2, 6), exif(true, 0x112, 3, 1, 0),
-                                    exif(true, 0x112, 3, 1, 9)};
-    for (size_t length = 0; length < exif(true, 0x112, 3, 1, 6).size() - 8; ++length) // its entry is cut
-        others.push_back(exif(true, 0x112, 3, 1, 6, length));
+    std::vector<std::string> others{pictures::exif(true, 0x113, 3, 1, 6), pictures::exif(true, 0x112, 4, 1, 6),
+                                    pictures::exif(true, 0x112, 3, 2, 6), pictures::exif(true, 0x112, 3, 1, 0),
+                                    pictures::exif(true, 0x112, 3, 1, 9)};
+    for (size_t length = 0; length < pictures::exif(true, 0x112, 3, 1, 6).size() - 8; ++length) // its entry is cut
+        others.push_back(pictures::exif(true, 0x112, 3, 1, 6, length));
     for (const std::string &marker : others) { // say nothing
         zan_surface *s = read(with(marker));
         ASSERT_NE(s, nullptr);

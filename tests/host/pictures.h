@@ -1,7 +1,8 @@
 // Makes PNG files by hand, of any colour type, depth and interlacing, with no
-// compression: what the picture readers are held against knows nothing of their
-// libraries.
+// compression, and the Exif block of a JPEG: what the picture readers are held against
+// knows nothing of their libraries.
 #pragma once
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
@@ -53,6 +54,24 @@ inline std::string zlib_stored(const std::string &data)
         b = (b + a) % 65521;
     }
     return out + be32(b << 16 | a);
+}
+
+// The marker of a JPEG with the directory of its camera, of two entries, or the first bytes of it.
+inline std::string exif(bool little, int tag, int type, int count, int value, size_t length = 200)
+{
+    const auto number = [little](unsigned v, int bytes) {
+        std::string text;
+        for (int i = 0; i < bytes; ++i)
+            text += static_cast<char>(v >> 8 * (little ? i : bytes - 1 - i));
+        return text;
+    };
+    std::string body =
+        std::string("Exif\0\0", 6) + (little ? "II" : "MM") + number(42, 2) + number(10, 4) + "??" + number(2, 2);
+    body += number(0x10f, 2) + number(2, 2) + number(3, 4) + "me" + number(0, 2);
+    body += number(unsigned(tag), 2) + number(unsigned(type), 2) + number(unsigned(count), 4) +
+            number(unsigned(value), 2) + number(0, 2) + number(0, 4);
+    body.resize(std::min(body.size(), length));
+    return std::string("\xff\xe1\0", 3) + static_cast<char>(body.size() + 2) + body;
 }
 
 enum colour_type { grey = 0, rgb = 2, palette = 3, grey_alpha = 4, rgb_alpha = 6 };
