@@ -13,6 +13,8 @@ endif()
 
 install(DIRECTORY examples/patches examples/help examples/pictures DESTINATION ${CMAKE_INSTALL_DATADIR}/vokra/examples
   FILES_MATCHING PATTERN "*.patch" PATTERN "*.png")
+install(DIRECTORY examples/external DESTINATION ${CMAKE_INSTALL_DATADIR}/vokra/examples)
+install(FILES README.md docs/expressions.md docs/externals.md docs/threads.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/vokra)
 install(EXPORT vokra NAMESPACE vokra:: FILE vokraTargets.cmake DESTINATION ${package})
