@@ -576,11 +576,9 @@ TEST_F(attributes, a_newer_one_of_the_same_name_takes_over)
     class_addattr(c, older);
     class_addattr(c, attr_offset_new("a", S("long"), 0, nullptr, nullptr, offsetof(holder, count)));
     holder *y = static_cast<holder *>(object_alloc(c));
-    atom list[] = {A(5)};
-    send(y, "a", 1, list);
-    EXPECT_EQ(y->count, 5);
-    EXPECT_EQ(y->plain, 0);
-    EXPECT_EQ(object_attr_getlong(y, S("a")), 5);
+    atom five = A(5);
+    send(y, "a", 1, &five);
+    EXPECT_TRUE(y->count == 5 && y->plain == 0 && object_attr_getlong(y, S("a")) == 5);
     EXPECT_EQ(send(older, "getname"), W(S("a"))); // alive for whoever was in it
     object_free(y);
     class_free(c);

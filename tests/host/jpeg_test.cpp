@@ -55,13 +55,11 @@ std::string make_jpeg(const jpeg_kind &kind)
     for (int y = 0; y < height; ++y) {
         std::vector<unsigned char> row;
         for (int x = 0; x < width; ++x) {
-            const bool inverted = kind.adobe;
-            for (int c = 0; c < 3 && kind.in == JCS_CMYK; ++c)
-                row.push_back(static_cast<unsigned char>(inverted ? level(x, y, c) : 255 - level(x, y, c)));
-            for (int c = 0; c < info.input_components && kind.in != JCS_CMYK; ++c)
-                row.push_back(static_cast<unsigned char>(level(x, y, c)));
-            if (kind.in == JCS_CMYK)
-                row.push_back(inverted ? 255 : 0); // no black ink
+            const bool inks = kind.in == JCS_CMYK, plain = inks && !kind.adobe;
+            for (int c = 0; c < std::min(info.input_components, 3); ++c)
+                row.push_back(static_cast<unsigned char>(plain ? 255 - level(x, y, c) : level(x, y, c)));
+            if (inks)
+                row.push_back(plain ? 0 : 255); // no black ink
         }
         JSAMPROW rows = row.data();
         jpeg_write_scanlines(&info, &rows, 1);
@@ -78,6 +76,16 @@ class jpeg : public testing::Test {
     zan_surface *read(const std::string &bytes)
     {
         return zgraphics_image_surface_create_from_file(in.hold(bytes).c_str(), 0);
+    }
+    // What stands in a file of ours, in the place of the surface.
+    zan_surface *written(zan_surface *s, const char *name)
+    {
+        const std::string full = scratch / name;
+        EXPECT_EQ(strstr(name, ".jpg") ? zgraphics_image_surface_writejpeg(s, full.c_str(), 0)
+                                       : zgraphics_image_surface_writepng(s, full.c_str(), 0, 0),
+                  0);
+        zgraphics_surface_destroy(s);
+        return zgraphics_image_surface_create_from_file(full.c_str(), 0);
     }
     memory_file in;
     scratch_folder scratch;
@@ -203,24 +211,17 @@ TEST_F(jpeg, ours_are_fine_grained_and_keep_the_resolution)
                 if (!format)
                     pixels.push_back(255);
             }
-        zan_surface *s = zgraphics_image_surface_create_for_data(pixels.data(), format, 19, 17,
-                                                                 19 * (format ? 3 : 4), nullptr, nullptr);
-        ASSERT_EQ(zgraphics_image_surface_writejpeg(s, (scratch / "out.jpg").c_str(), 0), 0);
-        zgraphics_surface_destroy(s);
-        s = zgraphics_image_surface_create_from_file((scratch / "out.jpg").c_str(), 0);
-        ASSERT_NE(s, nullptr);
+        zan_surface *s = written(zgraphics_image_surface_create_for_data(pixels.data(), format, 19, 17,
+                                                                         19 * (format ? 3 : 4), nullptr, nullptr),
+                                 "out.jpg");
         EXPECT_LE(distance(s, stripe), 12);
         EXPECT_EQ(zgraphics_image_surface_get_dpi(s), 72);
         zgraphics_surface_destroy(s);
     }
     jpeg_kind fine = kinds[0];
     fine.density = 300;
-    zan_surface *s = read(make_jpeg(fine));
-    ASSERT_EQ(zgraphics_image_surface_writejpeg(s, (scratch / "out.jpg").c_str(), 0), 0);
-    ASSERT_EQ(zgraphics_image_surface_writepng(s, (scratch / "out.png").c_str(), 0, 0), 0);
-    zgraphics_surface_destroy(s);
     for (const char *name : {"out.jpg", "out.png"}) {
-        s = zgraphics_image_surface_create_from_file((scratch / name).c_str(), 0);
+        zan_surface *s = written(read(make_jpeg(fine)), name);
         EXPECT_EQ(zgraphics_image_surface_get_dpi(s), 300) << name;
         EXPECT_LE(distance(s, [](int x, int y, int c) { return level(x, y, c); }), 10);
         zgraphics_surface_destroy(s);
@@ -230,10 +231,8 @@ TEST_F(jpeg, ours_are_fine_grained_and_keep_the_resolution)
 TEST_F(jpeg, clear_pixels_are_black)
 {
     unsigned char pixels[16 * 16 * 4] = {};
-    zan_surface *s = zgraphics_image_surface_create_for_data(pixels, 0, 16, 16, 64, nullptr, nullptr);
-    ASSERT_EQ(zgraphics_image_surface_writejpeg(s, (scratch / "out.jpg").c_str(), 0), 0);
-    zgraphics_surface_destroy(s);
-    s = zgraphics_image_surface_create_from_file((scratch / "out.jpg").c_str(), 0);
+    zan_surface *s =
+        written(zgraphics_image_surface_create_for_data(pixels, 0, 16, 16, 64, nullptr, nullptr), "out.jpg");
     EXPECT_EQ(distance(s, [](int, int, int) { return 0; }), 0);
     zgraphics_surface_destroy(s);
 }

@@ -84,8 +84,8 @@ struct png {
     uint32_t width = 1, height = 1;
     int depth = 8, colour = rgb;
     bool interlaced = false;
-    std::vector<uint16_t> samples; // width * height * channels, each of `depth` bits
-    std::string chunks;            // between IHDR and IDAT: PLTE, tRNS, pHYs
+    std::vector<uint16_t> samples{}; // width * height * channels, each of `depth` bits
+    std::string chunks{};            // between IHDR and IDAT: PLTE, tRNS, pHYs
 
     uint16_t sample(uint32_t x, uint32_t y, int channel) const
     {

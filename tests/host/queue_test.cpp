@@ -87,15 +87,6 @@ struct named_qelem {
     void *handle;
 };
 
-TEST_F(Queue, OnTheMainThreadBothDefersRunAtOnce)
-{
-    later(x, "a");
-    EXPECT_EQ(trail, words({"a"}));
-    at_last(x, "b");
-    EXPECT_EQ(trail, words({"a", "b"}));
-    EXPECT_EQ(zan_service(), 0);
-}
-
 TEST_F(Queue, FrontThenDeferredThenLowEachInOrder)
 {
     named_qelem q1("q1"), q2("q2"), f1("f1"), f2("f2");
@@ -111,6 +102,9 @@ TEST_F(Queue, FrontThenDeferredThenLowEachInOrder)
         qelem_front(f2.handle);
         EXPECT_TRUE(trail.empty());
     });
+    later(x, "d0"); // at once, on the main thread
+    at_last(x, "low0");
+    EXPECT_EQ(std::exchange(trail, {}), words({"d0", "low0"}));
     EXPECT_EQ(zan_service(), 8);
     EXPECT_EQ(trail, words({"f1", "f2", "d1", "d2", "low1", "q1", "low2", "q2"}));
 }

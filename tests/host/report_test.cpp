@@ -1,6 +1,6 @@
 // Posts, warnings and errors: what the reporter gets, what goes to standard error,
 // and the object behind the name "zan".
-#include "scratch.h"
+#include "kernel_fixture.h"
 #include <atomic>
 #include <cstring>
 #include <thread>
@@ -12,6 +12,7 @@ struct heard {
     long kind;
     void *object;
     std::string text;
+    bool operator==(const heard &) const = default;
 };
 
 class Report : public testing::Test {
@@ -34,17 +35,11 @@ TEST_F(Report, KindsObjectsAndTexts)
     object_post(nullptr, "%%");
     cpost("line %ld\n", 5L);
     object_post(nullptr, "%s", "");
-    ASSERT_EQ(all.size(), 5u);
-    const heard expected[] = {{zan_report_error, x, "wrong: 3 of four"},
-                              {zan_report_warning, x, "careful"},
-                              {zan_report_post, nullptr, "%"},
-                              {zan_report_console, nullptr, "line 5"},
-                              {zan_report_post, nullptr, ""}};
-    for (size_t i = 0; i < all.size(); i++) {
-        EXPECT_EQ(all[i].kind, expected[i].kind) << i;
-        EXPECT_EQ(all[i].object, expected[i].object) << i;
-        EXPECT_EQ(all[i].text, expected[i].text) << i;
-    }
+    EXPECT_EQ(all, (std::vector<heard>{{zan_report_error, x, "wrong: 3 of four"},
+                                       {zan_report_warning, x, "careful"},
+                                       {zan_report_post, nullptr, "%"},
+                                       {zan_report_console, nullptr, "line 5"},
+                                       {zan_report_post, nullptr, ""}}));
     object_free(x);
     alignas(16) long no_object[4] = {};
     object_post(no_object, "from nobody");
@@ -53,12 +48,11 @@ TEST_F(Report, KindsObjectsAndTexts)
 
 TEST_F(Report, LongTextIsCutBetweenCharacters)
 {
-    struct row {
+    const std::string filler(4090, 'a');
+    const struct {
         std::string text;
         size_t length;
-    };
-    const std::string filler(4090, 'a');
-    const row rows[] = {
+    } rows[] = {
         {std::string(4095, 'a'), 4095},
         {std::string(100000, 'a'), 4095},
         {filler + "aaaa\xC3\xA9", 4094},        // 2 bytes, the second cut off
@@ -67,7 +61,7 @@ TEST_F(Report, LongTextIsCutBetweenCharacters)
         {filler + "aa\xF0\x9F\x8C\x8A and on", 4092},
         {filler + "a\xF0\x9F\x8C\x8A and on", 4095},
     };
-    for (const row &r : rows) {
+    for (const auto &r : rows) {
         object_post(nullptr, "%s", r.text.c_str());
         EXPECT_EQ(all.back().text.size(), r.length) << &r - rows;
         EXPECT_EQ(all.back().text, r.text.substr(0, r.length)) << &r - rows;
@@ -87,38 +81,31 @@ TEST_F(Report, OneCallAtATimeFromManyThreads)
     EXPECT_EQ(all.size(), 2000u);
 }
 
-TEST_F(Report, AReporterThatReportsGoesToStandardError)
+TEST_F(Report, AReporterMayReportOrTakeItselfAway)
 {
     static int calls;
     calls = 0;
-    testing::internal::CaptureStderr();
-    zan_set_reporter(
-        [](void *, long, void *, const char *text) {
-            calls++;
-            object_post(nullptr, "heard %s", text);
-        },
-        nullptr);
-    object_post(nullptr, "a");
-    object_post(nullptr, "b");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "heard a\nheard b\n");
-    EXPECT_EQ(calls, 2);
-}
-
-TEST_F(Report, AReporterMayTakeItselfAway)
-{
-    static int calls;
-    calls = 0;
-    zan_set_reporter(
-        [](void *, long, void *, const char *) {
-            calls++;
-            zan_set_reporter(nullptr, nullptr);
-        },
-        nullptr);
-    testing::internal::CaptureStderr();
-    object_post(nullptr, "a");
-    object_post(nullptr, "b");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "b\n");
-    EXPECT_EQ(calls, 1);
+    const struct {
+        void (*reporter)(void *, long, void *, const char *);
+        const char *on_standard_error;
+    } rows[] = {{[](void *, long, void *, const char *text) {
+                     calls++;
+                     object_post(nullptr, "heard %s", text);
+                 },
+                 "heard a\nheard b\n"},
+                {[](void *, long, void *, const char *) {
+                     calls++;
+                     zan_set_reporter(nullptr, nullptr);
+                 },
+                 "b\n"}};
+    for (const auto &row : rows) {
+        testing::internal::CaptureStderr();
+        zan_set_reporter(row.reporter, nullptr);
+        object_post(nullptr, "a");
+        object_post(nullptr, "b");
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), row.on_standard_error);
+    }
+    EXPECT_EQ(calls, 3);
 }
 
 TEST_F(Report, LinesOnStandardErrorNameTheClassOnce)
@@ -142,16 +129,15 @@ TEST_F(Report, LinesOnStandardErrorNameTheClassOnce)
 
 TEST_F(Report, TheReceiverKeepsWhatItIsTold)
 {
-    void *zan = gensym("zan")->thing;
+    void *zan = S("zan")->thing;
     ASSERT_TRUE(zan);
-    EXPECT_EQ(object_classname(zan), gensym("zan"));
-    struct row {
+    EXPECT_EQ(object_classname(zan), S("zan"));
+    const struct {
         const char *message;
         long value; // -1: no argument
         const char *attribute;
         long expected;
-    };
-    const row rows[] = {
+    } rows[] = {
         {"hidemenubar", -1, "menubar", 0},
         {"showmenubar", -1, "menubar", 1},
         {"hidecursor", -1, "cursor", 0},
@@ -161,22 +147,19 @@ TEST_F(Report, TheReceiverKeepsWhatItIsTold)
         {"setqueuethrottle", 9, "queuethrottle", 9},
         {"setqueuethrottle", -3, "queuethrottle", 1},
     };
-    for (const row &r : rows) {
-        atom a;
-        atom_setlong(&a, r.value);
-        typedmess(zan, gensym(r.message), r.message[0] == 's' && r.message[1] == 'e', &a);
-        EXPECT_EQ(object_attr_getlong(zan, gensym(r.attribute)), r.expected) << r.message;
+    for (const auto &r : rows) {
+        atom a = A(r.value);
+        typedmess(zan, S(r.message), r.message[0] == 's' && r.message[1] == 'e', &a);
+        EXPECT_EQ(object_attr_getlong(zan, S(r.attribute)), r.expected) << r.message;
     }
-    atom page[2];
-    atom_setsym(page, gensym("http://example.org"));
-    atom_setlong(page + 1, 2);
+    atom page[] = {A("http://example.org"), A(2)};
     for (const char *m : {"launchbrowser", "html_ref"}) {
-        typedmess(zan, gensym(m), m[0] == 'l' ? 1 : 2, page);
-        EXPECT_EQ(object_attr_getsym(zan, gensym("page")),
-                  gensym(m[0] == 'l' ? "http://example.org" : "http://example.org 2"));
+        typedmess(zan, S(m), m[0] == 'l' ? 1 : 2, page);
+        EXPECT_EQ(object_attr_getsym(zan, S("page")),
+                  S(m[0] == 'l' ? "http://example.org" : "http://example.org 2"));
     }
     EXPECT_TRUE(all.empty()) << all[0].text;
-    typedmess(zan, gensym("no such message"), 0, nullptr);
+    typedmess(zan, S("no such message"), 0, nullptr);
     EXPECT_EQ(all.size(), 1u);
 }
 
