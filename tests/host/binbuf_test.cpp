@@ -22,47 +22,36 @@ void hear(listener *x, symbol *selector, long argc, atom *argv)
 {
     *x->heard += std::string(selector->name) + "(" + written(argc, argv) + ")";
 }
-void hear_bang(listener *x)
-{
-    *x->heard += "bang!";
-}
-void hear_typed(listener *x, zan_word number, double real, symbol *word)
-{
-    *x->heard += "typed(" + std::to_string(number) + " " + std::to_string(real) + " " + word->name + ")";
-}
-void hear_secret(listener *x)
-{
-    *x->heard += "secret";
-}
 void *script_under_test;
-void hear_reload(listener *x)
-{
-    *x->heard += "reload!";
-    binbuf_settext(script_under_test, "ear other words;", -1);
-}
-void hear_free(listener *x)
-{
-    *x->heard += "free!";
-    S("ear")->thing = nullptr;
-}
-void hear_again(listener *x)
-{
-    binbuf_eval(script_under_test, 0, nullptr, x);
-}
 
 zan_class *listener_class()
 {
     static zan_class *c = [] {
         zan_class *made =
             class_new("binbuf_test_listener", nullptr, nullptr, sizeof(listener), nullptr, argtype_cant, 0);
+        const auto add = [made](const char *name, auto fn, auto... tags) {
+            class_addmethod(made, M(+fn), name, tags..., 0);
+        };
         for (const char *name : {"list", "int", "float", "set", "other", "colour"})
-            class_addmethod(made, M(hear), name, argtype_gimme, 0);
-        class_addmethod(made, M(hear_bang), "bang", 0);
-        class_addmethod(made, M(hear_typed), "typed", argtype_long, argtype_float, argtype_sym, 0);
-        class_addmethod(made, M(hear_secret), "secret", argtype_cant, 0);
-        class_addmethod(made, M(hear_reload), "reload", 0);
-        class_addmethod(made, M(hear_free), "vanish", 0);
-        class_addmethod(made, M(hear_again), "again", 0);
+            add(name, hear, argtype_gimme);
+        add("bang", [](listener *x) { *x->heard += "bang!"; });
+        add(
+            "typed",
+            [](listener *x, zan_word number, double real, symbol *word) {
+                *x->heard += "typed(" + text_of(A(number)) + " " + text_of(A(real)) + " " + word->name + ")";
+            },
+            argtype_long, argtype_float, argtype_sym);
+        add(
+            "secret", [](listener *x) { *x->heard += "secret"; }, argtype_cant);
+        add("reload", [](listener *x) {
+            *x->heard += "reload!";
+            binbuf_settext(script_under_test, "ear other words;", -1);
+        });
+        add("vanish", [](listener *x) {
+            *x->heard += "free!";
+            S("ear")->thing = nullptr;
+        });
+        add("again", [](listener *x) { binbuf_eval(script_under_test, 0, nullptr, x); });
         class_register(S("nobox"), made);
         return made;
     }();
@@ -121,7 +110,7 @@ TEST_F(Binbuf, MessagesGoToTheNamedReceiver)
         {"ear;", "bang!"},
         {"ear, set 5;", "bang!set(5)"},
         {"ear 7; ear 7.5; ear 1 2 3", "int(7)float(7.5)list(1 2 3)"},
-        {"ear typed 3 4 five", "typed(3 4.000000 five)"},
+        {"ear typed 3 4 five", "typed(3 4.000000f five)"},
         {"ear\n  set\n 1\n;", "set(1)"},
         {"ear set \"; not a mark\"", "set(\"; not a mark\")"},
         {"# ear set 1;\near set 2; # ear set 3;\n#!x\n## y\near set 4;", "set(2)set(4)"},
@@ -138,17 +127,15 @@ TEST_F(Binbuf, MessagesGoToTheNamedReceiver)
 
 TEST_F(Binbuf, WithAReceiverTheFirstWordIsTheMessage)
 {
-    const struct {
-        const char *text, *heard;
-    } rows[] = {
+    const std::pair<const char *, const char *> rows[] = {
         {"set 1; set 2", "set(1)set(2)"},
         {"set 1, 5, bang", "set(1)int(5)bang!"},
         {"1 2", "list(1 2)"},
         {"; ear set 3", "set(3)"},
         {"set 1; ; ear set 3; set 4", "set(1)set(3)set(4)"},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(run(row.text, {}, true), row.heard) << row.text;
+    for (const auto &[text, expected] : rows)
+        EXPECT_EQ(run(text, {}, true), expected) << text;
     EXPECT_EQ(reports.take(), std::vector<std::string>());
 }
 
@@ -187,7 +174,7 @@ TEST_F(Binbuf, AWrongMessageNamesItsLineAndTheNextOneRuns)
         {"binbuf_test_function set; ear set 1", "takes no messages", "set(1)"},
         {"ear vanish, set 1;", "no receiver has the name \"ear\"", "free!"},
     };
-    S("binbuf_test_function")->thing = reinterpret_cast<void *>(&hear_secret);
+    S("binbuf_test_function")->thing = reinterpret_cast<void *>(&hear);
     for (const auto &row : rows) {
         S("ear")->thing = ear;
         EXPECT_EQ(run(row.text), row.heard) << row.text;
