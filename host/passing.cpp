@@ -103,7 +103,7 @@ zan_messlist *public_message(object *box, symbol *sel)
     return m && m->types[0] != argtype_cant ? m : nullptr;
 }
 
-zan_word call_method(object *box, zan_messlist *m, symbol *sel, long argc, atom *argv)
+zan_word call(object *box, zan_messlist *m, symbol *sel, long argc, atom *argv)
 {
     if (m->types[0] == argtype_gimme) {
         // a class may replace its method while messages travel
@@ -111,18 +111,6 @@ zan_word call_method(object *box, zan_messlist *m, symbol *sel, long argc, atom 
         return reinterpret_cast<zan_word (*)(void *, symbol *, long, atom *)>(fn)(box, sel, argc, argv);
     }
     return object_method_typedfun(box, m, sel, argc, argv, nullptr);
-}
-
-// What a box in C++ throws ends its own message, not the thread.
-zan_word call(object *box, zan_messlist *m, symbol *sel, long argc, atom *argv)
-try {
-    return call_method(box, m, sel, argc, argv);
-} catch (const std::exception &e) {
-    object_error(box, "\"%s\" threw an exception: %s", sel->name, e.what());
-    return 0;
-} catch (...) {
-    object_error(box, "\"%s\" threw an exception", sel->name);
-    return 0;
 }
 
 // A number for a box that may know only the other kind, or only lists. False when it
@@ -181,6 +169,19 @@ zan_word handle_typed(object *box, long inlet, symbol *sel, long argc, atom *arg
     return 0;
 }
 
+// What a box in C++ throws ends its own message, not the thread.
+template <class F> zan_word guarded(object *box, symbol *sel, F &&work)
+{
+    try {
+        return work();
+    } catch (const std::exception &e) {
+        object_error(looks_live(box) ? box : nullptr, "\"%s\" threw an exception: %s", sel->name, e.what());
+    } catch (...) {
+        object_error(looks_live(box) ? box : nullptr, "\"%s\" threw an exception", sel->name);
+    }
+    return 0;
+}
+
 // ---- the way there ----
 
 // Whether the message and all that belongs to its event is dropped: always with a depth,
@@ -211,13 +212,15 @@ bool deliver(object *box, long inlet, port *at, symbol *sel, long argc, atom *ar
     if (at) {
         if (long *place = at->stuffloc.load(std::memory_order_acquire))
             __atomic_store_n(place, inlet, __ATOMIC_RELAXED);
-        r = handle(box, sel, argc, argv);
+        r = guarded(box, sel, [&] { return handle(box, sel, argc, argv); });
         t.top = d.outer;
         // the box may have gone; its port stays while messages travel
         if (long *place = at->stuffloc.load(std::memory_order_acquire))
             __atomic_store_n(place, proxy_getinlet(box), __ATOMIC_RELAXED);
     } else {
-        r = inlet ? handle_typed(box, inlet, sel, argc, argv) : handle(box, sel, argc, argv);
+        r = guarded(box, sel, [&] {
+            return inlet ? handle_typed(box, inlet, sel, argc, argv) : handle(box, sel, argc, argv);
+        });
         t.top = d.outer;
     }
     if (result)

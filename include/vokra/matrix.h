@@ -46,7 +46,8 @@ VOKRA_EXPORT vok_matrix *vok_matrix_newcopy(vok_matrix *x);
 
 /* ---- the description ---- */
 
-/* char, 4 planes, 2 dimensions, all of them 1. */
+/* char, 4 planes, 2 dimensions, all of them 1. The types are symbols that initialize makes, so
+ * the library must be up. */
 VOKRA_EXPORT vok_err vok_matrix_info_default(vok_matrix_info *info);
 /* Bytes of one element as cells are walked: char 1, long 4, float32 4, float64 8,
  * anything else 4 (although symbol, object and pointer cells take 8). */

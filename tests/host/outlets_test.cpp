@@ -3,6 +3,7 @@
 #include "kernel_fixture.h"
 #include <atomic>
 #include <functional>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -142,6 +143,17 @@ TEST_F(Outlets, EachKindOfMessageArrives)
     EXPECT_EQ(trail, words({"b:0 bang", "b:0 int -4", "b:0 float 0.5", "b:0 list 1 2.5 hello", "b:0 hello 1"}));
     EXPECT_EQ(outlet_bang(nullptr), 0);
     EXPECT_EQ(outlet_bang(b), 0); // no outlet
+}
+
+TEST_F(Outlets, WhatABoxThrowsIsItsErrorAndItsSenderGoesOn)
+{
+    relay *a = make("a", 1), *b = make("b"), *c = make("c");
+    wire(a, 0, b, 0);
+    wire(a, 0, c, 0);
+    does(b, [] { throw std::runtime_error("too bad"); });
+    say(a);
+    EXPECT_EQ(trail, words({"a:0 hello", "b:0 hello", "c:0 hello"}));
+    EXPECT_NE(reports.one_error().find("\"hello\" threw an exception: too bad"), std::string::npos);
 }
 
 TEST_F(Outlets, CordsAreServedInTheOrderOfMakingAndABoxAtItsRightInletsFirst)

@@ -42,6 +42,8 @@ vokra=$scratch/tree/bin/vokra
 heard=$("$vokra" run --clock virtual --for 15ms "$scratch/try.patch")
 [ "$heard" = "heard: cell 255" ] || { echo "the example boxes gave: $heard" >&2; exit 1; }
 "$vokra" help vok_posterize | grep -q levels
+echo 'patch 1; box x vok.functor.tent;' >"$scratch/tent.patch"
+[[ $("$vokra" check "$scratch/tent.patch") == *"makes no class for a box vok.functor.tent"* ]]
 mkdir "$scratch/external/packs"
 mv "$scratch/external/vok.functor.tent.so" "$scratch/external/packs"
 "$vokra" noise transfer.tent --set period=3 -o "$scratch/tent.png"
