@@ -125,7 +125,7 @@ TEST_F(Outlets, NewOnesLieLeftAppendedOnesRight)
     outlet_delete(behind_left);
     EXPECT_EQ(outlet_nth(x, 2), right);
     EXPECT_EQ(outlet_count(x), 6);
-    object_free(x);
+    drop(x);
     EXPECT_EQ(outlet_count(x), 0);
 }
 

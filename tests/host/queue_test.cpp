@@ -315,7 +315,8 @@ TEST_F(Queue, ClocksRunOnTheSchedulerInTheOrderOfTheirTimes)
             EXPECT_NE(sched_isinpoll(), 0);
             auto *own = static_cast<bell *>(p);
             EXPECT_GE(systimer_gettime(), own->earliest);
-            own->place = rung++;
+            own->place = rung; // written before this one counts
+            rung++;
         });
     zan_in_scheduler(
         [](void *p) {
