@@ -98,7 +98,7 @@ TEST_F(BoxAttributes, SettingMarksAndTells)
     auto *hears = static_cast<client *>(object_alloc(clients));
     hears->heard = &heard;
     symbol *space = gensym("box tests");
-    void *patcher_box = object_alloc(sink_class);
+    void *patcher_box = new_sink(&heard);
     object_register(space, gensym("shell"), box);
     object_register(space, gensym("frame"), patcher_box);
     for (const char *name : {"shell", "frame"})

@@ -17,7 +17,7 @@ TEST_F(Boxes, EveryAccessorTakesAnObjectThatIsNoBox)
                                                   zan_vok_obex_proxylist_set,     zan_vok_obex_dumpout_set,
                                                   zan_vok_obex_adornmentlist_set, zan_vok_obex_box_set,
                                                   zan_vok_obex_addadornment};
-    vok_err (*const messages[])(void *, symbol *, long, atom *) = {
+    vok_err (*const methods[])(void *, symbol *, long, atom *) = {
         zan_vok_gimme_method,          zan_vok_usurp_method,   zan_defer_method,
         zan_defer_low_method,          zan_vok_attr_set,       zan_vok_attr_getdump,
         zan_vok_obex_attr_set,         zan_vok_attrindex,      zan_vok_object_attr_dump,
@@ -30,8 +30,8 @@ TEST_F(Boxes, EveryAccessorTakesAnObjectThatIsNoBox)
             EXPECT_EQ(set(x, plain), VOK_ERR_EROR);
         atom a;
         atom_setsym(&a, gensym("@val"));
-        for (auto message : messages)
-            message(x, gensym("getval"), 1, &a);
+        for (auto method : methods)
+            method(x, gensym("getval"), 1, &a);
         zan_vok_attr_args(x, 1, &a);
         zan_vok_obex_dumpout(x, gensym("x"), 0, nullptr);
         zan_vok_obex_free(x);
@@ -54,7 +54,7 @@ TEST_F(Boxes, EveryAccessorTakesAnObjectThatIsNoBox)
 
 TEST_F(Boxes, ARecordBeginsEmptyAndKnowsTheBoxBeingBuilt)
 {
-    gensym("#B")->thing = ear = object_alloc(sink_class);
+    gensym("#B")->thing = ear = new_sink(&heard);
     void *x = zan_vok_object_alloc(object_class(box), gensym("vok_subject"));
     gensym("#B")->thing = nullptr;
     EXPECT_EQ(zan_vok_obex_box_get(x), ear);

@@ -1,26 +1,9 @@
 // A library class with a message of each tag and attributes of each kind, its box, and a
 // box that writes down what it hears.
 #pragma once
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-#include <vokra/vokra.h>
-#include <zan/host.h>
+#include "bridge/hearing.h"
 
 namespace bridge_test {
-
-template <typename Fn> zan_method erase(Fn fn)
-{
-    return reinterpret_cast<zan_method>(+fn);
-}
-
-inline std::string text_of(symbol *selector, long argc, const atom *argv)
-{
-    char buffer[4096];
-    atoms_totext(argc, argv, buffer, sizeof buffer);
-    return std::string(selector->name) + (argc ? " " : "") + buffer;
-}
 
 using log = std::vector<std::string>;
 inline log calls; // of the library object's and the box's own methods, with the thread
@@ -42,11 +25,6 @@ struct shell { // its box
     object header;
     void *record;
     long own, low;
-};
-
-struct sink {
-    object header;
-    log *heard;
 };
 
 inline void gimme(void *, symbol *selector, long argc, atom *argv)
@@ -132,16 +110,7 @@ class Boxes : public testing::Test {
         static zan_class *subjects = make_subject_class();
         static zan_class *shells = make_shell_class("vok.subject", 0);
         static zan_class *repliers = make_shell_class("vok.replier", zan_vok_wrap_reply_dumpout);
-        static zan_class *sinks = [] {
-            zan_class *c = class_new("bridge.sink", nullptr, nullptr, sizeof(sink), nullptr, 0);
-            const auto hear = [](sink *s, symbol *selector, long argc, atom *argv) {
-                s->heard->push_back(text_of(selector, argc, argv));
-            };
-            class_addmethod(c, erase(hear), "anything", argtype_gimme, 0);
-            return c;
-        }();
         subject_class = subjects;
-        sink_class = sinks;
         calls.clear();
         box = make(shells);
         replier = make(repliers);
@@ -170,20 +139,10 @@ class Boxes : public testing::Test {
     // Everything that comes out of dumpout is in `heard`.
     void listen(void *x)
     {
-        ear = object_alloc(sink_class);
-        static_cast<sink *>(ear)->heard = &heard;
+        ear = new_sink(&heard);
         ASSERT_EQ(zan_connect(x, 0, ear, 0), 0);
     }
-    static std::vector<atom> atoms(const char *text)
-    {
-        std::vector<atom> all;
-        char token[256];
-        long index = 0;
-        for (atom a; readatom(token, text, &index, sizeof token, &a);)
-            all.push_back(a);
-        return all;
-    }
-    static void send(void *x, const char *selector, const char *text = "")
+    static void send(void *x, const char *selector, const std::string &text = "")
     {
         auto a = atoms(text);
         zan_send(x, 0, gensym(selector), long(a.size()), a.data());
@@ -193,15 +152,10 @@ class Boxes : public testing::Test {
         zan_in_scheduler([](void *f) { (*static_cast<Fn *>(f))(); }, &fn);
     }
     subject *inner() { return static_cast<subject *>(zan_vok_obex_vokob_get(box)); }
-    log take()
-    {
-        log taken;
-        taken.swap(calls);
-        return taken;
-    }
+    log take() { return std::exchange(calls, {}); }
 
     void *box = nullptr, *replier = nullptr, *ear = nullptr;
-    zan_class *subject_class = nullptr, *sink_class = nullptr;
+    zan_class *subject_class = nullptr;
     log heard, errors;
     void *blamed = nullptr;
 };

@@ -33,7 +33,7 @@ TEST_F(Boxes, TenCallsFromTheSchedulerAreOneAndTenFromTheMainThreadTen)
 {
     const auto ten = [this] {
         for (int i = 1; i <= 10; ++i)
-            send(box, "merge_low", ("1 " + std::to_string(i)).c_str());
+            send(box, "merge_low", "1 " + std::to_string(i));
     };
     in_scheduler(ten);
     EXPECT_TRUE(take().empty());
@@ -58,11 +58,11 @@ TEST_F(Boxes, OnlyTheLastAtomsAreKeptHoweverMany)
     for (int count : {1, 3, 0, 64, 65, 300, 2, 65}) {
         in_scheduler([&] {
             send(box, "merge", "7 7 7 7");
-            send(box, "merge", numbers(count).c_str());
+            send(box, "merge", numbers(count));
         });
         zan_service();
         EXPECT_EQ(take(), log{"merge" + numbers(count)});
-        send(box, "merge", numbers(count).c_str());
+        send(box, "merge", numbers(count));
         EXPECT_EQ(take(), log{"merge" + numbers(count)});
     }
 }

@@ -1,15 +1,7 @@
 // Boxes of matrix operators for tests, made through the public calls as any module makes
 // them; an ear that takes down what comes out of them; named matrices.
 #pragma once
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
-
-#include <vokra/vokra.h>
-#include <zan/host.h>
-
-#include "kernel/quick_class.h"
-#include "matrix/matrix_tools.h"
+#include "bridge/hearing.h"
 #include "scratch.h"
 
 struct test_box {
@@ -68,22 +60,9 @@ class boxed {
     void *x_;
 };
 
-inline std::string text_of(symbol *selector, long argc, const atom *argv)
-{
-    char text[1024] = "";
-    if (argc)
-        atoms_totext(argc, argv, text, sizeof text);
-    return selector->name + std::string(argc ? " " : "") + text;
-}
-
 // Writes down every message, with the number of the outlet it listens to.
 class ear {
   public:
-    struct box {
-        object ob;
-        ear *owner;
-        long outlet;
-    };
     explicit ear(void *of)
     {
         for (long i = 0; i < outlet_count(of); i++)
@@ -91,56 +70,42 @@ class ear {
     }
     ~ear()
     {
-        for (box *b : boxes_)
-            object_free(b);
+        for (sink *x : sinks_)
+            object_free(x);
     }
     ear(const ear &) = delete;
     ear &operator=(const ear &) = delete;
     void listen(void *of, long outlet)
     {
-        static zan_class *const c = [] {
-            zan_class *made = class_new("test_ear", nullptr, nullptr, sizeof(box), nullptr, 0);
-            class_addmethod(made, erase(hear), "anything", argtype_gimme, 0);
-            return made;
-        }();
-        auto *b = static_cast<box *>(object_alloc(c));
-        b->owner = this;
-        b->outlet = outlet;
-        boxes_.push_back(b);
-        EXPECT_EQ(zan_connect(of, outlet, b, 0), 0);
+        sinks_.push_back(new_sink(&heard_, outlet));
+        EXPECT_EQ(zan_connect(of, outlet, sinks_.back(), 0), 0);
     }
     // "1: vok_matrix foo" a message, since the last call.
-    std::vector<std::string> take() { return std::exchange(heard_, {}); }
+    heard take() { return std::exchange(heard_, {}); }
 
   private:
-    static void hear(box *b, symbol *s, long argc, atom *argv)
-    {
-        b->owner->heard_.push_back(std::to_string(b->outlet) + ": " + text_of(s, argc, argv));
-    }
-    std::vector<box *> boxes_;
-    std::vector<std::string> heard_;
+    std::vector<sink *> sinks_;
+    heard heard_;
 };
-
-using heard = std::vector<std::string>;
 
 // A registered matrix whose cell x has the value x in all planes of a row of cells.
 class ramp {
   public:
     ramp(const char *type, long planes, std::initializer_list<long> dims, const char *as = nullptr)
-        : x_(static_cast<vok_matrix *>(object_new_imp(
-              ps_vokra, _vok_sym_vok_matrix, as_word(copy(shape(type, planes, dims))), 0, 0, 0, 0, 0, 0, 0)))
     {
+        const vok_matrix_info info = shape(type, planes, dims);
+        x_ = static_cast<vok_matrix *>(
+            object_new_imp(ps_vokra, _vok_sym_vok_matrix, as_word(&info), 0, 0, 0, 0, 0, 0, 0));
         name = as ? gensym(as) : vok_symbol_unique();
         vok_object_register(x_, name);
-        for (long i = 0; i < x_->info.dim[0]; i++) {
-            std::string values = std::to_string(i) + " val";
-            for (long p = 0; p < planes; p++)
-                values += " " + std::to_string(i);
-            for (long j = 0; j < (x_->info.dimcount > 1 ? x_->info.dim[1] : 1); j++)
-                message(x_, "setcell",
-                        std::to_string(i) + (x_->info.dimcount > 1 ? " " + std::to_string(j) : "") +
-                            values.substr(values.find(' ')));
-        }
+        const long rows = x_->info.dimcount > 1 ? x_->info.dim[1] : 1;
+        for (long i = 0; i < x_->info.dim[0]; i++)
+            for (long j = 0; j < rows; j++) {
+                std::string at = std::to_string(i) + (rows > 1 ? " " + std::to_string(j) : "") + " val";
+                for (long p = 0; p < planes; p++)
+                    at += " " + std::to_string(i);
+                message(x_, "setcell", at);
+            }
     }
     ~ramp() { vok_object_free(x_); }
     ramp(const ramp &) = delete;
@@ -149,12 +114,6 @@ class ramp {
     symbol *name;
 
   private:
-    static const vok_matrix_info *copy(const vok_matrix_info &info)
-    {
-        static vok_matrix_info kept;
-        kept = info;
-        return &kept;
-    }
     vok_matrix *x_;
 };
 

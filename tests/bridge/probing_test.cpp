@@ -5,38 +5,21 @@ namespace {
 
 // The receiver of a helper patch, bound to its name while it lives.
 struct receiver {
-    struct box {
-        object ob;
-        std::vector<std::string> *heard;
-    };
-    receiver()
-    {
-        static zan_class *const c = [] {
-            zan_class *made = class_new("test_receiver", nullptr, nullptr, sizeof(box), nullptr, 0);
-            const auto hear = [](box *b, symbol *s, long argc, atom *argv) {
-                b->heard->push_back(text_of(s, argc, argv));
-            };
-            class_addmethod(made, erase(hear), "anything", argtype_gimme, 0);
-            return made;
-        }();
-        x = static_cast<box *>(object_alloc(c));
-        x->heard = &heard;
-        gensym("__vok_matrix_probe_receive")->thing = x;
-    }
+    receiver() : x(new_sink(&all)) { gensym("__vok_matrix_probe_receive")->thing = x; }
     ~receiver()
     {
         gensym("__vok_matrix_probe_receive")->thing = nullptr;
         object_free(x);
     }
     // What comes of one round of the probe.
-    std::vector<std::string> once()
+    heard once()
     {
-        heard.clear();
+        all.clear();
         zan_vok_mop_vok_matrix_probe_qfn(nullptr);
-        return heard;
+        return all;
     }
-    box *x;
-    std::vector<std::string> heard;
+    heard all;
+    sink *x;
 };
 
 // An object that tells what is shown of it: the answer to getoutputmess is taken from
@@ -100,11 +83,11 @@ TEST_F(Probing, ShowsTheMatrixOfTheOutlet)
     receiver r;
     {
         const boxed b(new_box(op, "vok_op", "@out_name test_shown"));
-        vok_object_method(b, gensym("vok_matrix_startprobe"), 0L, 0L, 0L, 0L, 0L, 0L, 0L, 0L);
-        vok_object_method(b, gensym("vok_matrix_probevalue"), 0L, 0L, 0L, 0L, 0L, 0L, 0L, 0L);
+        send_words(b, "vok_matrix_startprobe");
+        send_words(b, "vok_matrix_probevalue");
         zan_run_until(systimer_gettime() + 250);
-        ASSERT_EQ(r.heard.size(), 3u); // ten times a second, from the first moment on
-        EXPECT_EQ(r.heard[2], "vok_matrix test_shown");
+        ASSERT_EQ(r.all.size(), 3u); // ten times a second, from the first moment on
+        EXPECT_EQ(r.all[2], "vok_matrix test_shown");
         zan_vok_mop_vok_matrix_probevalue(b, nullptr, 1);
         EXPECT_EQ(r.once(), heard{}); // it has one outlet
     }

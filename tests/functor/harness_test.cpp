@@ -3,11 +3,11 @@
 #include <cstring>
 #include <random>
 #include <set>
-#include <unistd.h>
 
 #include <vokra/functor_evaluate.h>
 
 #include "functor/functor_tools.h"
+#include "other_paths.h"
 
 namespace {
 
@@ -225,13 +225,7 @@ TEST_F(FunctorHarness, rows_equal_cells)
 
 TEST_F(FunctorHarness, every_instruction_set_gives_the_same)
 {
-    char self[4096] = {};
-    ASSERT_GT(readlink("/proc/self/exe", self, sizeof self - 1), 0);
-    for (const char *isa : {"plain", "v2", "v3", "v4", "neon"}) { // one that the processor lacks is its best
-        const std::string command = std::string("VOKRA_ISA=") + isa + " '" + self +
-                                    "' --gtest_filter=FunctorHarness.rows_equal_cells >/dev/null 2>&1";
-        EXPECT_EQ(std::system(command.c_str()), 0) << isa;
-    }
+    run_on_every_path("FunctorHarness.rows_equal_cells");
 }
 
 } // namespace

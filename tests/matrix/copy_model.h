@@ -45,40 +45,28 @@ inline int32_t cut(double x)
     return x < -2147483648.0 || x > 2147483647.0 ? INT32_MIN : static_cast<int32_t>(x);
 }
 
-inline void write_char(unsigned char *at, int32_t v)
+// Brings a value into range and stores it as an element.
+inline void store(char kind, unsigned char *at, double v)
 {
-    *at = static_cast<unsigned char>(v & 255);
-}
-inline void write_long(unsigned char *at, int32_t v)
-{
-    std::memcpy(at, &v, 4);
-}
-inline void write_float32(unsigned char *at, float v)
-{
-    std::memcpy(at, &v, 4);
-}
-inline void write_float64(unsigned char *at, double v)
-{
-    std::memcpy(at, &v, 8);
+    const int32_t l = kind == 'c' || kind == 'l' ? cut(v) : 0;
+    const float f = static_cast<float>(v);
+    if (kind == 'c')
+        *at = static_cast<unsigned char>(l);
+    else
+        std::memcpy(at, kind == 'l' ? &l : kind == 'f' ? static_cast<const void *>(&f) : &v, kind == 'd' ? 8 : 4);
 }
 
 // The table of conversions. `single` says that the scale to char is done in float32.
 inline void convert(char to, unsigned char *at, char from, double v, bool single)
 {
-    if (to == 'c') {
-        if (from == 'c' || from == 'l')
-            return write_char(at, cut(v));
-        if (std::isnan(v))
-            return write_char(at, 0);
-        v = v > 1 ? 1 : v < 0 ? 0 : v;
-        write_char(at, single ? cut(static_cast<float>(v) * 255.0f) : cut(v * 255.0));
-    } else if (to == 'l') {
-        write_long(at, cut(v));
-    } else if (to == 'f') {
-        write_float32(at, static_cast<float>(from == 'c' ? v / 255.0 : v));
-    } else {
-        write_float64(at, from == 'c' ? v / 255.0 : v);
+    const bool whole = from == 'c' || from == 'l';
+    if (to == 'c' && !whole) {
+        v = std::isnan(v) || v < 0 ? 0 : v > 1 ? 1 : v;
+        v = single ? static_cast<float>(v) * 255.0f : v * 255.0;
+    } else if (from == 'c' && (to == 'f' || to == 'd')) {
+        v /= 255.0;
     }
+    store(to, at, v);
 }
 
 struct axis {
@@ -199,14 +187,11 @@ inline char slice(const vok_matrix_conv_info *conv, const vok_matrix_info &dst, 
                 if (which == 'D') {
                     const double sum = a * cx.w0 * cy.w0 + b * cx.w1 * cy.w0 + c * cx.w0 * cy.w1 +
                                        d * cx.w1 * cy.w1; // whole numbers below 2 to the 24
-                    if (to == 'c')
-                        write_char(at, static_cast<int>(sum) >> 16);
-                    else if (to == 'l')
-                        write_long(at, static_cast<int>(sum) >> 16);
-                    else if (to == 'f')
-                        write_float32(at, static_cast<float>(sum / 65536.0 * 0.003921568859368563));
-                    else
-                        write_float64(at, sum / 65536.0 * (1.0 / 255.0));
+                    const bool whole = to == 'c' || to == 'l';
+                    store(to, at,
+                          whole       ? static_cast<int>(sum) >> 16
+                          : to == 'f' ? sum / 65536.0 * 0.003921568859368563
+                                      : sum / 65536.0 * (1.0 / 255.0));
                     continue;
                 }
                 const double sum = a * cx.f0 * cy.f0 + b * cx.f1 * cy.f0 + c * cx.f0 * cy.f1 + d * cx.f1 * cy.f1;

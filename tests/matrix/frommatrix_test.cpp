@@ -7,17 +7,14 @@
 #include <cstdlib>
 #include <limits>
 #include <map>
-#include <memory>
 #include <random>
 #include <string>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <vokra/kernel.h>
 #include <vokra/matrix_copy.h>
 
 #include "matrix/copy_model.h"
+#include "other_paths.h"
 
 namespace {
 
@@ -55,19 +52,9 @@ class generator {
         const char kind = copy_model::kind_of(b.info.type);
         if (kind == 'c' || kind == 'l')
             return;
-        double stock[64] = {0.0,
-                            -0.0,
-                            1.0,
-                            255.0,
-                            -1e-40,
-                            2147483647.0,
-                            2147483648.0,
-                            -2147483649.0,
-                            1e30,
-                            -1e30,
-                            std::numeric_limits<double>::infinity(),
-                            -std::numeric_limits<double>::infinity(),
-                            std::numeric_limits<double>::quiet_NaN()};
+        constexpr double inf = std::numeric_limits<double>::infinity();
+        double stock[64] = {0.0,           -0.0, 1.0,   255.0, -1e-40, 2147483647.0, 2147483648.0,
+                            -2147483649.0, 1e30, -1e30, inf,   -inf,   NAN};
         for (int i = 13; i < 64; i++)
             stock[i] = (static_cast<double>(pick(0, 1 << 20)) / (1 << 19) - 0.5) * (i % 3 ? 1 : 1000);
         const bool special = chance(40);
@@ -75,10 +62,7 @@ class generator {
         for (long at = 0; b.shift + at + size <= static_cast<long>(b.bytes.size()); at += size) {
             const unsigned long n = random_();
             const double v = stock[special ? n % 64 : 13 + n % 51];
-            if (kind == 'f')
-                copy_model::write_float32(b.data() + at, static_cast<float>(v));
-            else
-                copy_model::write_float64(b.data() + at, v);
+            copy_model::store(kind, b.data() + at, v);
         }
     }
 
@@ -190,25 +174,6 @@ void unify_nans(block &b)
                 std::fill(at, at + size, 0xFF);
 }
 
-std::string describe(const block &b)
-{
-    std::string text = std::string(b.info.type->name) + " " + std::to_string(b.info.planecount) + " planes, dims";
-    for (long k = 0; k < b.info.dimcount; k++)
-        text += " " + std::to_string(b.info.dim[k]) + "/" + std::to_string(b.info.dimstride[k]);
-    return text + ", shift " + std::to_string(b.shift);
-}
-
-std::string describe(const vok_matrix_conv_info &conv)
-{
-    std::string text = "flags " + std::to_string(conv.flags) + ", map";
-    for (int p = 0; p < 5; p++)
-        text += " " + std::to_string(conv.planemap[p]);
-    for (int k = 0; k < 3; k++)
-        text += ", src " + std::to_string(conv.srcdimstart[k]) + ".." + std::to_string(conv.srcdimend[k]) +
-                " dst " + std::to_string(conv.dstdimstart[k]) + ".." + std::to_string(conv.dstdimend[k]);
-    return text;
-}
-
 TEST(frommatrix, random_cases)
 {
     std::map<std::string, int> taken;
@@ -247,9 +212,7 @@ TEST(frommatrix, random_cases)
         }
         const auto [got, wanted] = std::mismatch(dst.bytes.begin(), dst.bytes.end(), expected.bytes.begin());
         ASSERT_TRUE(got == dst.bytes.end())
-            << "seed " << seed << ", case " << which << "\ndst " << describe(dst) << "\nsrc " << describe(src)
-            << "\n"
-            << (record ? describe(conv) : std::string("no record")) << "\nfirst difference at byte "
+            << "seed " << seed << ", case " << which << ", " << dst_type << " from " << src_type << ", byte "
             << got - dst.bytes.begin() - dst.shift << ": " << int{*got} << " instead of " << int{*wanted};
     }
     for (const char which : {'A', 'B', 'C', 'D', 'E'})
@@ -261,54 +224,18 @@ TEST(frommatrix, random_cases)
                 }
 }
 
-bool machine_has(const std::string &path)
+TEST(frommatrix_path, agrees_with_the_model)
 {
-#if defined(__x86_64__)
-    return path == "plain" || (path == "v2" && __builtin_cpu_supports("x86-64-v2")) ||
-           (path == "v3" && __builtin_cpu_supports("x86-64-v3")) ||
-           (path == "v4" && __builtin_cpu_supports("x86-64-v4"));
-#else
-    return path == "plain" || path == "neon";
-#endif
+    run_on_every_path("frommatrix.*");
 }
-
-// The instruction set is chosen once in a process, so each path has one of its own.
-class frommatrix_path : public testing::TestWithParam<const char *> {};
-
-TEST_P(frommatrix_path, agrees_with_the_model)
-{
-    if (!machine_has(GetParam()))
-        GTEST_SKIP() << "this processor has no " << GetParam();
-    const pid_t child = fork();
-    if (child == 0) {
-        setenv("VOKRA_ISA", GetParam(), 1);
-        execl("/proc/self/exe", "test", "--gtest_filter=frommatrix.*", static_cast<char *>(nullptr));
-        _exit(127);
-    }
-    ASSERT_GT(child, 0);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
-}
-
-INSTANTIATE_TEST_SUITE_P(every, frommatrix_path, testing::Values("plain", "v2", "v3", "v4", "neon"),
-                         [](const auto &path) { return std::string(path.param); });
 
 // ---- what a person would name ----
 
-template <class T> struct element;
-template <> struct element<unsigned char> {
-    static constexpr const char *name = "char";
-};
-template <> struct element<int32_t> {
-    static constexpr const char *name = "long";
-};
-template <> struct element<float> {
-    static constexpr const char *name = "float32";
-};
-template <> struct element<double> {
-    static constexpr const char *name = "float64";
-};
+template <class T>
+constexpr const char *type_name = sizeof(T) == 1             ? "char"
+                                  : sizeof(T) == 8           ? "float64"
+                                  : std::is_same_v<T, float> ? "float32"
+                                                             : "long";
 
 // Copies a list of elements into a fresh list, all of it planes x dims.
 template <class D, class S>
@@ -316,8 +243,8 @@ std::vector<D> copied(std::vector<S> from, long src_planes, std::initializer_lis
                       std::initializer_list<long> dst_dims, const vok_matrix_conv_info *conv = nullptr,
                       D before = 77)
 {
-    const vok_matrix_info src = packed(element<S>::name, src_planes, src_dims);
-    const vok_matrix_info dst = packed(element<D>::name, dst_planes, dst_dims);
+    const vok_matrix_info src = packed(type_name<S>, src_planes, src_dims);
+    const vok_matrix_info dst = packed(type_name<D>, dst_planes, dst_dims);
     EXPECT_EQ(src.size, static_cast<long>(from.size() * sizeof(S)));
     std::vector<D> to(static_cast<size_t>(dst.size) / sizeof(D), before);
     vok_matrix_frommatrix_calculate_ndim(std::max(dst.dimcount, src.dimcount), conv, &dst, to.data(), &src,
@@ -327,75 +254,31 @@ std::vector<D> copied(std::vector<S> from, long src_planes, std::initializer_lis
 
 using bytes = std::vector<unsigned char>;
 
-TEST(frommatrix_result, one_cell_fills_any_size)
+TEST(frommatrix_result, is_what_it_should_be)
 {
-    EXPECT_EQ(copied<unsigned char>(bytes{9, 8}, 2, {1, 1}, 2, {3, 2}),
-              (bytes{9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8}));
-    const auto conv = record(vok_matrix_conv_interp);
-    EXPECT_EQ(copied<float>(std::vector<float>{0.25f}, 1, {1, 1}, 1, {2, 2}, &conv), std::vector<float>(4, 0.25f));
-}
-
-TEST(frommatrix_result, two_cells_to_five)
-{
-    const auto conv = record(vok_matrix_conv_interp);
+    auto conv = record(vok_matrix_conv_interp);
     EXPECT_EQ(copied<float>(std::vector<float>{0, 1}, 1, {2, 1}, 1, {5, 1}, &conv),
               (std::vector<float>{0, 0.25f, 0.5f, 0.75f, 1}));
     EXPECT_EQ(copied<unsigned char>(bytes{0, 200}, 1, {2, 1}, 1, {5, 1}, &conv), (bytes{0, 50, 100, 150, 200}));
     EXPECT_EQ(copied<unsigned char>(bytes{1, 2}, 1, {2, 1}, 1, {5, 1}), (bytes{1, 1, 1, 2, 2}));
-}
-
-TEST(frommatrix_result, a_reversed_source_is_mirrored_and_a_reversed_destination_not)
-{
-    auto conv = record(vok_matrix_conv_usesrcdim);
+    conv = record(vok_matrix_conv_usesrcdim); // a reversed source is mirrored
     conv.srcdimstart[0] = 3;
     EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4}, 1, {4, 1}, 1, {4, 1}, &conv), (bytes{4, 3, 2, 1}));
-    conv = record(vok_matrix_conv_usedstdim);
+    conv = record(vok_matrix_conv_usedstdim); // and a reversed destination not
     conv.dstdimstart[0] = 4;
     conv.dstdimend[0] = 1;
     EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4}, 1, {4, 1}, 1, {6, 1}, &conv), (bytes{77, 1, 2, 3, 4, 77}));
-}
-
-TEST(frommatrix_result, planes_are_mapped)
-{
-    EXPECT_EQ(copied<unsigned char>(bytes{5, 6}, 1, {2, 1}, 4, {2, 1}), (bytes{5, 5, 5, 5, 6, 6, 6, 6}));
-    EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4, 5, 6, 7, 8}, 4, {2, 1}, 1, {2, 1}), (bytes{1, 5}));
-    auto conv = record(0);
+    conv = record(0);
     conv.planemap[1] = -1;
     conv.planemap[2] = 7; // wraps to 3
     EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4}, 4, {1, 1}, 4, {1, 1}, &conv), (bytes{1, 77, 4, 4}));
-}
-
-TEST(frommatrix_result, elements_are_converted)
-{
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    EXPECT_EQ(copied<unsigned char>(std::vector<float>{1.5f, -0.5f, nan, 0.5f, 1}, 1, {5}, 1, {5}),
-              (bytes{255, 0, 0, 127, 255}));
-    EXPECT_EQ(copied<unsigned char>(std::vector<double>{1.5, -0.5, nan, 0.5, 1}, 1, {5}, 1, {5}),
+    EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4, 5, 6, 7, 8}, 1, {2, 2, 2}, 1, {2, 2}), (bytes{1, 2, 3, 4}));
+    EXPECT_EQ(copied<unsigned char>(std::vector<float>{1.5f, -0.5f, NAN, 0.5f, 1}, 1, {5}, 1, {5}),
               (bytes{255, 0, 0, 127, 255}));
     EXPECT_EQ(copied<unsigned char>(std::vector<int32_t>{300, -1, 44}, 1, {3}, 1, {3}), (bytes{44, 255, 44}));
     EXPECT_EQ(copied<double>(bytes{255, 0, 51}, 1, {3}, 1, {3}), (std::vector<double>{1.0, 0.0, 51 / 255.0}));
-    EXPECT_EQ(copied<int32_t>(bytes{255}, 1, {1}, 1, {1}), std::vector<int32_t>{255});
-    EXPECT_EQ(copied<int32_t>(std::vector<double>{-2.9, 3e9, nan, 2147483647.9}, 1, {4}, 1, {4}),
+    EXPECT_EQ(copied<int32_t>(std::vector<double>{-2.9, 3e9, NAN, 2147483647.9}, 1, {4}, 1, {4}),
               (std::vector<int32_t>{-2, INT32_MIN, INT32_MIN, INT32_MAX}));
-}
-
-TEST(frommatrix_result, all_bytes_become_the_table)
-{
-    bytes all(256);
-    for (int i = 0; i < 256; i++)
-        all[static_cast<size_t>(i)] = static_cast<unsigned char>(i);
-    const auto singles = copied<float>(all, 1, {256}, 1, {256});
-    const auto doubles = copied<double>(all, 1, {256}, 1, {256});
-    for (size_t i = 0; i < 256; i++) {
-        EXPECT_EQ(singles[i], static_cast<float>(static_cast<double>(i) / 255.0));
-        EXPECT_EQ(doubles[i], static_cast<double>(i) / 255.0);
-    }
-}
-
-TEST(frommatrix_result, three_dimensions_into_two_read_the_first_slice)
-{
-    EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4, 5, 6, 7, 8}, 1, {2, 2, 2}, 1, {2, 2}), (bytes{1, 2, 3, 4}));
-    EXPECT_EQ(copied<unsigned char>(bytes{1, 2, 3, 4}, 1, {1, 1, 4}, 1, {1, 1, 2}), (bytes{1, 3}));
 }
 
 TEST(frommatrix_result, one_dimension_is_one_row)
@@ -469,15 +352,13 @@ TEST(frommatrix, huge_mirrored_sources)
 
 TEST(frommatrix_result, unknown_types_copy_nothing)
 {
-    vok_matrix_info src = packed("char", 1, {2, 2}), dst = packed("char", 1, {2, 2});
-    const bytes from = {1, 2, 3, 4};
-    bytes to(32, 9);
-    dst.type = gensym("symbol");
-    vok_matrix_frommatrix_calculate_ndim(2, nullptr, &dst, to.data(), &src, from.data());
-    dst.type = gensym("char");
-    src.type = gensym("pointer");
-    vok_matrix_frommatrix_calculate_ndim(2, nullptr, &dst, to.data(), &src, from.data());
-    EXPECT_EQ(to, bytes(32, 9));
+    const bytes from(32, 1);
+    for (const auto &[to_type, from_type] : {std::pair{"symbol", "char"}, {"char", "pointer"}}) {
+        const vok_matrix_info src = packed(from_type, 1, {2, 2}), dst = packed(to_type, 1, {2, 2});
+        bytes to(32, 9);
+        vok_matrix_frommatrix_calculate_ndim(2, nullptr, &dst, to.data(), &src, from.data());
+        EXPECT_EQ(to, bytes(32, 9));
+    }
 }
 
 TEST(canfastcopy, asks_for_the_very_same_shape)

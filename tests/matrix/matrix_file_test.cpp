@@ -15,28 +15,22 @@ namespace {
 // A host file that is closed with its scope.
 class host_file {
   public:
-    static host_file create(const std::string &name)
+    explicit host_file(const std::string &name, bool make = false)
     {
-        host_file f;
-        EXPECT_EQ(path_createsysfile(name.c_str(), 0, VOK_BIN_FORMTYPE, &f.handle_), 0);
-        return f;
+        EXPECT_EQ(make ? path_createsysfile(name.c_str(), 0, VOK_BIN_FORMTYPE, &handle_)
+                       : path_opensysfile(name.c_str(), 0, &handle_, 1),
+                  0);
     }
-    static host_file open(const std::string &name)
-    {
-        host_file f;
-        EXPECT_EQ(path_opensysfile(name.c_str(), 0, &f.handle_, 1), 0);
-        return f;
-    }
-    host_file(host_file &&other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
     ~host_file()
     {
         if (handle_)
             sysfile_close(handle_);
     }
+    host_file(const host_file &) = delete;
+    host_file &operator=(const host_file &) = delete;
     operator zan_file_handle() const { return handle_; }
 
   private:
-    host_file() = default;
     zan_file_handle handle_ = nullptr;
 };
 
@@ -44,7 +38,7 @@ class host_file {
 void write_file(const std::string &name, vok_matrix *x)
 {
     std::filesystem::remove(name);
-    const host_file file = host_file::create(name);
+    const host_file file(name, true);
     ASSERT_EQ(vok_bin_write_header(file, 0), 0);
     ASSERT_EQ(vok_bin_write_matrix(file, x), 0);
     long size = 0;
@@ -59,7 +53,7 @@ struct read_result {
 
 read_result read_file(const std::string &name, vok_matrix *x)
 {
-    const host_file file = host_file::open(name);
+    const host_file file(name);
     read_result r;
     r.header = vok_bin_read_header(file, &r.version, &r.filesize);
     r.matrix = vok_bin_read_matrix(file, x);
@@ -105,10 +99,8 @@ class Files : public Library {
 TEST_F(Files, a_char_matrix_byte_by_byte)
 {
     const matrix m("char", 4, {2, 2});
-    message(m, "setcell", "0 0 val 1 2 3 4");
-    message(m, "setcell", "1 0 val 5 6 7 8");
-    message(m, "setcell", "0 1 val 9 10 11 12");
-    message(m, "setcell", "1 1 val 13 14 15 255");
+    for (const char *cell : {"0 0 val 1 2 3 4", "1 0 val 5 6 7 8", "0 1 val 9 10 11 12", "1 1 val 13 14 15 255"})
+        message(m, "setcell", cell);
     write_file(name_, m);
     const std::string cells = "\1\2\3\4\5\6\7\10\11\12\13\14\15\16\17\377";
     EXPECT_EQ(bytes_of(name_), header(72) + chunk("CHAR", 4, {2, 2}, cells));
@@ -150,10 +142,9 @@ TEST_F(Files, no_dimension_writes_no_cells)
 TEST_F(Files, every_shape_comes_back)
 {
     std::mt19937 dice(7);
-    const std::vector<std::vector<long>> all_dims = {{1},       {7},          {5, 3},         {1, 9},
-                                                     {4, 3, 2}, {3, 1, 2, 2}, {2, 2, 1, 3, 2}};
-    for (const char *type : {"char", "long", "float32", "float64"}) {
-        for (const std::vector<long> &dims : all_dims) {
+    const std::vector<long> all_dims[] = {{1}, {7}, {5, 3}, {1, 9}, {4, 3, 2}, {3, 1, 2, 2}, {2, 2, 1, 3, 2}};
+    for (const char *type : {"char", "long", "float32", "float64"})
+        for (const std::vector<long> &dims : all_dims)
             for (const long flags :
                  {0L, long{vok_matrix_flag_packed}, long{vok_matrix_flag_handle | vok_matrix_flag_use}}) {
                 vok_matrix_info info = shape(type, 3, {}, flags);
@@ -164,20 +155,14 @@ TEST_F(Files, every_shape_comes_back)
                 std::generate_n(m->data, m->info.size, [&] { return static_cast<unsigned char>(dice()); });
                 send_words(m, "lock", save);
                 write_file(name_, m);
-                const long size = static_cast<long>(bytes_of(name_).size());
-                EXPECT_EQ(size, vok_bin_matrix_filesize(&m->info));
-                const read_result r = read_file(name_, back);
-                EXPECT_EQ(r.header, 0);
-                EXPECT_EQ(r.matrix, 0);
-                EXPECT_EQ(r.version, 0x3C93DC80);
-                EXPECT_EQ(r.filesize, size);
-                EXPECT_EQ(back->info.type, m->info.type);
                 const std::string first = bytes_of(name_);
+                const read_result r = read_file(name_, back);
+                EXPECT_TRUE(r.header == 0 && r.matrix == 0 && r.version == 0x3C93DC80);
+                EXPECT_EQ(r.filesize, static_cast<long>(first.size()));
+                EXPECT_EQ(r.filesize, vok_bin_matrix_filesize(&m->info));
                 write_file(folder_ / "again.vkf", back);
                 EXPECT_EQ(bytes_of(folder_ / "again.vkf"), first) << type << " " << dims.size() << " " << flags;
             }
-        }
-    }
 }
 
 TEST_F(Files, the_marks_of_the_header)
@@ -185,10 +170,8 @@ TEST_F(Files, the_marks_of_the_header)
     const std::string cells = chunk("CHAR", 1, {2, 1}, "ab");
     const struct {
         const char *form, *type, *fver;
-        long fsize;
-        long code;
+        long fsize, code;
     } rows[] = {
-        {"FORM", "VOK!", "FVER", 12, 0},
         {"FORM", "XXXX", "FVER", 12, 0},
         {"XXXX", "VOK!", "FVER", 12, 0},
         {"XXXX", "XXXX", "FVER", 12, VOK_ERR_EROR},
@@ -213,7 +196,7 @@ TEST_F(Files, the_marks_of_the_header)
 TEST_F(Files, chunk_info_leaves_the_position)
 {
     make(header(100) + "MTRX" + be(0xFFFFFFFE) + "abc");
-    const host_file file = host_file::open(name_);
+    const host_file file(name_);
     long id = 1, size = 1, at = 0;
     vok_bin_read_header(file, nullptr, nullptr);
     for (int i = 0; i < 2; i++) {
@@ -317,6 +300,7 @@ TEST_F(Files, shapes_that_no_matrix_has)
 
 TEST_F(Files, random_hostile_chunks)
 {
+    report_catcher reports;
     std::mt19937 dice(99);
     const auto roll = [&](long low, long high) { return std::uniform_int_distribution<long>(low, high)(dice); };
     const std::string types[] = {"CHAR", "LONG", "FL32", "FL64", "JUNK"};
@@ -347,7 +331,7 @@ TEST_F(Files, random_hostile_chunks)
 
 TEST_F(Files, what_cant_be_stored_or_reached)
 {
-    const host_file file = host_file::create(name_);
+    const host_file file(name_, true);
     const matrix symbols("symbol", 1, {2, 2}), m("char", 1, {2, 2});
     EXPECT_EQ(vok_bin_write_matrix(file, symbols), VOK_ERR_EROR);
     EXPECT_EQ(vok_bin_matrix_filesize(&symbols->info), 0);
@@ -363,7 +347,7 @@ TEST_F(Files, what_cant_be_stored_or_reached)
     EXPECT_EQ(vok_bin_read_chunk_info(nullptr, &id, nullptr), VOK_ERR_INVP);
     EXPECT_EQ(id, 0);
     folder_.make("b.vkf", "");
-    const host_file readonly = host_file::open(folder_ / "b.vkf");
+    const host_file readonly(folder_ / "b.vkf");
     EXPECT_NE(vok_bin_write_header(readonly, 0), 0) << "the host's error comes through";
     const matrix whole("char", 1, {2, 2});
     EXPECT_NE(vok_bin_write_matrix(readonly, whole), 0);
@@ -375,7 +359,7 @@ TEST_F(Files, rows_and_slices_by_themselves)
     message(m, "setall", "258");
     int32_t dim[3] = {3, 99, 5};
     {
-        const host_file file = host_file::create(name_);
+        const host_file file(name_, true);
         EXPECT_EQ(vok_bin_write_matrix_ndim(file, 0, dim, &m->info, m->data), 0);
         EXPECT_EQ(vok_bin_write_matrix_ndim(file, 1, dim, &m->info, m->data), 0);
         EXPECT_EQ(dim[1], 1) << "one row";
@@ -387,11 +371,11 @@ TEST_F(Files, rows_and_slices_by_themselves)
     }
     const std::string bytes = bytes_of(name_);
     std::string nine;
-    for (int i = 0; i < 9; i++)
+    while (nine.size() < 36)
         nine += be(258);
     EXPECT_EQ(bytes, nine + std::string("\2\1\0\2\1\0", 6));
     send_words(m, "clear");
-    const host_file file = host_file::open(name_);
+    const host_file file(name_);
     EXPECT_EQ(vok_bin_read_matrix_long(file, dim, &m->info, m->data), 0);
     EXPECT_EQ(cell(m, "2 1"), "258");
 }
