@@ -62,25 +62,26 @@ std::vector<subject> subjects()
     return all;
 }
 
-template <typename T> struct format;
-template <> struct format<int32_t> {
-    static constexpr const char *name = "fixed";
-    static int32_t of(double v) { return fixed_of(v); }
-    static int32_t sum(int32_t a, int32_t b)
-    {
+template <typename T>
+constexpr const char *precision = std::is_same_v<T, int32_t> ? "fixed"
+                                  : sizeof(T) == 4           ? "float32"
+                                                             : "float64";
+
+template <typename T> T of(double v)
+{
+    if constexpr (std::is_same_v<T, int32_t>)
+        return fixed_of(v);
+    else
+        return static_cast<T>(v);
+}
+
+template <typename T> T sum(T a, T b)
+{
+    if constexpr (std::is_same_v<T, int32_t>)
         return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
-    }
-};
-template <> struct format<float> {
-    static constexpr const char *name = "float32";
-    static float of(double v) { return static_cast<float>(v); }
-    static float sum(float a, float b) { return a + b; }
-};
-template <> struct format<double> {
-    static constexpr const char *name = "float64";
-    static double of(double v) { return v; }
-    static double sum(double a, double b) { return a + b; }
-};
+    else
+        return a + b;
+}
 
 // What a value becomes in a cell, as the table of the evaluator has it.
 template <typename Out, typename T> Out stored(T v, T w)
@@ -113,22 +114,28 @@ template <typename T> bool same_bits(T a, T b)
     return !std::memcmp(&a, &b, sizeof a);
 }
 
+template <typename T> struct evaluator : filler {
+    explicit evaluator(const subject &s) : filler("vok_functor_evaluate")
+    {
+        set("basis " + s.name);
+        for (const std::string &text : s.settings) {
+            std::vector<atom> list = atoms("basis " + text);
+            vok_object_method_typed(object, gensym("setattr"), static_cast<long>(list.size()), list.data(),
+                                    nullptr);
+        }
+        set(std::string("precision ") + precision<T>);
+    }
+};
+
 constexpr double origins[3] = {-1.25, 0.5, 3.0}, scales[3] = {9.5, -4.0, 1.5};
 constexpr double weights[2] = {1.0, -0.3};
 
 // Fills a grid and compares each cell with the functor at coordinates that run on as told.
 template <typename T, typename Out> void check(const subject &s, const functor &f, const char *type, long dims)
 {
-    using F = format<T>;
     const long size[3] = {dims == 2 ? 301 : 67, dims == 2 ? 3 : 2, dims == 2 ? 1 : 2};
     matrix m(dims == 2 ? shape(type, 2, {size[0], size[1]}) : shape(type, 2, {size[0], size[1], size[2]}));
-    const filler e("vok_functor_evaluate");
-    e.set("basis " + s.name);
-    for (const std::string &text : s.settings) {
-        std::vector<atom> list = atoms("basis " + text);
-        vok_object_method_typed(e.object, gensym("setattr"), static_cast<long>(list.size()), list.data(), nullptr);
-    }
-    e.set(std::string("precision ") + F::name);
+    const evaluator<T> e(s);
     e.set("origin -1.25 0.5 3.0");
     e.set("scale 9.5 -4.0 1.5");
     e.set("weight 1.0 -0.3");
@@ -141,22 +148,23 @@ template <typename T, typename Out> void check(const subject &s, const functor &
             entry = (static_cast<double>(vok_rand()) + 0.5) / 4294967296.0 * 10;
     T start[3], step[3], x[3], c[3];
     for (long d = 0; d < dims; d++) {
-        start[d] = x[d] = F::of(origins[d]);
-        step[d] = F::of(scales[d] / static_cast<double>(size[d] - 1));
+        start[d] = x[d] = of<T>(origins[d]);
+        step[d] = of<T>(scales[d] / static_cast<double>(size[d] - 1));
     }
-    for (long k = 0; k<size[2]; k++, x[2] = dims> 2 ? F::sum(x[2], step[2]) : x[2]) {
+    for (long k = 0; k<size[2]; k++, x[2] = dims> 2 ? sum(x[2], step[2]) : x[2]) {
         x[1] = start[1];
-        for (long j = 0; j < size[1]; j++, x[1] = F::sum(x[1], step[1])) {
+        for (long j = 0; j < size[1]; j++, x[1] = sum(x[1], step[1])) {
             x[0] = start[0];
-            for (long i = 0; i < size[0]; i++, x[0] = F::sum(x[0], step[0])) {
+            for (long i = 0; i < size[0]; i++, x[0] = sum(x[0], step[0])) {
                 for (long p = 0; p < 2; p++) {
                     for (long d = 0; d < dims; d++)
-                        c[d] = F::sum(x[d], F::of(table[d][p]));
-                    const Out expected = stored<Out>(eval(f, dims, c), F::of(weights[p]));
+                        c[d] = sum(x[d], of<T>(table[d][p]));
+                    const Out expected = stored<Out>(eval(f, dims, c), of<T>(weights[p]));
                     ASSERT_TRUE(same_bits(cell<Out>(m, i, j, k)[p], expected))
-                        << s.name << (s.settings.empty() ? "" : " with " + s.settings[0]) << ", " << F::name
-                        << " into " << type << ", " << dims << " dimensions, cell " << i << " " << j << " " << k
-                        << " plane " << p << ": " << +cell<Out>(m, i, j, k)[p] << ", not " << +expected;
+                        << s.name << (s.settings.empty() ? "" : " with " + s.settings[0]) << ", "
+                        << precision<T> << " into " << type << ", " << dims << " dimensions, cell " << i << " "
+                        << j << " " << k << " plane " << p << ": " << +cell<Out>(m, i, j, k)[p] << ", not "
+                        << +expected;
                 }
             }
         }
@@ -168,13 +176,7 @@ template <typename T, typename Out> void check(const subject &s, const functor &
 template <typename T> void check_input(const subject &s, const functor &f, const char *type)
 {
     matrix in(type, 3, {300, 3}), out(type, 1, {300, 3});
-    const filler e("vok_functor_evaluate");
-    e.set("basis " + s.name);
-    for (const std::string &text : s.settings) {
-        std::vector<atom> list = atoms("basis " + text);
-        vok_object_method_typed(e.object, gensym("setattr"), static_cast<long>(list.size()), list.data(), nullptr);
-    }
-    e.set(std::string("precision ") + format<T>::name);
+    const evaluator<T> e(s);
     e.set("align 0.");
     e.set("weight 1.");
     std::mt19937 random(7);

@@ -7,47 +7,12 @@
 #include <vokra/memory.h>
 
 #include "functor/functor_tools.h"
+#include "geometry/seeded_numbers.h"
 
 inline int32_t wrapped(long long v)
 {
     return static_cast<int32_t>(static_cast<uint32_t>(static_cast<unsigned long long>(v)));
 }
-
-// The generator, freshly seeded.
-struct numbers_of_seed {
-    long long s;
-    long long table[32];
-
-    explicit numbers_of_seed(long long seed) : s(std::llabs(seed))
-    {
-        for (int j = 39; j >= 0; j--) {
-            step();
-            if (j < 32)
-                table[j] = s;
-        }
-    }
-    long next()
-    {
-        step();
-        const long long j = table[0] / 67108864, drawn = table[j];
-        table[j] = s;
-        return drawn;
-    }
-    long below(long n)
-    {
-        const long left = next() % n;
-        return left < 0 ? left + n : left;
-    }
-
-  private:
-    void step()
-    {
-        const long long k = s / 12773;
-        s = wrapped(16807 * (s - k * 12773) - 2836 * k);
-        if (s < 0)
-            s += 2147483647;
-    }
-};
 
 struct reference_tables {
     std::vector<int32_t> entry;
@@ -81,6 +46,14 @@ struct reference_tables {
     }
     double at(const std::vector<long long> &cell) const { return value[static_cast<size_t>(hash(cell))]; }
 };
+
+inline std::vector<long long> cell_of(const std::vector<double> &x)
+{
+    std::vector<long long> c;
+    for (const double v : x)
+        c.push_back(static_cast<long long>(std::floor(v)));
+    return c;
+}
 
 // Calls visit with all offsets of `low` to `high` in n dimensions, the first fastest.
 inline void each_offset(size_t n, long long low, long long high,

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "geometry/rotations.h"
 #include "scratch.h"
 #include <vokra/vokra.h>
 #include <zan/zan.h>
@@ -18,26 +19,20 @@ using floats = std::vector<float>;
 const double root_half = std::sqrt(0.5);
 const float r2 = static_cast<float>(root_half);
 
-struct matrix {
-    double e[4][4];
-};
-
-matrix operator*(const matrix &a, const matrix &b)
-{
-    matrix m{};
-    for (int i = 0; i < 64; i++)
-        m.e[i / 16][i / 4 % 4] += a.e[i / 16][i % 4] * b.e[i % 4][i / 4 % 4];
-    return m;
-}
+using matrix = square_matrix<4>;
 
 // Scales, then turns, then moves.
 matrix local_matrix(const floats &p, const floats &q, double scale)
 {
-    const double x = q[0], y = q[1], z = q[2], w = q[3], s = scale;
-    return {{{s * (1 - 2 * (y * y + z * z)), s * 2 * (x * y - w * z), s * 2 * (x * z + w * y), p[0]},
-             {s * 2 * (x * y + w * z), s * (1 - 2 * (x * x + z * z)), s * 2 * (y * z - w * x), p[1]},
-             {s * 2 * (x * z - w * y), s * 2 * (y * z + w * x), s * (1 - 2 * (x * x + y * y)), p[2]},
-             {0, 0, 0, 1}}};
+    const square_matrix<3> r = of_quat(q.data());
+    matrix m{};
+    m.e[3][3] = 1;
+    for (size_t i = 0; i < 3; i++) {
+        for (size_t j = 0; j < 3; j++)
+            m.e[i][j] = scale * r.e[i][j];
+        m.e[i][3] = p[i];
+    }
+    return m;
 }
 
 // A node, or any other object, that goes with its owner.
@@ -68,24 +63,27 @@ class node {
         values.resize(static_cast<size_t>(vok_attr_getfloat_array(x, gensym(name), 16, values.data())));
         return values;
     }
+    static std::vector<atom> atoms(const floats &values)
+    {
+        std::vector<atom> list(values.size());
+        for (size_t i = 0; i < values.size(); i++)
+            atom_setfloat(&list[i], values[i]);
+        return list;
+    }
     void send(const char *message, const floats &values = {})
     {
-        std::vector<atom> atoms(values.size());
-        for (size_t i = 0; i < values.size(); i++)
-            atom_setfloat(&atoms[i], values[i]);
-        vok_object_method(x, gensym(message), gensym(message), long(atoms.size()), atoms.data());
+        std::vector<atom> list = atoms(values);
+        vok_object_method(x, gensym(message), gensym(message), long(list.size()), list.data());
     }
     floats ask(const char *message, const floats &values)
     {
-        std::vector<atom> atoms(values.size());
-        for (size_t i = 0; i < values.size(); i++)
-            atom_setfloat(&atoms[i], values[i]);
+        std::vector<atom> list = atoms(values);
         atom rv;
-        vok_object_method_typed(x, gensym(message), long(atoms.size()), atoms.data(), &rv);
+        vok_object_method_typed(x, gensym(message), long(list.size()), list.data(), &rv);
         long argc = 0;
         atom *argv = nullptr;
         floats out;
-        if (void *list = atom_getobj(&rv); list && !atomarray_getatoms(list, &argc, &argv))
+        if (void *answer = atom_getobj(&rv); answer && !atomarray_getatoms(answer, &argc, &argv))
             for (long i = 0; i < argc; i++)
                 out.push_back(static_cast<float>(atom_getfloat(argv + i)));
         vok_object_free(atom_getobj(&rv));

@@ -12,6 +12,8 @@
 #include <vokra/numerics.h>
 #include <zan/symbols.h>
 
+#include "geometry/seeded_numbers.h"
+
 namespace {
 
 constexpr double inf = std::numeric_limits<double>::infinity();
@@ -20,32 +22,6 @@ constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double hostile[] = {0, -0.0, 1, -1, 0.5, 1e300, -1e300, 1.7e308, -1.7e308, 5e-324, inf, -inf, nan};
 
 // ---- random numbers ----
-
-// The generator once more, in 64 bits cut to 32, for a table that a seed fills.
-struct plain_generator {
-    int64_t s, iv[32];
-    explicit plain_generator(int64_t seed) : s(-seed)
-    {
-        for (int j = 39; j >= 0; j--) {
-            step();
-            iv[j % 32] = s; // the first eight are overwritten
-        }
-    }
-    void step()
-    {
-        const int64_t k = s / 12773;
-        s = static_cast<int32_t>(16807 * (s - k * 12773) - 2836 * k);
-        if (s < 0)
-            s += 0x7FFFFFFF;
-    }
-    long draw()
-    {
-        step();
-        const int64_t j = iv[0] >> 26, given = iv[j];
-        iv[j] = s;
-        return given;
-    }
-};
 
 TEST(Rand, a_seed_gives_the_known_numbers)
 {
@@ -62,11 +38,11 @@ TEST(Rand, a_seed_gives_the_known_numbers)
     for (const auto &row : known)
         for (int again = 0; again < 2; again++) {
             vok_rand_setseed(row.seed);
-            plain_generator same(row.seed < 0 ? row.seed : -row.seed);
+            numbers_of_seed same(row.seed);
             uint64_t hash = 0;
             for (int i = 0; i < 10000; i++) {
                 const long number = vok_rand();
-                ASSERT_EQ(number, same.draw());
+                ASSERT_EQ(number, same.next());
                 ASSERT_TRUE(i > 5 || number == row.first[i]) << "seed " << row.seed << ", number " << i;
                 hash = hash * 31 + static_cast<uint64_t>(number);
             }
@@ -144,17 +120,19 @@ TEST(Spline, values_are_those_of_the_curves)
     // one segment each, at u = 0.25: Bernstein weights and the textbook's other bases
     const std::vector<double> k = {2, 3, 5, -1};
     const double u = 0.25, v = 0.75;
-    const double bezier = v * v * v * k[0] + 3 * v * v * u * k[1] + 3 * v * u * u * k[2] + u * u * u * k[3];
-    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 3, 4, k.data(), g_cubicspline_basismatrix_bezier), bezier,
-                1e-14);
-    const double spline = (v * v * v * k[0] + (3 * u * u * u - 6 * u * u + 4) * k[1] +
-                           (-3 * u * u * u + 3 * u * u + 3 * u + 1) * k[2] + u * u * u * k[3]) /
-                          6;
-    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 1, 4, k.data(), g_cubicspline_basismatrix_bspline), spline,
-                1e-14);
-    const double power = ((k[0] * u + k[1]) * u + k[2]) * u + k[3];
-    EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, 4, 4, k.data(), g_cubicspline_basismatrix_power), power,
-                1e-14);
+    const struct {
+        long step;
+        const double *basis;
+        double value;
+    } bases[] = {{3, g_cubicspline_basismatrix_bezier,
+                  v * v * v * k[0] + 3 * v * v * u * k[1] + 3 * v * u * u * k[2] + u * u * u * k[3]},
+                 {1, g_cubicspline_basismatrix_bspline,
+                  (v * v * v * k[0] + (3 * u * u * u - 6 * u * u + 4) * k[1] +
+                   (-3 * u * u * u + 3 * u * u + 3 * u + 1) * k[2] + u * u * u * k[3]) /
+                      6},
+                 {4, g_cubicspline_basismatrix_power, ((k[0] * u + k[1]) * u + k[2]) * u + k[3]}};
+    for (const auto &b : bases)
+        EXPECT_NEAR(vok_cubicspline_general_eval_float64(u, b.step, 4, k.data(), b.basis), b.value, 1e-14);
     // catmullrom passes through the inner knots; six knots are three segments
     const double row[7] = {9, 1, 4, 2, 8, 5, 0};
     float row32[7], basis32[16];
@@ -194,10 +172,8 @@ TEST(Spline, no_segments_and_no_place_give_0)
 {
     const double k[8] = {1, 1, 1, 1, 1, 1, 1, 1};
     const double *m = g_cubicspline_basismatrix_bspline;
-    EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, 1, 3, k, m), 0);
-    EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, 0, 8, k, m), 0);
-    EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, -1, 8, k, m), 0);
-    EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, 1, LONG_MIN, k, m), 0);
+    for (const auto &[step, count] : {std::pair{1L, 3L}, {0, 8}, {-1, 8}, {1, LONG_MIN}})
+        EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, step, count, k, m), 0) << step << " " << count;
     EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, 1, 8, nullptr, m), 0);
     EXPECT_EQ(vok_cubicspline_general_eval_float64(0.5, 1, 8, k, nullptr), 0);
     for (const double x : {nan, inf, -inf, 1e300})
@@ -248,23 +224,14 @@ TEST(Half, floats_round_to_the_nearest)
     const struct {
         float f;
         long h;
-    } known[] = {{0.0f, 0},
-                 {-0.0f, 0},
-                 {1.0f, 0x3C00},
-                 {-2.0f, 0xC000},
-                 {65504.0f, 0x7BFF},
-                 {65519.0f, 0x7BFF},
-                 {65520.0f, 0x7C00},
-                 {1e30f, 0x7C00},
-                 {-1e30f, 0xFC00},
-                 {1e-30f, 0},
-                 {-1e-30f, 0},
-                 {0x1p-24f, 1},
-                 {-0x1p-24f, 0x8001},
-                 {0x1p-25f, 1},
-                 {0x1p-26f, 0},
-                 {0x1.8p-24f, 2},
-                 {1.00048828125f, 0x3C01} /* a tie goes up */};
+    } known[] = {{0.0f, 0},          {-0.0f, 0},
+                 {1.0f, 0x3C00},     {-2.0f, 0xC000},
+                 {65504.0f, 0x7BFF}, {65519.0f, 0x7BFF},
+                 {65520.0f, 0x7C00}, {1e30f, 0x7C00},
+                 {-1e30f, 0xFC00},   {1e-30f, 0},
+                 {0x1p-24f, 1},      {-0x1p-24f, 0x8001},
+                 {0x1p-25f, 1},      {0x1p-26f, 0},
+                 {0x1.8p-24f, 2},    {1.00048828125f, 0x3C01}}; // the last is a tie, and goes up
     for (const auto &row : known)
         EXPECT_EQ(vok_float_to_half(row.f), row.h) << row.f;
     EXPECT_EQ(vok_float_to_half(std::bit_cast<float>(0x7F800001u)), 0x7C01) << "a NaN stays one";

@@ -7,6 +7,8 @@
 
 #include <vokra/vokra.h>
 
+#include "geometry/rotations.h"
+
 namespace {
 
 class Vecmath : public testing::Test {
@@ -35,23 +37,13 @@ class Vecmath : public testing::Test {
     {
         near(&a.x, {b.x, b.y, b.z}, tolerance);
     }
-    // The rotation matrix [row][col] of a unit quaternion.
-    static void rotation(const vok_quat &q, double (&r)[3][3])
-    {
-        const double x = q.x, y = q.y, z = q.z, w = q.w;
-        const double m[3][3] = {{w * w + x * x - y * y - z * z, 2 * (x * y - w * z), 2 * (x * z + w * y)},
-                                {2 * (x * y + w * z), w * w - x * x + y * y - z * z, 2 * (y * z - w * x)},
-                                {2 * (x * z - w * y), 2 * (y * z + w * x), w * w - x * x - y * y + z * z}};
-        for (int i = 0; i < 9; i++)
-            r[i / 3][i % 3] = m[i / 3][i % 3];
-    }
     static vok_vec3 rotated(const vok_quat &q, const vok_vec3 &v)
     {
-        double r[3][3], out[3];
-        rotation(q, r);
-        for (int i = 0; i < 3; i++)
-            out[i] = r[i][0] * v.x + r[i][1] * v.y + r[i][2] * v.z;
-        return {static_cast<float>(out[0]), static_cast<float>(out[1]), static_cast<float>(out[2])};
+        const auto r = of_quat(&q.x).e;
+        const auto row = [&](size_t i) {
+            return static_cast<float>(r[i][0] * v.x + r[i][1] * v.y + r[i][2] * v.z);
+        };
+        return {row(0), row(1), row(2)};
     }
     std::mt19937 random{3};
 };
