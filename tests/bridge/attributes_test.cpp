@@ -276,9 +276,8 @@ TEST_F(BoxAttributes, MethodsOfAttributesAndMarks)
     for (const auto &row : rows)
         EXPECT_EQ(zan_vok_method_is_attr(box, gensym(row.name)), row.is) << row.name;
     void *kernel = gensym("vok")->thing;
-    EXPECT_EQ(zan_vok_method_is_undocumented(kernel, gensym("altivec")), 1);
-    EXPECT_EQ(zan_vok_method_is_undocumented(kernel, gensym("parallel")), 0);
-    EXPECT_EQ(zan_vok_method_is_undocumented(kernel, gensym("none")), 0);
+    for (const char *name : {"altivec", "parallel", "none"})
+        EXPECT_EQ(zan_vok_method_is_undocumented(kernel, gensym(name)), name == std::string("altivec")) << name;
     EXPECT_EQ(zan_vok_method_is_groupreference(kernel, gensym("altivec")), 0);
     const struct {
         const char *type, *shown;

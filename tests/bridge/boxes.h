@@ -59,30 +59,28 @@ inline void *offset_attr(const char *name, const char *type, long flags, long of
 
 inline zan_class *make_subject_class()
 {
-    zan_class *c = vok_class_new("vok_subject", nullptr, nullptr, sizeof(subject), argtype_cant, 0);
-    const struct {
-        const char *name;
-        int tag;
-    } messages[] = {{"now", argtype_gimme},   {"later", argtype_defer},         {"later_low", argtype_defer_low},
-                    {"merge", argtype_usurp}, {"merge_low", argtype_usurp_low}, {"hidden", argtype_cant},
-                    {"assist", argtype_gimme}};
-    for (const auto &m : messages)
-        vok_class_addmethod(c, erase(gimme), m.name, m.tag, 0);
-    vok_class_addmethod(c, erase(pair), "pair", argtype_long, argtype_sym, 0);
-    vok_class_addmethod(c, erase(answer), "getfoo", argtype_gimmeback, 0);
-    vok_class_addmethod(c, erase(answers), "echo", argtype_gimmeback, 0);
-    vok_class_method_addargsafe(c, "param", "now");
+    quick_class made("vok_subject", sizeof(subject));
+    const std::pair<const char *, int> messages[] = {{"now", argtype_gimme},           {"later", argtype_defer},
+                                                     {"later_low", argtype_defer_low}, {"merge", argtype_usurp},
+                                                     {"merge_low", argtype_usurp_low}, {"assist", argtype_gimme}};
+    for (const auto &[name, tag] : messages)
+        vok_class_addmethod(made.c, erase(gimme), name, tag, 0);
+    made.message("hidden", gimme);
+    vok_class_addmethod(made.c, erase(pair), "pair", argtype_long, argtype_sym, 0);
+    vok_class_addmethod(made.c, erase(answer), "getfoo", argtype_gimmeback, 0);
+    vok_class_addmethod(made.c, erase(answers), "echo", argtype_gimmeback, 0);
+    vok_class_method_addargsafe(made.c, "param", "now");
     constexpr long low = 0x8040000;
-    vok_class_addattr(c, offset_attr("val", "long", low, offsetof(subject, val)));
-    vok_class_addattr(c, offset_attr("gain", "float32", 0, offsetof(subject, gain)));
-    vok_class_addattr(c, offset_attr("label", "symbol", 0, offsetof(subject, label)));
-    vok_class_addattr(c, offset_attr("counted", "long", vok_attrflag_set_opaque_user, offsetof(subject, counted)));
-    vok_class_addattr(c, offset_attr("key", "long", vok_attrflag_get_opaque_user, offsetof(subject, secret)));
-    vok_class_addattr(c, offset_attr("secret", "long", 0x300, offsetof(subject, secret)));
-    vok_class_addattr(c, vok_attr_offset_array_new("vals", gensym("long"), 6, low, nullptr, nullptr,
-                                                   offsetof(subject, counted), offsetof(subject, vals)));
-    vok_class_register(c);
-    return c;
+    made.value("val", "long", offsetof(subject, val), low);
+    made.value("gain", "float32", offsetof(subject, gain));
+    made.value("label", "symbol", offsetof(subject, label));
+    made.value("counted", "long", offsetof(subject, counted), vok_attrflag_set_opaque_user);
+    made.value("key", "long", offsetof(subject, secret), vok_attrflag_get_opaque_user);
+    made.value("secret", "long", offsetof(subject, secret), 0x300);
+    vok_class_addattr(made.c, vok_attr_offset_array_new("vals", gensym("long"), 6, low, nullptr, nullptr,
+                                                        offsetof(subject, counted), offsetof(subject, vals)));
+    vok_class_register(made.c);
+    return made.c;
 }
 
 inline void free_shell(shell *x)

@@ -22,32 +22,34 @@ struct classes {
 
     static const classes &get()
     {
-        static const classes c = make();
+        static const classes c;
         return c;
     }
 
   private:
-    static void declare(const char *name, long inputs, long outputs)
+    classes()
     {
-        quick_class made(name, sizeof(counting));
-        vok_class_addadornment(made.c, vok_object_new_imp(_vok_sym_vok_mop, inputs, outputs, 0, 0, 0, 0, 0, 0));
-        made.message("matrix_calc", counting_calc);
-        vok_class_register(made.c);
-    }
-    static classes make()
-    {
-        declare("vok_test_count", 2, 2);
-        declare("vok_test_variable", -1, -1);
-        classes c{new_box_class("vok.test.op", "vok_op"), new_box_class("vok.test.count", "vok_test_count"),
-                  new_box_class("vok.test.variable", "vok_test_variable")};
-        class_addmethod(c.variable, erase(zan_vok_mop_variable_anything), "anything", argtype_gimme, 0);
-        return c;
+        for (const auto &[name, puts] : {std::pair{"vok_test_count", 2L}, {"vok_test_variable", -1L}}) {
+            quick_class made(name, sizeof(counting));
+            vok_class_addadornment(made.c, vok_object_new_imp(_vok_sym_vok_mop, puts, puts, 0, 0, 0, 0, 0, 0));
+            made.message("matrix_calc", counting_calc);
+            vok_class_register(made.c);
+        }
+        op = new_box_class("vok.test.op", "vok_op");
+        count = new_box_class("vok.test.count", "vok_test_count");
+        variable = new_box_class("vok.test.variable", "vok_test_variable");
+        class_addmethod(variable, erase(zan_vok_mop_variable_anything), "anything", argtype_gimme, 0);
     }
 };
 
 counting *counter_of(void *box)
 {
     return static_cast<counting *>(zan_vok_obex_vokob_get(box));
+}
+
+vok_mop *mop_of(void *box)
+{
+    return static_cast<vok_mop *>(zan_vok_obex_adornment_get(box, _vok_sym_vok_mop));
 }
 
 void *op_box(const std::string &arguments = "")
@@ -120,68 +122,61 @@ TEST_F(MopBox, ARightInputKeepsItsPictureWhenTheLeftChangesSize)
     EXPECT_EQ(format_of(b.out(1)), "float32 1 8");
 }
 
-struct mode_row {
-    long mode;
-    long calls;                     // by a matrix at the left inlet
-    std::vector<long> matrix, bang; // outputs whose names come out; 0: the incoming one at output 1
-};
-
-class OutputMode : public LibraryTable<mode_row> {};
-
-TEST_P(OutputMode, Decides)
+TEST_F(MopBox, TheOutputModeDecides)
 {
-    const mode_row &row = GetParam();
-    const boxed b(count_box("@outputmode " + std::to_string(row.mode)));
-    ear e(b);
-    const ramp left("char", 1, {5});
-    const auto expected = [&](const std::vector<long> &outputs) {
-        heard all;
-        for (long i : outputs)
-            all.push_back(i ? out_message(b, i) : std::string("0: vok_matrix ") + left.name->name);
-        return all;
-    };
-    b.take(left.name);
-    EXPECT_EQ(e.take(), expected(row.matrix));
-    EXPECT_EQ(counter_of(b)->calls, row.calls);
-    EXPECT_EQ(format_of(b.out(2)), row.calls ? "char 1 5" : "char 4 1 1");
-    b.send("bang");
-    EXPECT_EQ(e.take(), expected(row.bang));
-    message(left, "setall", "7");
-    b.take(left.name, 1); // is taken whatever the mode
-    EXPECT_EQ(row_of(b.in(2)).substr(0, 1), "7");
+    const struct {
+        long mode, calls;               // by a matrix at the left inlet
+        std::vector<long> matrix, bang; // outputs whose names come out; 0: the incoming one at output 1
+    } rows[] = {{0, 0, {}, {}},
+                {1, 1, {2, 1}, {2, 1}},
+                {2, 0, {0}, {2, 1}},
+                {3, 0, {2, 1}, {2, 1}},
+                {7, 1, {2, 1}, {2, 1}}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.mode);
+        const boxed b(count_box("@outputmode " + std::to_string(row.mode)));
+        ear e(b);
+        const ramp left("char", 1, {5});
+        const auto expected = [&](const std::vector<long> &outputs) {
+            heard all;
+            for (long i : outputs)
+                all.push_back(i ? out_message(b, i) : std::string("0: vok_matrix ") + left.name->name);
+            return all;
+        };
+        b.take(left.name);
+        EXPECT_EQ(e.take(), expected(row.matrix));
+        EXPECT_EQ(counter_of(b)->calls, row.calls);
+        EXPECT_EQ(format_of(b.out(2)), row.calls ? "char 1 5" : "char 4 1 1");
+        b.send("bang");
+        EXPECT_EQ(e.take(), expected(row.bang));
+        message(left, "setall", "7");
+        b.take(left.name, 1); // is taken whatever the mode
+        EXPECT_EQ(row_of(b.in(2)).substr(0, 1), "7");
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, OutputMode,
-                         testing::Values(mode_row{0, 0, {}, {}}, mode_row{1, 1, {2, 1}, {2, 1}},
-                                         mode_row{2, 0, {0}, {2, 1}}, mode_row{3, 0, {2, 1}, {2, 1}},
-                                         mode_row{7, 1, {2, 1}, {2, 1}}));
-
-struct format_row {
-    const char *arguments, *format;
-    long adapt;
-};
-
-class MatrixArguments : public LibraryTable<format_row> {};
-
-TEST_P(MatrixArguments, GiveTheFormat)
+TEST_F(MopBox, ArgumentsGiveTheFormat)
 {
-    const boxed b(count_box(GetParam().arguments));
-    EXPECT_EQ(format_of(b.out(2)), GetParam().format);
-    EXPECT_EQ(format_of(b.in(2)), GetParam().format);
-    const auto *mop = static_cast<vok_mop *>(zan_vok_obex_adornment_get(b, _vok_sym_vok_mop));
-    EXPECT_EQ(mop->adapt, GetParam().adapt);
-    const ramp left("char", 1, {5});
-    b.take(left.name);
-    EXPECT_EQ(format_of(b.out(1)), GetParam().adapt ? "char 1 5" : GetParam().format);
+    const struct {
+        const char *arguments, *format;
+        long adapt;
+    } rows[] = {{"", "char 4 1 1", 1},
+                {"2", "char 2 1 1", 0},
+                {"3 long 7", "long 3 7", 0},
+                {"1 char 6 5 4", "char 1 6 5 4", 0},
+                {"40 nonsense 0 2", "char 32 1 2", 0},
+                {"1 char 6 @adapt 1", "char 1 6", 1}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.arguments);
+        const boxed b(count_box(row.arguments));
+        EXPECT_EQ(format_of(b.out(2)), row.format);
+        EXPECT_EQ(format_of(b.in(2)), row.format);
+        EXPECT_EQ(mop_of(b)->adapt, row.adapt);
+        const ramp left("char", 1, {5});
+        b.take(left.name);
+        EXPECT_EQ(format_of(b.out(1)), row.adapt ? "char 1 5" : row.format);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(All, MatrixArguments,
-                         testing::Values(format_row{"", "char 4 1 1", 1}, format_row{"2", "char 2 1 1", 0},
-                                         format_row{"1 float32", "float32 1 1 1", 0},
-                                         format_row{"3 long 7", "long 3 7", 0},
-                                         format_row{"1 char 6 5 4", "char 1 6 5 4", 0},
-                                         format_row{"40 nonsense 0 2", "char 32 1 2", 0},
-                                         format_row{"1 char 6 @adapt 1", "char 1 6", 1}));
 
 TEST_F(MopBox, AnUnknownNameIsReportedAndChangesNothing)
 {
@@ -257,8 +252,7 @@ TEST_F(MopBox, ProcsReplaceCopyingAdaptingAndCalculating)
     const ramp left("char", 1, {5}, "test_proc_left");
     b.input(2)->ioproc = vok_mop_ioproc_copy_adapt;
     b.output(1)->ioproc = log_output_proc;
-    static_cast<vok_mop *>(zan_vok_obex_adornment_get(b, _vok_sym_vok_mop))->special =
-        reinterpret_cast<void *>(log_mproc);
+    mop_of(b)->special = reinterpret_cast<void *>(log_mproc);
     ear e(b);
     b.take(left.name, 1);
     EXPECT_EQ(format_of(b.in(2)), "char 1 5");
@@ -324,21 +318,15 @@ TEST_F(MopBox, GoesOnWhenItsMatrixIsFreedUnderIt)
 
 TEST_F(MopBox, MayBeFreedByItsOwnOutput)
 {
-    struct end {
-        object ob;
-        void *victim;
-    };
-    zan_class *c = class_new("test_end", nullptr, nullptr, sizeof(end), nullptr, 0);
-    const auto hear = [](end *x, symbol *, long, atom *) { object_free(std::exchange(x->victim, nullptr)); };
+    static void *victim;
+    zan_class *c = class_new("test_end", nullptr, nullptr, sizeof(object), nullptr, 0);
+    const auto hear = [](void *, symbol *, long, atom *) { object_free(std::exchange(victim, nullptr)); };
     class_addmethod(c, erase(hear), "vok_matrix", argtype_gimme, 0);
-    auto *e = static_cast<end *>(object_alloc(c));
-    const ramp left("char", 1, {5});
-    e->victim = count_box();
-    void *x = e->victim;
-    zan_connect(x, 1, e, 0);
+    void *x = victim = count_box(), *end = object_alloc(c);
+    zan_connect(x, 1, end, 0);
     zan_send(x, 0, gensym("bang"), 0, nullptr);
     EXPECT_EQ(zan_object_count(gensym("vok_test_count")), 0);
-    object_free(e);
+    object_free(end);
 }
 
 // ---- attributes ----
@@ -353,34 +341,29 @@ std::string got(void *box, const char *name)
     return text;
 }
 
-struct set_row {
-    const char *attribute, *values, *in2, *out, *out2;
-};
-
-class FormatAttribute : public LibraryTable<set_row> {};
-
-TEST_P(FormatAttribute, GoesWhereItsNameSays)
+TEST_F(MopBox, AFormatAttributeGoesWhereItsNameSays)
 {
-    const set_row &row = GetParam();
-    const boxed b(count_box("2 long 3 4"));
-    b.output(2)->typelink = b.output(2)->dimlink = b.output(2)->planelink = 0;
-    b.send(row.attribute, row.values);
-    EXPECT_EQ(format_of(b.in(2)), row.in2);
-    EXPECT_EQ(format_of(b.out(1)), row.out);
-    EXPECT_EQ(format_of(b.out(2)), row.out2);
-    EXPECT_NE(got(b, row.attribute), row.attribute);
+    const struct {
+        const char *attribute, *values, *in2, *out, *out2;
+    } rows[] = {{"type", "char", "char 2 3 4", "char 2 3 4", "long 2 3 4"},
+                {"type", "nonsense", "long 2 3 4", "long 2 3 4", "long 2 3 4"},
+                {"out2_type", "float64", "long 2 3 4", "long 2 3 4", "float64 2 3 4"},
+                {"in2_type", "float32", "float32 2 3 4", "long 2 3 4", "long 2 3 4"},
+                {"planecount", "1", "long 1 3 4", "long 1 3 4", "long 2 3 4"},
+                {"out2_planecount", "99", "long 2 3 4", "long 2 3 4", "long 32 3 4"},
+                {"dim", "5", "long 2 5", "long 2 5", "long 2 3 4"},
+                {"in2_dim", "6 7 8", "long 2 6 7 8", "long 2 3 4", "long 2 3 4"}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.attribute);
+        const boxed b(count_box("2 long 3 4"));
+        b.output(2)->typelink = b.output(2)->dimlink = b.output(2)->planelink = 0;
+        b.send(row.attribute, row.values);
+        EXPECT_EQ(format_of(b.in(2)), row.in2);
+        EXPECT_EQ(format_of(b.out(1)), row.out);
+        EXPECT_EQ(format_of(b.out(2)), row.out2);
+        EXPECT_NE(got(b, row.attribute), row.attribute);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    All, FormatAttribute,
-    testing::Values(set_row{"type", "char", "char 2 3 4", "char 2 3 4", "long 2 3 4"},
-                    set_row{"type", "nonsense", "long 2 3 4", "long 2 3 4", "long 2 3 4"},
-                    set_row{"out2_type", "float64", "long 2 3 4", "long 2 3 4", "float64 2 3 4"},
-                    set_row{"in2_type", "float32", "float32 2 3 4", "long 2 3 4", "long 2 3 4"},
-                    set_row{"planecount", "1", "long 1 3 4", "long 1 3 4", "long 2 3 4"},
-                    set_row{"out2_planecount", "99", "long 2 3 4", "long 2 3 4", "long 32 3 4"},
-                    set_row{"dim", "5", "long 2 5", "long 2 5", "long 2 3 4"},
-                    set_row{"in2_dim", "6 7 8", "long 2 6 7 8", "long 2 3 4", "long 2 3 4"}));
 
 TEST_F(MopBox, DimsWithoutExtents)
 {
@@ -522,13 +505,12 @@ TEST_F(MopBox, InletsAndOutletsSayWhatTheyAre)
 {
     const boxed b(count_box());
     char text[512];
-    const auto said = [&](long kind, long index) {
-        return zan_vok_mop_assist(b, nullptr, kind, index, text) ? "EROR" : std::string(text);
-    };
-    EXPECT_EQ(said(1, 1), "(matrix) in2");
-    EXPECT_EQ(said(2, 0), "(matrix) out");
-    EXPECT_EQ(said(2, 2), "dumpout");
-    EXPECT_EQ(said(1, 2), "EROR");
+    for (const auto &[kind, index, said] :
+         {std::tuple{1L, 1L, "(matrix) in2"}, {2, 0, "(matrix) out"}, {2, 2, "dumpout"}}) {
+        EXPECT_EQ(zan_vok_mop_assist(b, nullptr, kind, index, text), 0);
+        EXPECT_STREQ(text, said);
+    }
+    EXPECT_NE(zan_vok_mop_assist(b, nullptr, 1, 2, text), 0);
 }
 
 TEST_F(MopBox, NoBoxIsNoOperator)

@@ -219,16 +219,4 @@ TEST_F(Functors, answer_eval_and_setattr)
     EXPECT_EQ(box.number("width"), 3);
 }
 
-TEST_F(Functors, a_chain_reaches_what_is_held)
-{
-    const functor f("noise.gradient");
-    void *filter = reinterpret_cast<void *>(vok_object_method(f.object, gensym("subfunctor"), gensym("filter")));
-    ASSERT_NE(filter, nullptr);
-    EXPECT_EQ(vok_object_method(f.object, gensym("subfunctor"), gensym("basis")), 0);
-    EXPECT_EQ(f.set("filter a 0.25"), 0);
-    EXPECT_EQ(vok_attr_getfloat(filter, gensym("a")), 0.25);
-    EXPECT_EQ(f.set("filter box"), 0); // two arguments are the parent's own
-    EXPECT_STREQ(vok_attr_getsym(f.object, gensym("filter"))->name, "box");
-}
-
 } // namespace

@@ -53,18 +53,22 @@ struct functor {
     }
 };
 
-template <typename T> T eval(const functor &f, long n, const T *values);
-template <> inline int32_t eval(const functor &f, long n, const int32_t *values)
+template <typename T> T eval(const functor &f, long n, const T *values)
 {
-    return f.interface->evalfixed(f.object, n, values);
+    if constexpr (std::is_same_v<T, int32_t>)
+        return f.interface->evalfixed(f.object, n, values);
+    else if constexpr (std::is_same_v<T, float>)
+        return f.interface->evalfloat32(f.object, n, values);
+    else
+        return f.interface->evalfloat64(f.object, n, values);
 }
-template <> inline float eval(const functor &f, long n, const float *values)
+
+// What a functor or an evaluator holds in these roles, one in the other.
+inline void *held_by(void *x, std::initializer_list<const char *> roles)
 {
-    return f.interface->evalfloat32(f.object, n, values);
-}
-template <> inline double eval(const functor &f, long n, const double *values)
-{
-    return f.interface->evalfloat64(f.object, n, values);
+    for (const char *role : roles)
+        x = reinterpret_cast<void *>(vok_object_method(x, gensym("subfunctor"), gensym(role)));
+    return x;
 }
 
 // The float-to-fixed conversion, written out.
