@@ -5,6 +5,7 @@
 // what the plain loop gives.
 #include "calc/vok.op.table.h"
 #include <initializer_list>
+#include <type_traits>
 #include <vokra/numerics.h>
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -29,6 +30,7 @@ namespace {
 
 #include "calc/vok.op.bodies.h"
 #include "calc/vok.op.bytes.h"
+#include "calc/vok.op.roots.h"
 
 template <typename T> struct run {
     T *p;
@@ -112,8 +114,13 @@ template <typename Op, typename T> void contiguous(long n, const T *a, T *z)
             [=](long i) { return Op::of(a[i]); });
         return;
     }
+    long from = 0;
+#ifdef VOKRA_MANY_ROOTS
+    if constexpr (std::is_same_v<Op, root> && std::is_same_v<T, f64>)
+        from = many_roots(n, a, z);
+#endif
     VOKRA_INDEPENDENT
-    for (long i = 0; i < n; i++)
+    for (long i = from; i < n; i++)
         z[i] = Op::of(a[i]);
 }
 

@@ -2,6 +2,8 @@
 // round the vector widths, odd starts, strides, operands that overlap the output, and
 // all bytes around the output. Every instruction set that the machine has is forced
 // in turn.
+#include <bit>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <dlfcn.h>
@@ -263,6 +265,38 @@ TEST_F(OpVector, functions_of_float32_are_the_librarys)
         for (size_t i = 0; i < out.size(); i++)
             ASSERT_TRUE(same(out[i], rule.on_float32(in_a[i], in_b[i])))
                 << rule.word << " of " << in_a[i] << " and " << in_b[i] << ": " << out[i];
+    }
+}
+
+// Roots of float64 may go by steps that leave what they can't decide to the instruction: all
+// exponents, the neighbours of powers of two and of squares, and of squares of halfway numbers.
+TEST_F(OpVector, functions_of_float64_roots)
+{
+    std::vector<double> in;
+    std::mt19937_64 random(4);
+    const auto with_neighbours = [&](double v) {
+        for (const double x : {std::nextafter(v, 0), v, std::nextafter(v, HUGE_VAL)})
+            in.push_back(x);
+    };
+    for (int i = 0; i < 1000000; i++)
+        in.push_back(std::bit_cast<double>(random()));
+    for (int e = -1074; e < 1024; e++)
+        with_neighbours(std::ldexp(1, e));
+    for (int i = 0; i < 300000; i++) {
+        const double g = std::ldexp(1 + static_cast<double>(random() >> 11) * 0x1p-53, i % 301 - 150);
+        with_neighbours(g * g);
+        with_neighbours(static_cast<double>(static_cast<long double>(g) * (g + g * 0x1p-53L)));
+        in.push_back(std::ldexp(1.0 - static_cast<double>(i) * 0x1p-53, i % 2));
+    }
+    for (const double x : {0.0, -0.0, -1.0, HUGE_VAL, -HUGE_VAL, double(NAN)})
+        in.insert(in.end(), 8, x);
+    std::vector<double> out(in.size());
+    vok_op_vector_arg a{in.data(), 1}, z{out.data(), 1};
+    for (const size_t shift : {0, 4}) { // each number in either half of a pair of vectors
+        a.p = in.data() + shift, z.p = out.data() + shift;
+        vok_op_sym2fn(gensym("sqrt"), _vok_sym_float64)(static_cast<long>(out.size() - shift), nullptr, &a, &a, &z);
+        for (size_t i = shift; i < out.size(); i++)
+            ASSERT_TRUE(same(out[i], std::sqrt(in[i]))) << in[i] << ": " << out[i];
     }
 }
 
