@@ -294,7 +294,8 @@ TEST_F(OpVector, functions_of_float64_roots)
     vok_op_vector_arg a{in.data(), 1}, z{out.data(), 1};
     for (const size_t shift : {0, 4}) { // each number in either half of a pair of vectors
         a.p = in.data() + shift, z.p = out.data() + shift;
-        vok_op_sym2fn(gensym("sqrt"), _vok_sym_float64)(static_cast<long>(out.size() - shift), nullptr, &a, &a, &z);
+        vok_op_sym2fn(gensym("sqrt"), _vok_sym_float64)(static_cast<long>(out.size() - shift), nullptr, &a, &a,
+                                                        &z);
         for (size_t i = shift; i < out.size(); i++)
             ASSERT_TRUE(same(out[i], std::sqrt(in[i]))) << in[i] << ": " << out[i];
     }
