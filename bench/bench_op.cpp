@@ -1,8 +1,8 @@
 // Cell operators through vok_op: whole matrices of a video frame on one and on two
 // threads, once as a film, whose frames are in no cache (op/), and once the same frame
-// again and again, which a large cache may hold (op_cached/); a small one for what a calculation costs beside its cells, and every word
-// of the registry over a run that stays in the cache. VOKRA_ISA=v3 and the like force
-// another instruction set.
+// again and again, which a large cache may hold (op_cached/); a small one for what a
+// calculation costs beside its cells, and every word of the registry over a run that stays
+// in the cache. VOKRA_ISA=v3 and the like force another instruction set.
 #include <cmath>
 #include <cstring>
 #include <memory>

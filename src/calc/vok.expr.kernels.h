@@ -1,6 +1,6 @@
-// Kernels that only expressions have: up to three operators at once, which saves
-// passes over the cache, and single planes of interleaved cells. Filled once per instruction set by
-// vok.expr.kernels.cpp; the rest of what a block needs comes from the tables of the
+// Kernels that only expressions have: up to three operators at once, which saves passes
+// over the cache, and single planes of interleaved cells. Filled once per instruction set
+// by vok.expr.kernels.cpp; the rest of what a block needs comes from the tables of the
 // operators and of the copies.
 #pragma once
 #include "calc/vok.op.table.h"

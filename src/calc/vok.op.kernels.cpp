@@ -5,7 +5,6 @@
 // what the plain loop gives.
 #include "calc/vok.op.table.h"
 #include <initializer_list>
-#include <type_traits>
 #include <vokra/numerics.h>
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -114,11 +113,7 @@ template <typename Op, typename T> void contiguous(long n, const T *a, T *z)
             [=](long i) { return Op::of(a[i]); });
         return;
     }
-    long from = 0;
-#ifdef VOKRA_MANY_ROOTS
-    if constexpr (std::is_same_v<Op, root> && std::is_same_v<T, f64>)
-        from = many_roots(n, a, z);
-#endif
+    const long from = ahead<Op>(n, a, z);
     VOKRA_INDEPENDENT
     for (long i = from; i < n; i++)
         z[i] = Op::of(a[i]);

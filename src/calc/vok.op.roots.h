@@ -3,9 +3,13 @@
 // by Newton's method, checked to the last bit. Included by the kernel file alone, inside
 // its own namespace.
 
-#if defined(__AVX2__) && !defined(__AVX512F__)
-#define VOKRA_MANY_ROOTS
+// As many results as there is a quicker way for, from the first on; gives how many.
+template <typename Op, typename T> long ahead(long, const T *, T *)
+{
+    return 0;
+}
 
+#if defined(__AVX2__) && !defined(__AVX512F__)
 // Goldschmidt's form of Newton's method from the processor's estimate of 12 bits, then two
 // corrections by the residual x - g * g, which a fused multiply-add gives exactly. A g is the
 // rounded root if its residual is less than g times the unit of its last place: the root is
@@ -30,8 +34,7 @@
     return __builtin_expect(sure, true) ? g : _mm256_sqrt_pd(x);
 }
 
-// As many as fill whole vectors; gives how many.
-inline long many_roots(long n, const f64 *a, f64 *z)
+template <> inline long ahead<root, f64>(long n, const f64 *a, f64 *z)
 {
     long i = 0;
     for (; i + 8 <= n; i += 8) {
