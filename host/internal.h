@@ -43,6 +43,20 @@ void queue_forget(object *x);
 // Called while state_has_cords is set, behind the free function: that one may have
 // freed proxies and outlets itself.
 void cords_forget(object *x);
+// While one lives on the main thread no clock's function begins, and what ran on the
+// scheduler's thread has ended: messages that came from there are nowhere among the boxes,
+// which so can be made, connected and freed. Waits as long as that takes, or, when a lock may
+// be held that is waited for there, no longer than a second (scheduler.cpp).
+class scheduler_at_rest {
+  public:
+    explicit scheduler_at_rest(bool as_long_as_it_takes);
+    ~scheduler_at_rest();
+    scheduler_at_rest(const scheduler_at_rest &) = delete;
+    scheduler_at_rest &operator=(const scheduler_at_rest &) = delete;
+
+  private:
+    bool rests_;
+};
 const zan_place *keep_place(const zan_place &place); // the one copy that stays (places.cpp)
 // The place of the innermost box that handles a message on this thread, or that was at
 // work when the function which runs now was queued; or null (outlets.cpp).

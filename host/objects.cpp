@@ -1,6 +1,8 @@
 // Making, counting, copying and freeing objects.
 #include "kernel.h"
 
+#include <optional>
+
 namespace zan {
 namespace {
 
@@ -116,6 +118,9 @@ long object_free(void *x)
         return zan_err_none;
     zan_class *c = class_of(o);
     const auto state = [o] { return __atomic_load_n(&o->state, __ATOMIC_ACQUIRE); };
+    std::optional<scheduler_at_rest> rest; // which else might just be on its way through this box
+    if (state() & state_has_cords)
+        rest.emplace(false);
     // Clients hear of it while the object is whole and still has its name.
     if (state() & state_registered)
         object_notify(o, ks().free, nullptr);

@@ -144,7 +144,8 @@ struct queue_state {
         bool done;
         request *next;
     } *requests = nullptr;
-    bool held = false; // no clock's function may begin
+    bool held = false; // no clock's function may begin, by zan_hold
+    int rests = 0;     // nor while there is a scheduler_at_rest
     bool scheduler_runs = false;
     bool scheduler_ends = false;
     bool scheduler_ended = false;

@@ -100,7 +100,7 @@ void *scheduler_main(void *)
         serve_requests(s, held);
         if (s.scheduler_ends)
             break;
-        if (s.clocks.empty() || s.held) {
+        if (s.clocks.empty() || s.held || s.rests) {
             s.main_wakes.notify_one(); // nothing may be left to wait for
             s.scheduler_wakes.wait(held);
             continue;
@@ -333,6 +333,27 @@ zan_class *make_clock_class()
     zan_class *c = class_new("clock", nullptr, erase(clock_release), sizeof(clock_object), nullptr, 0);
     class_register(nobox(), c);
     return c;
+}
+
+scheduler_at_rest::scheduler_at_rest(bool as_long_as_it_takes) : rests_(on_main_thread() && !is_virtual())
+{
+    if (!rests_)
+        return;
+    queue_state &s = queues();
+    queue_guard held(s.lock);
+    s.rests++;
+    while (!wait_for_frames(s, held, [](const frame &) { return true; }) && as_long_as_it_takes)
+        ;
+}
+
+scheduler_at_rest::~scheduler_at_rest()
+{
+    if (!rests_)
+        return;
+    queue_state &s = queues();
+    const queue_guard held(s.lock);
+    if (--s.rests == 0)
+        s.scheduler_wakes.notify_all();
 }
 
 void end_the_run()

@@ -400,6 +400,7 @@ std::vector<finding> sorted(const finding_list &list)
 // The whole of a build; the number of errors.
 long build_all(zan_patch &p, bool for_check)
 {
+    const scheduler_at_rest rest(true); // the first boxes may start clocks while the others are made
     take_down(p);
     building all{for_check, {}, {}, {}, {}, {}};
     if (!p.text->full.empty())
@@ -440,6 +441,7 @@ void start(zan_patch &p)
 
 void take_down(zan_patch &p)
 {
+    const scheduler_at_rest rest(true);
     for (auto m = p.boxes.rbegin(); m != p.boxes.rend(); ++m)
         object_free(m->box); // an inner patch goes with its box
     for (const made_box &m : p.boxes)

@@ -85,7 +85,8 @@ ZAN_EXPORT long zan_patch_open(zan_patch *p, long argc, const atom *argv);
  * not, without arguments), then the patch's own messages; boxes that are patches do so
  * first. */
 ZAN_EXPORT void zan_patch_start(zan_patch *p);
-/* Frees the boxes, the last made first. */
+/* Frees the boxes, the last made first, while no clock's function runs: it waits for the
+ * end of one under way. */
 ZAN_EXPORT void zan_patch_close(zan_patch *p);
 
 /* The object of a box by its name ("name/inner" for a box in a box that is a patch); null

@@ -2,6 +2,7 @@
 // boxes and cords come and go while a message is on its way.
 #include "kernel_fixture.h"
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <stdexcept>
 #include <thread>
@@ -485,6 +486,30 @@ TEST_F(Outlets, MessagesOnTwoThreadsWhileCordsChange)
 }
 
 // ---- set-up of box classes ----
+
+TEST_F(Outlets, ABoxIsFreedWhenMessagesOfTheSchedulerHaveEnded)
+{
+    relay *from = make("from", 1), *to = make("to");
+    ASSERT_EQ(zan_connect(from, 0, to, 0), 0);
+    std::atomic<bool> inside{false}, freeing{false};
+    bool ended = false;
+    to->then = new std::function<void()>([&] {
+        inside = true;
+        while (!freeing)
+            std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        ended = true;
+    });
+    void *clock = clock_new(
+        from, +[](void *x) { outlet_bang(outlet_nth(x, 0)); });
+    clock_delay(clock, 0);
+    while (!inside)
+        std::this_thread::yield();
+    freeing = true;
+    drop(to);
+    EXPECT_TRUE(ended);
+    object_free(clock);
+}
 
 TEST_F(Outlets, TheClassInTheMaking)
 {
