@@ -49,6 +49,37 @@ inline fixed product(fixed a, fixed b)
     return times(a >> 4, b >> 4) >> 8;
 }
 
+// The same in the other formats, for what is written once for all three.
+inline float plus(float a, float b)
+{
+    return a + b;
+}
+
+inline double plus(double a, double b)
+{
+    return a + b;
+}
+
+inline float minus(float a, float b)
+{
+    return a - b;
+}
+
+inline double minus(double a, double b)
+{
+    return a - b;
+}
+
+inline float product(float a, float b)
+{
+    return a * b;
+}
+
+inline double product(double a, double b)
+{
+    return a * b;
+}
+
 // The floor as a 32-bit integer: truncated, less one when negative and not whole. NaN goes
 // the way of what is negative and not whole.
 template <typename T> inline int32_t floored(T x)

@@ -43,22 +43,6 @@ zan_method method_of(void *x, const char *name)
     return zgetfn(x, gensym(name));
 }
 
-template <typename T> T add(T a, T b)
-{
-    if constexpr (std::is_same_v<T, fixed>)
-        return plus(a, b);
-    else
-        return a + b;
-}
-
-template <typename T> T multiply(T a, T b)
-{
-    if constexpr (std::is_same_v<T, fixed>)
-        return product(a, b);
-    else
-        return a * b;
-}
-
 template <typename T, typename Rule> T fold(long n, const T *values, T (*join)(T, T), Rule rule)
 {
     T result = rule(values[0]);
@@ -131,12 +115,12 @@ double vok_functor_eval_float64_with_float32(void *x, long dimcount, const doubl
     T vok_functor_eval_##format##_with_scalar_product(void *x, long dimcount, const T *values,                    \
                                                       vok_functor_scalar_##format##_fn rule)                      \
     {                                                                                                             \
-        return fold(dimcount, values, multiply<T>, [=](T v) { return rule(x, v); });                              \
+        return fold(dimcount, values, product, [=](T v) { return rule(x, v); });                                  \
     }                                                                                                             \
     T vok_functor_eval_##format##_with_scalar_sum(void *x, long dimcount, const T *values,                        \
                                                   vok_functor_scalar_##format##_fn rule)                          \
     {                                                                                                             \
-        return fold(dimcount, values, add<T>, [=](T v) { return rule(x, v); });                                   \
+        return fold(dimcount, values, plus, [=](T v) { return rule(x, v); });                                     \
     }
 VOKRA_FUNCTOR_FOLDS(fixed, int32_t)
 VOKRA_FUNCTOR_FOLDS(float32, float)
@@ -147,10 +131,10 @@ VOKRA_FUNCTOR_FOLDS(float64, double)
     int32_t vok_functor_eval_fixed_with_lut_##edge(void *, long dimcount, const int32_t *values,                  \
                                                    const int32_t *table)                                          \
     {                                                                                                             \
-        return fold(dimcount, values, join<int32_t>, way(table));                                                 \
+        return fold(dimcount, values, join, way(table));                                                          \
     }
-VOKRA_FUNCTOR_TABLE(wrap_product, wrapped, multiply)
-VOKRA_FUNCTOR_TABLE(wrap_sum, wrapped, add)
-VOKRA_FUNCTOR_TABLE(clip_product, clipped, multiply)
-VOKRA_FUNCTOR_TABLE(clip_sum, clipped, add)
+VOKRA_FUNCTOR_TABLE(wrap_product, wrapped, product)
+VOKRA_FUNCTOR_TABLE(wrap_sum, wrapped, plus)
+VOKRA_FUNCTOR_TABLE(clip_product, clipped, product)
+VOKRA_FUNCTOR_TABLE(clip_sum, clipped, plus)
 #undef VOKRA_FUNCTOR_TABLE

@@ -80,44 +80,6 @@ template <typename T> constexpr int precision_number = precision_float32;
 template <> constexpr int precision_number<fixed> = precision_fixed;
 template <> constexpr int precision_number<double> = precision_float64;
 
-template <typename T> T sum(T a, T b)
-{
-    if constexpr (std::is_same_v<T, fixed>)
-        return plus(a, b);
-    else
-        return a + b;
-}
-
-template <typename T> T *const *rows_of(const vok_functor_fractal_rotation_matrix &matrix)
-{
-    if constexpr (std::is_same_v<T, fixed>)
-        return matrix.fixed;
-    else if constexpr (std::is_same_v<T, float>)
-        return matrix.float32;
-    else
-        return matrix.float64;
-}
-
-// to = R * from, as far as the matrix has rows.
-template <typename T>
-void rotate(const vok_functor_fractal_rotation_matrix &matrix, long dimcount, const T *from, T *to)
-{
-    T *const *rows = rows_of<T>(matrix);
-    for (long i = 0; i < dimcount; i++) {
-        to[i] = from[i];
-        if (i >= matrix.rows)
-            continue;
-        T sum = 0;
-        for (long j = 0; j < dimcount && j < matrix.columns; j++) {
-            if constexpr (std::is_same_v<T, fixed>)
-                sum = plus(sum, product(rows[i][j], from[j]));
-            else
-                sum += rows[i][j] * from[j];
-        }
-        to[i] = sum;
-    }
-}
-
 constexpr long block = 256; // cells that a row form gets at once
 
 // What a worker keeps for its slice.
@@ -162,9 +124,9 @@ template <typename T> struct slice_in : slice {
             for (long p = 0; p < planecount; p++) {
                 T others[32];
                 for (long d = 1; d < dimcount; d++)
-                    others[d - 1] = sum(at[d], table[d][p]);
+                    others[d - 1] = plus(at[d], table[d][p]);
                 for (long i = 0; i < count; i++)
-                    along[i] = sum(first[from + i], table[0][p]);
+                    along[i] = plus(first[from + i], table[0][p]);
                 if (x->rotated)
                     turned(count, along, others, values);
                 else
@@ -283,7 +245,7 @@ void fill_grid(slice_in<T> &state, long dimcount, const long *dim, int type, con
             start[d] = 0 * step[d] + from; // NaN where the step isn't finite
     }
     for (long i = 0; dimcount > 1 && i < first; i++)
-        start[1] = sum(start[1], step[1]);
+        start[1] = plus(start[1], step[1]);
 
     const long n = dim[0];
     const std::unique_ptr<T[]> along(new (std::nothrow) T[static_cast<size_t>(n)]);
@@ -292,12 +254,12 @@ void fill_grid(slice_in<T> &state, long dimcount, const long *dim, int type, con
         return;
     }
     T c = start[0];
-    for (long i = 0; i < n; i++, c = sum(c, step[0]))
+    for (long i = 0; i < n; i++, c = plus(c, step[0]))
         along[static_cast<size_t>(i)] = c;
     state.first = along.get();
     walk_rows<1>(
         dimcount - 1, dim, {info}, {data}, [&](long d) { state.at[d] = start[d]; },
-        [&](long d) { state.at[d] = sum(state.at[d], step[d]); },
+        [&](long d) { state.at[d] = plus(state.at[d], step[d]); },
         [&](const auto &rows) { grid_vectors[type](&state, n, rows[0]); });
 }
 

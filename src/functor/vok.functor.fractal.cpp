@@ -106,20 +106,9 @@ template <typename T> struct walk {
     {
         if (!x.rotate || octave < 1 || octave > x.rotations.count)
             return;
-        const vok_functor_fractal_rotation_matrix &m = x.rotations.matrices[octave - 1];
         T from[max_dimensions];
         std::copy_n(p, n, from);
-        for (long i = 0; i < n && i < m.rows; i++) {
-            const T *row;
-            if constexpr (std::is_same_v<T, float>)
-                row = m.float32[i];
-            else
-                row = m.float64[i];
-            T sum = 0;
-            for (long j = 0; j < n && j < m.columns; j++)
-                sum += row[j] * from[j];
-            p[i] = sum;
-        }
+        functor::rotate(x.rotations.matrices[octave - 1], n, from, p);
     }
     void advance(long octave)
     {

@@ -13,44 +13,25 @@ namespace {
 
 #include "functor/vok.functor.rows.bodies.h"
 
-template <typename T> T in(const formats &f)
-{
-    if constexpr (sizeof(T) == 4)
-        return f.float32[0];
-    else
-        return f.float64[0];
-}
-
-template <typename T, int N> const T *in(const formats_of<N> &f)
-{
-    if constexpr (sizeof(T) == 4)
-        return f.float32;
-    else
-        return f.float64;
-}
-
 // A block of cells on their way over the octaves.
 template <typename T> struct octaves {
     const fractal &x;
     const long n, dimcount;
     const T factor, level;
-    const T *exponents;
+    const T *const exponents;
     block<T> first, b;
     T others[32];
 
     octaves(const fractal &f, long count, long dims, const T *along, const T *rest)
-        : x(f), n(count), dimcount(dims), factor(in<T>(f.steps)), level(in<T>(f.levels))
+        : x(f), n(count), dimcount(dims), factor(*in<T>(f.steps)), level(*in<T>(f.levels)),
+          exponents(in<T>(f.exponents))
     {
-        if constexpr (sizeof(T) == 4)
-            exponents = f.exponents.float32;
-        else
-            exponents = f.exponents.float64;
-        const T scale = in<T>(f.scales)[0], offset = in<T>(f.offsets)[0];
+        const T *const scale = in<T>(f.scales), *const offset = in<T>(f.offsets), s0 = *scale, o0 = *offset;
         VOKRA_INDEPENDENT
         for (long i = 0; i < n; i++)
-            first[i] = scale * (along[i] + offset);
+            first[i] = s0 * (along[i] + o0);
         for (long d = 1; d < dimcount; d++)
-            others[d - 1] = in<T>(f.scales)[d] * (rest[d - 1] + in<T>(f.offsets)[d]);
+            others[d - 1] = scale[d] * (rest[d - 1] + offset[d]);
     }
     void step()
     {
@@ -76,7 +57,7 @@ void evaluate(const fractal &x, long n, long dimcount, const T *first, const T *
 {
     octaves<T> o(x, n, dimcount, first, others);
     const long whole = static_cast<long>(x.octaves), last = whole < 1 ? 1 : whole;
-    const T part = in<T>(x.fraction), level = o.level, gain = in<T>(x.gains), result = in<T>(x.results);
+    const T part = *in<T>(x.fraction), level = o.level, gain = *in<T>(x.gains), result = *in<T>(x.results);
     block<T> r, weight;
     if constexpr (how == combination::mono || how == combination::turbulence) {
         const auto bent = [](T b) { return how == combination::mono ? b : absolute(b); };
@@ -173,17 +154,10 @@ void evaluate(const fractal &x, long n, long dimcount, const T *first, const T *
         values[i] = r[i] * result;
 }
 
-// The rules for single cells.
-struct rule {
-    vok_functor_eval_float32_fn float32;
-    vok_functor_eval_float64_fn float64;
-};
-#define VOKRA_RULE(name)                                                                                          \
-    {                                                                                                             \
-        vok_functor_fractal_##name##_eval_float32, vok_functor_fractal_##name##_eval_float64                      \
-    }
-constexpr rule rules[] = {VOKRA_RULE(mono),         VOKRA_RULE(multi),        VOKRA_RULE(hetero),
-                          VOKRA_RULE(multi_hybrid), VOKRA_RULE(multi_ridged), VOKRA_RULE(turbulence)};
+// For single cells, by combination.
+constexpr rule rules[] = {VOKRA_RULE(fractal_mono),         VOKRA_RULE(fractal_multi),
+                          VOKRA_RULE(fractal_hetero),       VOKRA_RULE(fractal_multi_hybrid),
+                          VOKRA_RULE(fractal_multi_ridged), VOKRA_RULE(fractal_turbulence)};
 
 template <combination how, typename T>
 void row(void *object, long n, long dimcount, const T *first, const T *others, T *values)
@@ -194,10 +168,7 @@ void row(void *object, long n, long dimcount, const T *first, const T *others, T
             evaluate<how>(x, n - from < most ? n - from : most, dimcount, first + from, others, values + from);
         return;
     }
-    if constexpr (sizeof(T) == 4)
-        rule_row(object, n, dimcount, first, others, values, rules[static_cast<int>(how)].float32);
-    else
-        rule_row(object, n, dimcount, first, others, values, rules[static_cast<int>(how)].float64);
+    rule_row(object, n, dimcount, first, others, values, rules[static_cast<int>(how)]);
 }
 
 template <combination how> constexpr row_forms forms = {nullptr, row<how, float>, row<how, double>};

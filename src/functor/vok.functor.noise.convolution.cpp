@@ -108,7 +108,7 @@ struct convolution {
     bool ready()
     {
         return valid(held) && tables.ready() &&
-               ((samples.fixed && samples.float32 && samples.float64) || (!fill_samples() && samples.float64));
+               ((samples.fixed && samples.float32 && samples.float64) || !fill_samples());
     }
     // The filter at a squared distance.
     template <typename T> T filtered(T square) const
@@ -166,35 +166,7 @@ namespace {
 
 template <typename T> T square_of(T x)
 {
-    if constexpr (std::is_same_v<T, fixed>)
-        return product(x, x);
-    else
-        return x * x;
-}
-
-// sum + a * b in the format.
-template <typename T> T added(T sum, T a, T b)
-{
-    if constexpr (std::is_same_v<T, fixed>)
-        return plus(sum, product(a, b));
-    else
-        return sum + a * b;
-}
-
-template <typename T> T sum_of(T a, T b)
-{
-    if constexpr (std::is_same_v<T, fixed>)
-        return plus(a, b);
-    else
-        return a + b;
-}
-
-template <typename T> T difference_of(T a, T b)
-{
-    if constexpr (std::is_same_v<T, fixed>)
-        return minus(a, b);
-    else
-        return a - b;
+    return product(x, x);
 }
 
 // A lattice offset in the format.
@@ -241,8 +213,8 @@ struct vok_functor_noise_value_convolution : convolution {
         do {
             T square = 0;
             for (long i = 0; i < n; i++)
-                square = sum_of(square, square_of(difference_of(whole<T>(point.offset[i]), at.fraction[i])));
-            sum = added(sum, lattice[tables.hash<T>(n, at.cell, point.offset)], filtered(square));
+                square = plus(square, square_of(minus(whole<T>(point.offset[i]), at.fraction[i])));
+            sum = plus(sum, product(lattice[tables.hash<T>(n, at.cell, point.offset)], filtered(square)));
         } while (point.next());
         return spread(*this, sum);
     }
@@ -273,10 +245,9 @@ struct vok_functor_noise_sparse_convolution : convolution {
                 const auto &impulse = position_and_weight(impulses[k], T());
                 T square = 0;
                 for (long i = 0; i < n; i++)
-                    square =
-                        sum_of(square, square_of(difference_of(at.fraction[i], sum_of(whole<T>(point.offset[i]),
-                                                                                      impulse.position[i]))));
-                sum = added(sum, impulse.weight, filtered(square));
+                    square = plus(square, square_of(minus(at.fraction[i],
+                                                          plus(whole<T>(point.offset[i]), impulse.position[i]))));
+                sum = plus(sum, product(impulse.weight, filtered(square)));
                 k = ((k + 1) & tables.mask32()) * count; // the first one was not multiplied: deliberate
             }
         } while (point.next());

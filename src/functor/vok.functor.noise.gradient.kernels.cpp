@@ -133,11 +133,7 @@ void rows_of(const noise &x, const T *directions, long n, const T *first, const 
 template <typename T> void row(void *object, long n, long dimcount, const T *first, const T *others, T *values)
 {
     const noise &x = *static_cast<noise *>(object);
-    const T *directions;
-    if constexpr (sizeof(T) == 4)
-        directions = x.directions.float32;
-    else
-        directions = x.directions.float64;
+    const T *directions = in<T>(x.directions);
     const bool ready =
         x.tables.permutations && directions && x.directions.dimensions == dimcount && x.curve.object;
     if (ready && dimcount == 3)
@@ -146,10 +142,7 @@ template <typename T> void row(void *object, long n, long dimcount, const T *fir
         return rows_of<2>(x, directions, n, first, others, values);
     if (ready && dimcount == 1)
         return rows_of<1>(x, directions, n, first, others, values);
-    if constexpr (sizeof(T) == 4)
-        rule_row(object, n, dimcount, first, others, values, vok_functor_noise_gradient_eval_float32);
-    else
-        rule_row(object, n, dimcount, first, others, values, vok_functor_noise_gradient_eval_float64);
+    rule_row(object, n, dimcount, first, others, values, VOKRA_RULE(noise_gradient));
 }
 
 } // namespace

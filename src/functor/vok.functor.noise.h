@@ -210,6 +210,31 @@ template <typename T, typename R> T narrowed(const R &x, T v)
 
 // ---- rotations ----
 
+template <typename T> const T *const *rows_of(const vok_functor_fractal_rotation_matrix &matrix)
+{
+    if constexpr (std::is_same_v<T, fixed>)
+        return matrix.fixed;
+    else if constexpr (std::is_same_v<T, float>)
+        return matrix.float32;
+    else
+        return matrix.float64;
+}
+
+// to = R * from, as far as the matrix has rows.
+template <typename T> void rotate(const vok_functor_fractal_rotation_matrix &matrix, long n, const T *from, T *to)
+{
+    const T *const *rows = rows_of<T>(matrix);
+    for (long i = 0; i < n; i++) {
+        to[i] = from[i];
+        if (i >= matrix.rows)
+            continue;
+        T sum = 0;
+        for (long j = 0; j < n && j < matrix.columns; j++)
+            sum = plus(sum, product(rows[i][j], from[j]));
+        to[i] = sum;
+    }
+}
+
 // The matrix of vok_functor_fractal_rotation_matrix_init from n given angles; the record
 // holds nothing yet.
 vok_err rotation_from_angles(vok_functor_fractal_rotation_matrix *matrix, long n, const double *angles);

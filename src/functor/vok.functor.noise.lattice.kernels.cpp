@@ -13,14 +13,6 @@ namespace {
 
 #include "functor/vok.functor.rows.bodies.h"
 
-template <typename T> const T *lattice_of(const vok_functor_noise_tables &tables)
-{
-    if constexpr (sizeof(T) == 4)
-        return tables.lattice.float32;
-    else
-        return tables.lattice.float64;
-}
-
 void list_spans(spans &s, const block<int32_t> &cell, long n)
 {
     for (long i = 1; i < n; i++)
@@ -34,13 +26,10 @@ template <typename T>
 void cell_row(void *object, long n, long dimcount, const T *first, const T *others, T *values)
 {
     const auto &x = *static_cast<vok_functor_noise_cell *>(object);
-    const T *lattice = lattice_of<T>(x.tables);
+    const T *lattice = in<T>(x.tables.lattice);
     const int32_t *table = x.tables.permutations, mask = static_cast<int32_t>(x.tables.mask);
     if (!table || !lattice || dimcount > 32) {
-        if constexpr (sizeof(T) == 4)
-            rule_row(object, n, dimcount, first, others, values, vok_functor_noise_cell_eval_float32);
-        else
-            rule_row(object, n, dimcount, first, others, values, vok_functor_noise_cell_eval_float64);
+        rule_row(object, n, dimcount, first, others, values, VOKRA_RULE(noise_cell));
         return;
     }
     constexpr T lift = sizeof(T) == 4 ? T(1e-6f) : T(1e-7);
@@ -117,7 +106,7 @@ template <int N, typename T> struct spline_rows {
                 h = plus(plus(h, table[k]), plus(rest[d], (line >> (2 * d - 2) & 3) - 1));
                 k = h & mask;
             }
-            column[line] = lattice_of<T>(tables)[k];
+            column[line] = in<T>(tables.lattice)[k];
         }
     }
 
@@ -173,13 +162,7 @@ template <typename T> T confined(T f)
     return f >= 0 && f <= 1 ? f : 0;
 }
 
-template <typename T> T spline_rule(void *x, long n, const T *values)
-{
-    if constexpr (sizeof(T) == 4)
-        return vok_functor_noise_value_cubicspline_eval_float32(x, n, values);
-    else
-        return vok_functor_noise_value_cubicspline_eval_float64(x, n, values);
-}
+constexpr rule spline_rule = VOKRA_RULE(noise_value_cubicspline);
 
 // A fraction that rounded to 1 lies in a segment of its own: such cells are left to the rule.
 template <int N, typename T>
@@ -206,7 +189,7 @@ bool rows_of(vok_functor_noise_value_cubicspline &x, const T *matrix, long n, co
         spread_block(count, &o.out[0], values + from, x.sign, x.abs);
         for (long i = 0; left_over && i < count; i++)
             if (o.fraction[i] == 1)
-                rule_row<T>(&x, 1, N, first + from + i, others, values + from + i, spline_rule<T>);
+                rule_row<T>(&x, 1, N, first + from + i, others, values + from + i, spline_rule);
     }
     return true;
 }
@@ -220,14 +203,14 @@ void spline_row(void *object, long n, long dimcount, const T *first, const T *ot
         matrix = x.matrix_float32;
     else
         matrix = x.matrix_float64;
-    const bool ready = x.tables.permutations && lattice_of<T>(x.tables);
+    const bool ready = x.tables.permutations && in<T>(x.tables.lattice);
     if (ready && dimcount == 3 && rows_of<3>(x, matrix, n, first, others, values))
         return;
     if (ready && dimcount == 2 && rows_of<2>(x, matrix, n, first, others, values))
         return;
     if (ready && dimcount == 1 && rows_of<1>(x, matrix, n, first, others, values))
         return;
-    rule_row(object, n, dimcount, first, others, values, spline_rule<T>);
+    rule_row(object, n, dimcount, first, others, values, spline_rule);
 }
 
 } // namespace

@@ -16,14 +16,6 @@ namespace {
 
 using noise = vok_functor_noise_simplex;
 
-template <typename T> T in(const formats &f)
-{
-    if constexpr (sizeof(T) == 4)
-        return f.float32[0];
-    else
-        return f.float64[0];
-}
-
 template <int N, typename T> struct simplices {
     const noise &x;
     const T *directions;
@@ -37,7 +29,7 @@ template <int N, typename T> struct simplices {
     spans s;
 
     simplices(const noise &simplex, const T *rows, const T *others)
-        : x(simplex), directions(rows), skew(in<T>(x.skew)), unskew(in<T>(x.unskew))
+        : x(simplex), directions(rows), skew(*in<T>(x.skew)), unskew(*in<T>(x.unskew))
     {
         for (int i = 1; i < N; i++)
             rest[i] = others ? others[i - 1] : 0;
@@ -157,20 +149,13 @@ void rows_of(const noise &x, const T *directions, long n, const T *first, const 
 template <typename T> void row(void *object, long n, long dimcount, const T *first, const T *others, T *values)
 {
     const noise &x = *static_cast<noise *>(object);
-    const T *directions;
-    if constexpr (sizeof(T) == 4)
-        directions = x.directions.float32;
-    else
-        directions = x.directions.float64;
+    const T *directions = in<T>(x.directions);
     const bool ready = x.tables.permutations && directions && x.directions.dimensions == dimcount;
     if (ready && dimcount == 3)
         return rows_of<3>(x, directions, n, first, others, values);
     if (ready && (dimcount == 2 || dimcount == 1))
         return rows_of<2>(x, directions, n, first, dimcount == 1 ? nullptr : others, values);
-    if constexpr (sizeof(T) == 4)
-        rule_row(object, n, dimcount, first, others, values, vok_functor_noise_simplex_eval_float32);
-    else
-        rule_row(object, n, dimcount, first, others, values, vok_functor_noise_simplex_eval_float64);
+    rule_row(object, n, dimcount, first, others, values, VOKRA_RULE(noise_simplex));
 }
 
 } // namespace

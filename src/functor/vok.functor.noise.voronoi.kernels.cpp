@@ -342,13 +342,7 @@ template <int N, typename T> struct voronoi_row {
     }
 };
 
-template <typename T> T rule(void *x, long n, const T *values)
-{
-    if constexpr (sizeof(T) == 4)
-        return vok_functor_noise_voronoi_eval_float32(x, n, values);
-    else
-        return vok_functor_noise_voronoi_eval_float64(x, n, values);
-}
+constexpr rule voronoi_rule = VOKRA_RULE(noise_voronoi);
 
 template <int N, typename T>
 void rows_of(noise &x, const T *lattice, long n, const T *first, const T *others, T *values)
@@ -358,7 +352,7 @@ void rows_of(noise &x, const T *lattice, long n, const T *first, const T *others
     for (long from = 0; from < n; from += most) {
         const long count = n - from < most ? n - from : most;
         if (!suits || !o.locate(count, first + from)) {
-            rule_row<T>(&x, count, N, first + from, others, values + from, rule<T>);
+            rule_row<T>(&x, count, N, first + from, others, values + from, voronoi_rule);
             continue;
         }
         if (o.ranks == 1 && !x.by_id)
@@ -376,17 +370,10 @@ void rows_of(noise &x, const T *lattice, long n, const T *first, const T *others
 template <typename T> void row(void *object, long n, long dimcount, const T *first, const T *others, T *values)
 {
     auto &x = *static_cast<noise *>(object);
-    const T *lattice;
-    bool squared;
-    if constexpr (sizeof(T) == 4) {
-        lattice = x.tables.lattice.float32;
-        squared = x.held.object && x.held.interface &&
-                  x.held.interface->evalfloat32 == vok_functor_distance_euclidean_squared_eval_float32;
-    } else {
-        lattice = x.tables.lattice.float64;
-        squared = x.held.object && x.held.interface &&
-                  x.held.interface->evalfloat64 == vok_functor_distance_euclidean_squared_eval_float64;
-    }
+    const T *lattice = in<T>(x.tables.lattice);
+    // its rules in all formats go together
+    const bool squared = x.held.object && x.held.interface &&
+                         x.held.interface->evalfloat64 == vok_functor_distance_euclidean_squared_eval_float64;
     const bool suits = squared && lattice && x.tables.permutations && x.placing == noise::placement::random &&
                        x.features <= most_ranks && x.density >= 0 && 2 * x.density + 1 <= most_features;
     if (suits && dimcount == 3)
@@ -396,7 +383,7 @@ template <typename T> void row(void *object, long n, long dimcount, const T *fir
     else if (suits && dimcount == 1)
         rows_of<1>(x, lattice, n, first, others, values);
     else
-        rule_row<T>(object, n, dimcount, first, others, values, rule<T>);
+        rule_row<T>(object, n, dimcount, first, others, values, voronoi_rule);
 }
 
 } // namespace

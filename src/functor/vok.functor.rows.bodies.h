@@ -81,7 +81,43 @@ template <typename T> void spread_block(long n, const T *in, T *out, bool sign, 
     }
 }
 
-// A row of a held functor: its own row form on this instruction set, else cell by cell.
+// The numbers of T that a table or a parameter holds beside those of the other format.
+template <typename T, typename Held> const T *in(const Held &held)
+{
+    if constexpr (sizeof(T) == 4)
+        return held.float32;
+    else
+        return held.float64;
+}
+
+// A class's rule in both formats.
+struct rule {
+    vok_functor_eval_float32_fn float32;
+    vok_functor_eval_float64_fn float64;
+};
+#define VOKRA_RULE(name)                                                                                          \
+    rule                                                                                                          \
+    {                                                                                                             \
+        vok_functor_##name##_eval_float32, vok_functor_##name##_eval_float64                                      \
+    }
+
+// Cell by cell, for what a row form leaves to the rule.
+template <typename T>
+void rule_row(void *x, long n, long dimcount, const T *first, const T *others, T *values, const rule &r)
+{
+    T at[32] = {};
+    for (long d = 1; d < dimcount && d < 32; d++)
+        at[d] = others[d - 1];
+    for (long i = 0; i < n; i++) {
+        at[0] = first[i];
+        if constexpr (sizeof(T) == 4)
+            values[i] = r.float32(x, dimcount, at);
+        else
+            values[i] = r.float64(x, dimcount, at);
+    }
+}
+
+// A row of a held functor: its own row form on this instruction set, else by its rule.
 constexpr size_t this_isa = static_cast<size_t>(vok::isa::VOKRA_ISA);
 
 template <typename T>
@@ -97,27 +133,6 @@ void held_row(const vok_functor_wrapper &held, long n, long dimcount, const T *f
             return forms->in_float64(held.object, n, dimcount, first, others, values);
         }
     }
-    T at[32] = {};
-    for (long d = 1; d < dimcount && d < 32; d++)
-        at[d] = others[d - 1];
-    for (long i = 0; i < n; i++) {
-        at[0] = first[i];
-        if constexpr (sizeof(T) == 4)
-            values[i] = held.interface->evalfloat32(held.object, dimcount, at);
-        else
-            values[i] = held.interface->evalfloat64(held.object, dimcount, at);
-    }
-}
-
-// The same of the class's own rule, for what its row form leaves to it.
-template <typename T, typename Rule>
-void rule_row(void *x, long n, long dimcount, const T *first, const T *others, T *values, Rule rule)
-{
-    T at[32] = {};
-    for (long d = 1; d < dimcount && d < 32; d++)
-        at[d] = others[d - 1];
-    for (long i = 0; i < n; i++) {
-        at[0] = first[i];
-        values[i] = rule(x, dimcount, at);
-    }
+    rule_row(held.object, n, dimcount, first, others, values,
+             {held.interface->evalfloat32, held.interface->evalfloat64});
 }

@@ -36,10 +36,7 @@ template <typename T> struct sampler_slice {
             out[0] = static_cast<Out>(along);
             for (long d = 1; d < filled; d++)
                 out[d] = static_cast<Out>(at[d]);
-            if constexpr (std::is_same_v<T, fixed>)
-                along = plus(along, step0);
-            else
-                along += step0;
+            along = plus(along, step0);
         }
     }
 };
@@ -59,14 +56,9 @@ void fill(const sampler *x, long dimcount, const long *dim, long planecount, con
             start[d] = static_cast<T>(x->offset[d]) + static_cast<T>(index) * step[d];
     }
     state.at[0] = start[0];
-    const auto advance = [&](long d) {
-        if constexpr (std::is_same_v<T, fixed>)
-            state.at[d] = plus(state.at[d], step[d]);
-        else
-            state.at[d] += step[d];
-    };
     walk_rows<1>(
-        dimcount - 1, dim, {info}, {data}, [&](long d) { state.at[d] = start[d]; }, advance,
+        dimcount - 1, dim, {info}, {data}, [&](long d) { state.at[d] = start[d]; },
+        [&](long d) { state.at[d] = plus(state.at[d], step[d]); },
         [&](const auto &rows) { vector(&state, dim[0], rows[0]); });
 }
 

@@ -19,8 +19,6 @@ inline int out_type(const symbol *type)
     return found == std::end(types) ? -1 : static_cast<int>(found - types);
 }
 
-constexpr long out_size[out_count] = {1, 4, 4, 8};
-
 // Visits the rows of a slice, the dimensions above 0 like the digits of a clock. start(d) is
 // called where a dimension begins anew, step(d) where it goes on, row(data...) for each row
 // in between; each matrix's data moves by its strides.

@@ -66,6 +66,12 @@ template <typename T> float normalize(T *v)
     return factor;
 }
 
+inline vok_vec3 rotated(const vok_quat &q, const vok_vec3 &v)
+{
+    const vok_vec3 u = {q.x, q.y, q.z}, t = cross(u, v);
+    return v + 2.0f * cross(u, t) + 2.0f * q.w * t;
+}
+
 inline vok_vec3 normalized(vok_vec3 v)
 {
     normalize(&v);

@@ -30,13 +30,6 @@ vok_quat inverse(const vok_quat &q)
     return out;
 }
 
-vok_vec3 rotated(const vok_quat &q, const vok_vec3 &v)
-{
-    vok_vec3 out;
-    vok_quat_mult_vec3(&out, &q, &v);
-    return out;
-}
-
 vok_quat quat_of(const vok_quat_interface *i)
 {
     return {i->quat[0], i->quat[1], i->quat[2], i->quat[3]};

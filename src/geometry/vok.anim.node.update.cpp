@@ -24,13 +24,6 @@ namespace {
 
 using namespace vok::vecmath;
 
-vok_vec3 rotated(const vok_quat &q, const vok_vec3 &v)
-{
-    vok_vec3 out;
-    vok_quat_mult_vec3(&out, &q, &v);
-    return out;
-}
-
 vok_vec3 by_component(const vok_vec3 &a, const vok_vec3 &b)
 {
     return {a.x * b.x, a.y * b.y, a.z * b.z};

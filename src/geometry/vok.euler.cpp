@@ -2,15 +2,13 @@
 // matrix give which angle (Shoemake, Euler Angle Conversion, in Graphics Gems IV, 1994).
 #include "geometry/vecmath.h"
 
-#include <algorithm>
-
 #include <vokra/quat_interface.h>
 
 namespace {
 
 using namespace vok::vecmath;
 
-// An element of a mat3 with its sign; sums of them are not needed.
+// An element of a mat3 with its sign.
 struct term {
     int element;
     float sign;

@@ -42,17 +42,6 @@ vok_quat slerp(const vok_quat &a, const vok_quat &b, float cosine, float t)
     return blend(a, std::sin((1.0f - t) * omega) * k, b, std::sin(t * omega) * k);
 }
 
-// An arc cosine and a sine by polynomials.
-float near_acos(float w)
-{
-    return (((-0.0187293f * w + 0.074261f) * w - 0.2121144f) * w + 1.5707288f) * std::sqrt(1.0f - w);
-}
-float near_sin(float angle)
-{
-    const float squared = angle * angle;
-    return ((0.00761f * squared - 0.16605f) * squared + 1.0f) * angle;
-}
-
 } // namespace
 
 void vok_quat_mult(vok_quat *out, const vok_quat *a, const vok_quat *b)
@@ -84,8 +73,7 @@ void vok_quat_inverse(vok_quat *out, const vok_quat *q)
 
 void vok_quat_mult_vec3(vok_vec3 *out, const vok_quat *q, const vok_vec3 *v)
 {
-    const vok_vec3 u = {q->x, q->y, q->z}, t = cross(u, *v);
-    *out = *v + 2.0f * cross(u, t) + 2.0f * q->w * t;
+    *out = rotated(*q, *v);
 }
 
 void vok_quat_from_axisangle(vok_quat *out, const vok_vec3 *axis, float angle)
@@ -200,7 +188,7 @@ void vok_quat_log(vok_quat *out, const vok_quat *q)
 {
     float factor = 1.0f;
     if (std::fabs(q->w) < 1.0f) {
-        const float angle = near_acos(q->w), s = near_sin(angle);
+        const float angle = vok_math_fast_acos(q->w), s = vok_math_fast_sin(angle);
         if (std::fabs(s) >= tolerance)
             factor = angle / s;
     }
@@ -209,9 +197,9 @@ void vok_quat_log(vok_quat *out, const vok_quat *q)
 
 void vok_quat_exp(vok_quat *out, const vok_quat *q)
 {
-    const float a = vok_math_fast_sqrt(q->x * q->x + q->y * q->y + q->z * q->z), s = near_sin(a);
+    const float a = vok_math_fast_sqrt(q->x * q->x + q->y * q->y + q->z * q->z), s = vok_math_fast_sin(a);
     const float factor = std::fabs(s) >= tolerance ? s / a : 1.0f;
-    *out = {q->x * factor, q->y * factor, q->z * factor, near_acos(a)};
+    *out = {q->x * factor, q->y * factor, q->z * factor, vok_math_fast_acos(a)};
 }
 
 void vok_quat_trackball(vok_quat *out, float radius, const vok_vec2 *p1, const vok_vec2 *p2)
