@@ -5,7 +5,7 @@
 #include <vokra/matrix_info.h>
 #include <vokra/mop.h>
 
-#include "kernel/message.h"
+#include "matrix/matrix_lock.h"
 
 namespace vok {
 
@@ -27,12 +27,6 @@ template <typename F> void each_own(vok_mop *mop, F f)
     for (long i = 1; i <= mop->outputcount; i++)
         if (vok_mop_io *io = output_of(mop, i); io && io->matrix)
             f(io);
-}
-
-// Whether the registered object is there and answers as a matrix.
-inline bool is_matrix(void *x)
-{
-    return x && send(x, _vok_sym_class_vok_matrix);
 }
 
 // Corrects an info to all three limits of a record; true when that changed it.

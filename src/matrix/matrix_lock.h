@@ -2,12 +2,27 @@
 // data at hand. Locks nest; they are given back in the reverse order of their taking, on
 // whatever road the function leaves.
 #pragma once
+#include <memory>
+
 #include <vokra/commonsyms.h>
+#include <vokra/kernel.h>
 #include <vokra/matrix.h>
 
 #include "kernel/message.h"
 
 namespace vok {
+
+// Whether the object is there and answers as a matrix.
+inline bool is_matrix(void *x)
+{
+    return x && send(x, _vok_sym_class_vok_matrix);
+}
+
+// An object that goes with its scope.
+struct object_freer {
+    void operator()(void *x) const { vok_object_free(x); }
+};
+using owned_object = std::unique_ptr<void, object_freer>;
 
 // Any object that answers as a matrix, reached by message. A null object, or one
 // that isn't a matrix, has null data and a dimcount of 0.

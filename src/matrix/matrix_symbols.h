@@ -5,7 +5,6 @@
 namespace vok {
 
 #define VOK_MATRIX_SYMBOLS(X)                                                                                     \
-    X(getcell)                                                                                                    \
     X(vok_op) X(op) X(vok_expr) X(expr) X(tomatrix) X(get_image_surface) X(sketch_image) X(png) X(jpeg) X(tiff)
 
 struct matrix_symbol_table {

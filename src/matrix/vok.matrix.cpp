@@ -175,11 +175,6 @@ void apply_grammar(vok_matrix_info *info, long argc, const atom *argv)
     }
 }
 
-bool is_matrix(void *x)
-{
-    return x && send(x, _vok_sym_class_vok_matrix);
-}
-
 vok_matrix *new_from(const vok_matrix_info &info, zan_handle shared)
 {
     auto *x = static_cast<vok_matrix *>(vok_object_alloc(matrix_class));

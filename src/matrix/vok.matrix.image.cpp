@@ -28,9 +28,6 @@ namespace {
 
 constexpr long pixel_bytes = 4;
 
-struct object_freer {
-    void operator()(vok_matrix *x) const { vok_object_free(x); }
-};
 using owned_matrix = std::unique_ptr<vok_matrix, object_freer>;
 
 struct surface_destroyer {

@@ -3,7 +3,6 @@
 #include <vokra/matrix.h>
 
 #include <algorithm>
-#include <memory>
 
 #include <zan/symbols.h>
 
@@ -21,20 +20,10 @@ using namespace vok;
 
 namespace {
 
-struct object_freer {
-    void operator()(void *x) const { vok_object_free(x); }
-};
-using owned_object = std::unique_ptr<void, object_freer>;
-
 struct list_chucker {
     void operator()(void *list) const { vok_linklist_chuck(list); }
 };
 using owned_list = std::unique_ptr<void, list_chucker>;
-
-bool is_matrix(void *x)
-{
-    return x && send(x, _vok_sym_class_vok_matrix);
-}
 
 // The object that an atom holds or names, or null.
 void *named_object(const atom *a)

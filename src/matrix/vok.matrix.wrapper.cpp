@@ -9,8 +9,8 @@
 #include <zan/zan.h>
 
 #include "kernel/class_table.h"
-#include "kernel/message.h"
 #include "matrix/format_arguments.h"
+#include "matrix/matrix_lock.h"
 #include "matrix/matrix_symbols.h"
 
 using namespace vok;
@@ -51,11 +51,6 @@ struct passed_on {
         }
     }
 };
-
-bool is_matrix(void *x)
-{
-    return x && send(x, _vok_sym_class_vok_matrix);
-}
 
 symbol *usable_name(symbol *name)
 {

@@ -2,7 +2,6 @@
 // own export, and movies through the video engines, which are reached by class name.
 // Each message hands back the file's name and how it went.
 #include <algorithm>
-#include <memory>
 #include <utility>
 
 #include <vokra/attributes.h>
@@ -13,7 +12,7 @@
 #include <zan/zan.h>
 
 #include "kernel/atoms.h"
-#include "kernel/message.h"
+#include "matrix/matrix_lock.h"
 
 using namespace vok;
 
@@ -114,12 +113,6 @@ outcome write_to(vok_matrix_wrapper *x, const place &p)
     return failed;
 }
 
-// An object that goes with its scope.
-struct free_object {
-    void operator()(void *x) const { vok_object_free(x); }
-};
-using owned = std::unique_ptr<void, free_object>;
-
 // What a movie answered: the file's name, and whether there is one.
 struct movie_reply {
     symbol *name = nullptr;
@@ -127,7 +120,7 @@ struct movie_reply {
 
     explicit movie_reply(const atom &reply)
     {
-        const owned list(atom_getobj(&reply));
+        const owned_object list(atom_getobj(&reply));
         long argc = 0;
         atom *argv = nullptr;
         if (!list || atomarray_getatoms(list.get(), &argc, &argv))
@@ -232,7 +225,7 @@ vok_err vok_matrix_wrapper_import_movie(vok_matrix_wrapper *x, symbol *, long ar
     outcome how = nothing_done;
     if (!argv)
         argc = 0;
-    if (const owned movie(x->matrix ? new_movie("vok_qt_movie", x->matrix) : nullptr); movie) {
+    if (const owned_object movie(x->matrix ? new_movie("vok_qt_movie", x->matrix) : nullptr); movie) {
         vok_attr_setfloat(movie.get(), gensym("rate"), 0.0); // it isn't to play
         atom answer{};
         object_method_typed(movie.get(), gensym("read"), std::min(argc, 1L), argv, &answer);
@@ -258,12 +251,12 @@ vok_err vok_matrix_wrapper_export_movie(vok_matrix_wrapper *x, symbol *, long ar
         return VOK_ERR_INVP;
     symbol *name = nullptr;
     long how = nothing_done;
-    if (const owned recorder(x->matrix ? new_movie("vok_qt_record", x->matrix) : nullptr); recorder) {
+    if (const owned_object recorder(x->matrix ? new_movie("vok_qt_record", x->matrix) : nullptr); recorder) {
         atom answer{}, unused{};
         object_method_typed(recorder.get(), gensym("write"), argv ? argc : 0, argv, &answer);
         send(recorder.get(), _vok_sym_matrix_calc, x->matrix);
         object_method_typed(recorder.get(), gensym("stop"), 0, nullptr, &unused);
-        const owned stopped(atom_getobj(&unused));
+        const owned_object stopped(atom_getobj(&unused));
         const movie_reply reply(answer);
         name = reply.name;
         how = reply.result;

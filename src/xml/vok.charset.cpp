@@ -3,6 +3,8 @@
 #include <climits>
 #include <cstring>
 #include <iconv.h>
+#include <memory>
+#include <new>
 
 #include <zan/zan.h>
 
@@ -162,7 +164,7 @@ text_codec::~text_codec()
 }
 
 bool text_codec::convert(std::string_view text, std::string &out)
-{
+try {
     if (ascii_passes_ && is_ascii(text)) {
         out += text;
         return true;
@@ -175,9 +177,12 @@ bool text_codec::convert(std::string_view text, std::string &out)
     long size = 0;
     if (vok_charset_converter_convert(converter_, text.data(), long(text.size()), &converted, &size))
         return false;
+    const std::unique_ptr<char, decltype([](char *p) { sysmem_freeptr(p); })> held(converted);
     out.append(converted, static_cast<size_t>(size));
-    sysmem_freeptr(converted);
     return true;
+} catch (const std::bad_alloc &) { // what comes together here is as large as a document
+    object_error(nullptr, "vok.charset: memory error allocating output character buffer");
+    return false;
 }
 
 } // namespace vok::xml

@@ -245,17 +245,12 @@ bool encode(void *node, long count, const char *text, std::string &bytes)
 
 } // namespace
 
-bool vok::xml::is_document_encoding(symbol *encoding)
-{
-    return encoding &&
-           (encoding == ps_utf_8 || encoding == ps_utf_16 || encoding == ps_iso_8859_1 || encoding == ps_us_ascii);
-}
-
 vok_err vok_xml_document_createheader(vok_xml_document *x, symbol *encoding)
 {
     if (!x)
         return VOK_ERR_EROR;
-    x->hasheader = is_document_encoding(encoding);
+    x->hasheader = encoding && (encoding == ps_utf_8 || encoding == ps_utf_16 || encoding == ps_iso_8859_1 ||
+                                encoding == ps_us_ascii);
     x->encoding = x->hasheader ? encoding : ps_utf_8;
     return VOK_ERR_NONE;
 }

@@ -33,9 +33,6 @@ vok_err append_data(vok_xml_charnode *x, std::string_view text);
 // The node's list of children or attributes, made at first need; null when memory is out.
 void *list_made(void *&list);
 
-// Whether it is one of the four encodings that a document may have.
-bool is_document_encoding(symbol *encoding);
-
 // Text from one character set into another. Plain ASCII is the same in all of them but
 // UTF-16 and is passed through; only for other text a converter is opened, and kept.
 class text_codec {
