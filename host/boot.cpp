@@ -3,24 +3,11 @@
 
 namespace zan {
 
-// A start-up row; each may rely on all those above it.
-struct boot_step {
-    const char *name;
-    void (*run)();
-};
-static constexpr boot_step steps[] = {
-    {"method objects", init_method_class},
-    {"hash tables", init_hashtab_class},
-    {"lists", init_linklist_class},
-    {"atom arrays", init_atomarray_class},
-    {"dictionaries", init_dictionary_class},
-    {"attributes", init_attribute_classes},
-    {"text", init_binbuf_class},
-    {"sketch images", init_sketch_image_class},
-    {"clocks and queue elements", init_queue_classes},
-    {"outlets and proxies", init_outlet_classes},
-    {"the receiver \"zan\"", init_receiver},
-    {"patches", init_patch_classes},
+// Each may rely on all those above it.
+static constexpr void (*steps[])() = {
+    init_method_class,     init_hashtab_class,     init_linklist_class, init_atomarray_class,
+    init_dictionary_class, init_attribute_classes, init_binbuf_class,   init_sketch_image_class,
+    init_queue_classes,    init_outlet_classes,    init_receiver,       init_patch_classes,
 };
 
 void boot()
@@ -35,8 +22,8 @@ void boot()
     if (under_way || booted.load(std::memory_order_relaxed))
         return;
     under_way = true;
-    for (const boot_step &step : steps)
-        step.run();
+    for (const auto step : steps)
+        step();
     booted.store(true, std::memory_order_release);
 }
 

@@ -3,6 +3,7 @@
 // classes come up.
 #pragma once
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -35,6 +36,9 @@ void init_outlet_classes();     // outlets.cpp: outlet, proxy
 void init_receiver();           // receiver.cpp: the object behind the name "zan"
 void init_patch_classes();      // patcher/ports.cpp: patch, inlet, outlet and what stands for a box
 
+// How long one who frees an object waits for a function that another thread runs for
+// it. Bounded, since that function may wait for a lock that the freeing thread holds.
+constexpr auto patience = std::chrono::seconds(1);
 // Drop what is queued for an object that is being freed, and wait for a piece of it
 // that another thread is running now (queue.cpp). Called while state_has_queued is
 // set: ahead of the free function, and once more behind it, in case that queued.
@@ -46,7 +50,8 @@ void cords_forget(object *x);
 // While one lives on the main thread no clock's function begins, and what ran on the
 // scheduler's thread has ended: messages that came from there are nowhere among the boxes,
 // which so can be made, connected and freed. Waits as long as that takes, or, when a lock may
-// be held that is waited for there, no longer than a second (scheduler.cpp).
+// be held that is waited for there, no longer than a second; one inside of another doesn't
+// wait again (scheduler.cpp).
 class scheduler_at_rest {
   public:
     explicit scheduler_at_rest(bool as_long_as_it_takes);

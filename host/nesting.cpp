@@ -1,3 +1,4 @@
+// How far a thread's stack goes, and the words of the error about a loop.
 #include "nesting.h"
 
 #include <algorithm>
@@ -43,13 +44,14 @@ bool tell_nesting(const std::vector<object *> &boxes, symbol *selector, int dept
     const std::vector<object *> loop(std::make_reverse_iterator(again + 1), std::make_reverse_iterator(first));
     std::string way;
     for (size_t i = 0; i < loop.size(); i++) {
-        const symbol *id = zbox_get_id(loop[i]);
         way += i ? " -> " : "";
         if (loop.size() > shown && i == shown - 2) {
             way += "... -> ";
             i = loop.size() - 1;
         }
-        way += !looks_live(loop[i]) ? "?" : id ? id->name : object_classname(loop[i])->name;
+        const bool alive = looks_live(loop[i]); // it may be freed by what it handles
+        const symbol *id = alive ? zbox_get_id(loop[i]) : nullptr;
+        way += !alive ? "?" : id ? id->name : object_classname(loop[i])->name;
     }
     object_error(*first, "\"%s\" is dropped: these cords make a loop: %s", selector->name, way.c_str());
     return true;

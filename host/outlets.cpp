@@ -116,6 +116,7 @@ void *make_outlet(void *box, place where, void *after, const char *type)
         return nullptr;
     o->box = static_cast<object *>(box);
     o->type = type ? gensym(type) : nullptr;
+    mark_state(&o->header, state_has_cords);
     std::unique_lock held(s.lock);
     auto &outlets = node_of(s, o->box).outlets;
     auto at = where == place::left ? outlets.begin() : outlets.end();
@@ -138,6 +139,7 @@ void *make_proxy(void *box, long id, long *stuffloc)
     if (!p)
         return nullptr;
     p->at = new port{static_cast<object *>(box), id, stuffloc};
+    mark_state(&p->header, state_has_cords);
     std::unique_lock held(s.lock);
     node_of(s, p->at->box).proxies.push_back(p);
     return p;

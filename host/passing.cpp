@@ -105,11 +105,8 @@ zan_messlist *public_message(object *box, symbol *sel)
 
 zan_word call(object *box, zan_messlist *m, symbol *sel, long argc, atom *argv)
 {
-    if (m->types[0] == argtype_gimme) {
-        // a class may replace its method while messages travel
-        const zan_method fn = std::atomic_ref<zan_method>(m->function).load(std::memory_order_acquire);
-        return reinterpret_cast<zan_word (*)(void *, symbol *, long, atom *)>(fn)(box, sel, argc, argv);
-    }
+    if (m->types[0] == argtype_gimme)
+        return as<zan_word (*)(void *, symbol *, long, atom *)>(entry_function(m))(box, sel, argc, argv);
     return object_method_typedfun(box, m, sel, argc, argv, nullptr);
 }
 

@@ -21,10 +21,6 @@ namespace zan {
 
 using steady = std::chrono::steady_clock;
 
-// How long one who frees an object waits for a function that another thread runs for
-// it. Bounded, since that function may wait for a lock that the freeing thread holds.
-constexpr auto patience = std::chrono::seconds(1);
-
 // Something that waits on behalf of an object.
 struct entry {
     void *owner = nullptr;           // what the function is called with

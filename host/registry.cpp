@@ -61,10 +61,6 @@ std::condition_variable &call_ended()
     return *c;
 }
 
-// How long one who frees an object waits for another thread's call. Bounded, since that
-// call may wait for a lock that the freeing thread holds.
-constexpr auto patience = std::chrono::seconds(1);
-
 // Under registry_lock: waits until no other thread tells o anything, or of o. False when
 // that took too long.
 bool wait_for_calls(std::unique_lock<std::mutex> &hold, const object *o)

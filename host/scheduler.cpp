@@ -335,14 +335,17 @@ zan_class *make_clock_class()
     return c;
 }
 
-scheduler_at_rest::scheduler_at_rest(bool as_long_as_it_takes) : rests_(on_main_thread() && !is_virtual())
+scheduler_at_rest::scheduler_at_rest(bool as_long_as_it_takes)
+    : rests_(on_main_thread() && !is_scheduler && !is_virtual())
 {
     if (!rests_)
         return;
     queue_state &s = queues();
     queue_guard held(s.lock);
-    s.rests++;
-    while (!wait_for_frames(s, held, [](const frame &) { return true; }) && as_long_as_it_takes)
+    if (s.rests++)
+        return;
+    const auto its_work = [&s](const frame &f) { return &f == s.scheduler_side.frames; };
+    while (!wait_for_frames(s, held, its_work) && as_long_as_it_takes)
         ;
 }
 
@@ -474,7 +477,7 @@ long zan_run_until(double ms)
     constexpr double far = 9e12; // 285 years: beyond what the clock can count
     if (std::isnan(ms))
         return zan_err_generic;
-    return run(ms < far ? steady::time_point(from_ms(ms)) : never, false, "zan_run_until");
+    return run(ms < far ? steady::time_point(from_ms(std::max(ms, 0.0))) : never, false, "zan_run_until");
 }
 
 void zan_run(void)

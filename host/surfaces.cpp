@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <cairo.h>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <new>
@@ -183,7 +184,8 @@ zan_surface *zgraphics_image_surface_create_for_data(unsigned char *pixels, long
 zan_surface *zan_surface_of_cells(const unsigned char *cells, long planes, long width, long height, long cell,
                                   long row, long keep_alpha)
 {
-    if (!cells || width < 1 || height < 1 || (planes != 1 && planes != 3 && planes != 4))
+    if (!cells || width < 1 || height < 1 || width > LONG_MAX / 4 / height ||
+        (planes != 1 && planes != 3 && planes != 4))
         return nullptr;
     const bool with_alpha = planes == 4 && keep_alpha;
     const long bytes = with_alpha ? 4 : 3;

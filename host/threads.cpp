@@ -6,6 +6,7 @@
 // futexes, so that a thread checker sees every order that they establish.
 #include "internal.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -314,9 +315,8 @@ long systhread_create(void *(*fn)(void *), void *arg, long stack_size, long, lon
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     if (stack_size > 0)
-        pthread_attr_setstacksize(
-            &attributes,
-            size_t(stack_size < PTHREAD_STACK_MIN ? PTHREAD_STACK_MIN : (stack_size + 4095) & ~4095L));
+        pthread_attr_setstacksize(&attributes, (std::max(size_t(stack_size), size_t(PTHREAD_STACK_MIN)) + 4095) &
+                                                   ~size_t(4095));
     if (!thread) // nobody can join it
         pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     pthread_t id{};
