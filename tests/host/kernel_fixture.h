@@ -1,7 +1,7 @@
 // What the tests of the object kernel share: words from pointers, messages by name,
-// and a class that goes when the test ends.
+// atoms and their text, and functions for clocks, qelems and the scheduler.
 #pragma once
-#include <initializer_list>
+#include <functional>
 #include <scratch.h>
 
 inline symbol *S(const char *text)
@@ -29,36 +29,21 @@ template <class F> zan_method M(F *fn)
     return reinterpret_cast<zan_method>(fn);
 }
 
-inline atom A(long value)
+template <class T> atom A(T value)
 {
     atom a{};
-    atom_setlong(&a, value);
-    return a;
-}
-inline atom A(int value)
-{
-    return A(static_cast<long>(value));
-}
-inline atom A(double value)
-{
-    atom a{};
-    atom_setfloat(&a, value);
-    return a;
-}
-inline atom A(const char *value)
-{
-    atom a{};
-    atom_setsym(&a, gensym(value));
-    return a;
-}
-inline atom A(void *value)
-{
-    atom a{};
-    atom_setobj(&a, value);
+    if constexpr (std::is_integral_v<T>)
+        atom_setlong(&a, value);
+    else if constexpr (std::is_floating_point_v<T>)
+        atom_setfloat(&a, value);
+    else if constexpr (std::is_convertible_v<T, const char *>)
+        atom_setsym(&a, gensym(value));
+    else
+        atom_setobj(&a, value);
     return a;
 }
 
-// An atom as text, for comparing.
+// Atoms as text, for comparing.
 inline std::string text_of(const atom &a)
 {
     switch (a.type) {
@@ -69,7 +54,6 @@ inline std::string text_of(const atom &a)
     default: return "object";
     }
 }
-
 inline std::string text_of(long argc, const atom *argv)
 {
     std::string text;
@@ -77,3 +61,23 @@ inline std::string text_of(long argc, const atom *argv)
         text += (i ? " " : "") + text_of(argv[i]);
     return text;
 }
+
+template <class F> void in_scheduler(F fn)
+{
+    zan_in_scheduler([](void *f) { (*static_cast<F *>(f))(); }, &fn);
+}
+
+// A clock or qelem that does what a test says.
+struct timed {
+    explicit timed(std::function<void()> f, bool clock = true) : act(std::move(f))
+    {
+        const auto run = [](void *p) { static_cast<timed *>(p)->act(); };
+        handle = clock ? clock_new(this, run) : qelem_new(this, run);
+    }
+    ~timed() { object_free(handle); }
+    timed(const timed &) = delete;
+    timed &operator=(const timed &) = delete;
+    operator void *() const { return handle; }
+    std::function<void()> act;
+    void *handle;
+};
