@@ -119,7 +119,7 @@ file_format judge(const std::string &shown, const std::string &name)
 {
     if (name.empty())
         throw failure(wrong_use, "the name of a file is empty");
-    if (fs::is_directory(name))
+    if (std::error_code none; fs::is_directory(name, none))
         trouble(shown, "is a folder");
     std::ifstream in(name, std::ios::binary);
     if (!in)

@@ -1,5 +1,6 @@
 // A matrix of the library as the program holds it: owned, reached by messages.
 #pragma once
+#include <initializer_list>
 #include <string>
 #include <utility>
 
@@ -34,6 +35,24 @@ class owned {
     }
     void *get() const { return x_; }
     explicit operator bool() const { return x_ != nullptr; }
+
+  private:
+    void *x_;
+};
+
+// A list of the library that doesn't own what is in it.
+class list {
+  public:
+    list(std::initializer_list<void *> items = {}) : x_(vok_object_new(gensym("vok_linklist")))
+    {
+        for (void *item : items)
+            append(item);
+    }
+    ~list() { send(x_, "chuck"); }
+    list(const list &) = delete;
+    list &operator=(const list &) = delete;
+    void append(void *item) { send(x_, "append", item); }
+    void *get() const { return x_; }
 
   private:
     void *x_;

@@ -80,6 +80,15 @@ std::string quiet_reports::last(const std::string &otherwise) const
     return held->empty() ? otherwise : held->back();
 }
 
+std::vector<std::string> texts_of(long count, symbol **names)
+{
+    std::vector<std::string> texts;
+    for (long i = 0; i < count; ++i)
+        texts.emplace_back(names[i]->name);
+    sysmem_freeptr(names);
+    return texts;
+}
+
 std::string did_you_mean(const std::string &word, const std::vector<std::string> &known)
 {
     const auto nearer = [&](const auto &a, const auto &b) { return distance(word, a) < distance(word, b); };

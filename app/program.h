@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <zan/base.h>
+
 namespace program {
 
 enum exit_code {
@@ -35,6 +37,9 @@ class quiet_reports {
     // The last error that came, or `otherwise`.
     std::string last(const std::string &otherwise) const;
 };
+
+// The texts of an array of symbols that the host gave out, and which goes back to it.
+std::vector<std::string> texts_of(long count, symbol **names);
 
 // "; did you mean ...?" with the nearest of `known` to a word that isn't among them,
 // empty when none is near.

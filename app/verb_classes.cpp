@@ -17,10 +17,7 @@ std::vector<std::string> class_names()
     long count = 0;
     symbol **names = nullptr;
     zan_class_names(gensym("vokra"), &count, &names);
-    std::vector<std::string> result;
-    for (long i = 0; i < count; ++i)
-        result.emplace_back(names[i]->name);
-    sysmem_freeptr(names);
+    std::vector<std::string> result = texts_of(count, names);
     std::sort(result.begin(), result.end());
     return result;
 }
@@ -30,11 +27,7 @@ std::vector<std::string> box_names()
     long count = 0;
     symbol **names = nullptr;
     zan_box_names(&count, &names);
-    std::vector<std::string> result;
-    for (long i = 0; i < count; ++i)
-        result.emplace_back(names[i]->name);
-    sysmem_freeptr(names);
-    return result;
+    return texts_of(count, names);
 }
 
 void load_packs()

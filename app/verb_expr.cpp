@@ -52,14 +52,10 @@ std::string word_of(const vok_expr_token &t)
 
 std::vector<std::string> keys_of(void *table)
 {
-    std::vector<std::string> words;
     long count = 0;
     symbol **keys = nullptr;
     hashtab_getkeys(table, &count, &keys);
-    for (long i = 0; i < count; ++i)
-        words.emplace_back(keys[i]->name);
-    sysmem_freeptr(keys);
-    return words;
+    return texts_of(count, keys);
 }
 
 // What the library leaves to be seen in the picture: words that mean nothing, inputs that
@@ -93,10 +89,10 @@ void check_word(const expr_options &o, const vok_expr_token &t)
 
 void set_texts(void *expr, const std::vector<std::string> &texts)
 {
-    std::vector<atom> list(texts.size());
+    std::vector<atom> values(texts.size());
     for (size_t i = 0; i < texts.size(); ++i)
-        atom_setsym(&list[i], gensym(texts[i].c_str()));
-    object_attr_setvalueof(expr, gensym("expr"), static_cast<long>(list.size()), list.data());
+        atom_setsym(&values[i], gensym(texts[i].c_str()));
+    object_attr_setvalueof(expr, gensym("expr"), static_cast<long>(values.size()), values.data());
 }
 
 // Compiles each text by itself, so that a failure can name it.
@@ -191,12 +187,10 @@ void run_expr(const expr_options &o)
         return;
     set_texts(expr.get(), texts);
     matrix out(info);
-    void *list = vok_object_new(gensym("vok_linklist"));
+    list cells;
     for (const loaded &in : inputs)
-        send(list, "append", in.cells.get());
-    const zan_word result = send(expr.get(), "matrix_calc", list, out.get());
-    send(list, "chuck");
-    if (result != VOK_ERR_NONE)
+        cells.append(in.cells.get());
+    if (send(expr.get(), "matrix_calc", cells.get(), out.get()) != VOK_ERR_NONE)
         throw failure(failed_running, "expr: the calculation failed on " + matrix::shape_text(info));
     save(out, o.out, inputs.empty() ? 72 : inputs[0].dpi);
 }

@@ -46,11 +46,7 @@ std::vector<std::string> attribute_names(void *x)
     long count = 0;
     symbol **names = nullptr;
     object_attr_getnames(x, &count, &names);
-    std::vector<std::string> result;
-    for (long i = 0; i < count; ++i)
-        result.emplace_back(names[i]->name);
-    sysmem_freeptr(names);
-    return result;
+    return texts_of(count, names);
 }
 
 // Sets "role.role.attribute=value value ..." on a functor or on what it holds.
@@ -91,19 +87,6 @@ void set_numbers(void *x, const char *attribute, const std::vector<double> &valu
 {
     vok_attr_setdouble_array(x, gensym(attribute), static_cast<long>(values.size()), values.data());
 }
-
-// A list of the library that doesn't own what is in it.
-class list {
-  public:
-    explicit list(void *item) : x_(vok_object_new(gensym("vok_linklist"))) { send(x_, "append", item); }
-    ~list() { send(x_, "chuck"); }
-    list(const list &) = delete;
-    list &operator=(const list &) = delete;
-    void *get() const { return x_; }
-
-  private:
-    void *x_;
-};
 
 struct noise_options {
     filling fill;
@@ -173,7 +156,7 @@ matrix filled(const filling &f)
         vok_attr_setfloat(e, gensym("align"), 0);
 
     const owned without_data(vok_object_new(gensym("vok_mop_io")));
-    const list inputs(without_data.get()), outputs(out.get());
+    const list inputs{without_data.get()}, outputs{out.get()};
     if (send(e, "matrix_calc", inputs.get(), outputs.get()) != VOK_ERR_NONE)
         throw failure(failed_running,
                       "noise " + f.functor + ": can't fill a matrix of " + matrix::shape_text(info));

@@ -18,14 +18,10 @@ struct op_options {
 
 std::vector<std::string> known_words()
 {
-    std::vector<std::string> words;
     long count = 0;
     symbol **keys = nullptr;
     hashtab_getkeys(_vok_op_fn_hashtab, &count, &keys);
-    for (long i = 0; i < count; ++i)
-        words.emplace_back(keys[i]->name);
-    sysmem_freeptr(keys);
-    return words;
+    return texts_of(count, keys);
 }
 
 // All of a text as a number.
@@ -40,17 +36,17 @@ bool read_number(const std::string &text, double &value)
 matrix constant(const vok_matrix_info &like, const std::vector<double> &numbers)
 {
     matrix m(like);
-    std::vector<atom> list(static_cast<size_t>(like.planecount));
+    std::vector<atom> values(static_cast<size_t>(like.planecount));
     // A char cell takes whole numbers from 0 to 255, as it holds them.
     const bool whole = like.type == gensym("char") || like.type == gensym("long");
-    for (size_t p = 0; p < list.size(); ++p) {
+    for (size_t p = 0; p < values.size(); ++p) {
         const double v = numbers[p % numbers.size()];
         if (whole)
-            atom_setlong(&list[p], static_cast<zan_word>(std::clamp(v, -2147483648.0, 2147483647.0)));
+            atom_setlong(&values[p], static_cast<zan_word>(std::clamp(v, -2147483648.0, 2147483647.0)));
         else
-            atom_setfloat(&list[p], v);
+            atom_setfloat(&values[p], v);
     }
-    vok_matrix_setall(static_cast<vok_matrix *>(m.get()), gensym("setall"), like.planecount, list.data());
+    vok_matrix_setall(static_cast<vok_matrix *>(m.get()), gensym("setall"), like.planecount, values.data());
     return m;
 }
 
@@ -105,12 +101,8 @@ void run_op(const op_options &o)
 
     const owned op(vok_object_new(gensym("vok_op")));
     object_attr_setvalueof(op.get(), gensym("op"), static_cast<long>(words.size()), words.data());
-    void *inputs = vok_object_new(gensym("vok_linklist"));
-    send(inputs, "append", first.cells.get());
-    send(inputs, "append", second.get());
-    const zan_word result = send(op.get(), "matrix_calc", inputs, out.get());
-    send(inputs, "chuck");
-    if (result != VOK_ERR_NONE)
+    const list inputs{first.cells.get(), second.get()};
+    if (send(op.get(), "matrix_calc", inputs.get(), out.get()) != VOK_ERR_NONE)
         throw failure(failed_running, "op " + o.word + ": the calculation failed on " + matrix::shape_text(info));
     save(out, o.out, first.dpi);
 }

@@ -82,14 +82,12 @@ void set(const patch &p, const std::string &setting)
     const std::string name = setting.substr(dot + 1, equals - dot - 1);
     symbol *attribute = gensym(name.c_str());
     if (!object_attr_usercanset(box, attribute)) {
-        std::vector<std::string> known;
         long count = 0;
         symbol **names = nullptr;
-        if (!object_attr_getnames(box, &count, &names))
-            for (long i = 0; i < count; i++)
-                if (object_attr_usercanset(box, names[i]))
-                    known.emplace_back(names[i]->name);
-        sysmem_freeptr(names);
+        object_attr_getnames(box, &count, &names);
+        std::vector<std::string> known = texts_of(count, names);
+        std::erase_if(known,
+                      [&](const auto &each) { return !object_attr_usercanset(box, gensym(each.c_str())); });
         throw failure(wrong_use, "run: --set " + setting + ": " + object_classname(box)->name +
                                      " has no attribute " + name + " to set" + did_you_mean(name, known));
     }

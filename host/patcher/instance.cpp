@@ -299,15 +299,25 @@ class builder {
 
     void stand_in(const document::box &b, made_box &m)
     {
-        long inlets = 0, outlets = 0;
-        for (const document::cord &c : d.cords) {
-            if (c.source != document::none && &d.boxes[c.source] == &b)
-                outlets = std::max(outlets, std::min(c.outlet, most_ports - 1) + 1);
-            if (c.destination != document::none && &d.boxes[c.destination] == &b)
-                inlets = std::max(inlets, std::min(c.inlet, most_ports - 1) + 1);
-        }
+        if (used_.empty())
+            count_ports();
+        const auto &[inlets, outlets] = used_[size_t(&b - d.boxes.data())];
         m.box = make_missing_box(inlets, outlets);
         m.missing = true;
+    }
+
+    // Once, however many boxes are missing.
+    void count_ports()
+    {
+        used_.resize(d.boxes.size());
+        const auto use = [this](size_t box, long ports::*end, long number) {
+            if (box != document::none)
+                used_[box].*end = std::max(used_[box].*end, std::min(number, most_ports - 1) + 1);
+        };
+        for (const document::cord &c : d.cords) {
+            use(c.source, &ports::outlets, c.outlet);
+            use(c.destination, &ports::inlets, c.inlet);
+        }
     }
 
     // ---- cords and messages ----
@@ -373,9 +383,13 @@ class builder {
     }
 
   private:
+    struct ports {
+        long inlets = 0, outlets = 0;
+    };
     zan_patch &p;
     building &all;
     const document &d;
+    std::vector<ports> used_; // by the cords, of each box; filled when one is missing
 };
 
 // In order of files and lines; each once, however often a patch is used as a box.
@@ -453,10 +467,13 @@ void take_down(zan_patch &p)
 
 long check(zan_patch &p)
 {
-    checking++;
+    struct under_way {
+        under_way() { checking++; }
+        ~under_way() { checking--; }
+    };
+    const under_way mark;
     const long errors = build_all(p, true);
     take_down(p);
-    checking--;
     return errors;
 }
 

@@ -34,6 +34,7 @@ long with_arguments(zan_patch *p, long argc, const atom *argv, long (*run)(zan_p
         p->arguments.assign(argv, argv + (argv && argc > 0 ? argc : 0));
         return run(*p);
     } catch (const std::bad_alloc &) {
+        take_down(*p);
         object_error(nullptr, "%s: out of memory", p->text->shown.c_str());
         return 1;
     }

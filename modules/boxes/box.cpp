@@ -19,11 +19,6 @@ const kind *kind_of(zan_class *c)
     return static_cast<const kind *>(class_extra_lookup(c, kind_key()));
 }
 
-template <class F> zan_method erase(F *fn)
-{
-    return reinterpret_cast<zan_method>(fn);
-}
-
 void heard(shell *x, symbol *selector, long argc, atom *argv)
 {
     if (x->self)
@@ -237,15 +232,27 @@ void box::misfit(long inlet, const message &m, const char *wanted) const
     error("inlet " + std::to_string(inlet) + " takes " + wanted + ", not \"" + m.selector->name + "\"");
 }
 
-double box::number(const birth &b, size_t index, double otherwise) const
+const atom *box::argument(const birth &b, size_t index) const
 {
     if (index >= b.args.size())
-        return otherwise;
+        return nullptr;
     if (is_number(b.args[index]))
-        return atom_getfloat(&b.args[index]);
+        return &b.args[index];
     error("argument " + std::to_string(index + 1) + " is a number (" + b.what->arguments + "), found \"" +
           text_of(b.args.subspan(index, 1)) + "\"");
-    return otherwise;
+    return nullptr;
+}
+
+double box::number(const birth &b, size_t index, double otherwise) const
+{
+    const atom *a = argument(b, index);
+    return a ? atom_getfloat(a) : otherwise;
+}
+
+long box::whole(const birth &b, size_t index, long otherwise) const
+{
+    const atom *a = argument(b, index);
+    return a ? atom_getlong(a) : otherwise;
 }
 
 void add_kinds(std::span<const kind> rows)

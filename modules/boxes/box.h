@@ -54,8 +54,11 @@ class box {
     void error(const std::string &text) const;
     // The error for a message that makes no sense at this inlet.
     void misfit(long inlet, const message &m, const char *wanted) const;
-    // An argument that has to be a number; another one is an error, a missing one `otherwise`.
+    // An argument that has to be a number; null, which is an error, for another one, and for
+    // a missing one. Then as the number that it is, or `otherwise`.
+    const atom *argument(const birth &b, size_t index) const;
     double number(const birth &b, size_t index, double otherwise) const;
+    long whole(const birth &b, size_t index, long otherwise) const;
 
     shell *const x;
     std::vector<void *> out; // from the left
@@ -84,6 +87,10 @@ struct kind {
     bool as_written = false;    // a patch leaves $1 and commas among its arguments alone
 };
 
+template <class F> zan_method erase(F *fn)
+{
+    return reinterpret_cast<zan_method>(fn);
+}
 template <class T> std::unique_ptr<box> make(const birth &b)
 {
     return std::make_unique<T>(b);

@@ -111,9 +111,9 @@ struct select : sorter {
 struct gate : box {
     long open;
 
-    explicit gate(const birth &b) : box(b), open(long(number(b, 1, 0)))
+    explicit gate(const birth &b) : box(b), open(whole(b, 1, 0))
     {
-        shape(2, std::clamp(long(number(b, 0, 1)), 1L, 256L));
+        shape(2, std::clamp(whole(b, 0, 1), 1L, 256L));
     }
     void hear(long inlet, const message &m) override
     {
@@ -153,7 +153,7 @@ struct pack : box {
 };
 
 struct unpack : box {
-    explicit unpack(const birth &b) : box(b) { shape(1, std::clamp(long(number(b, 0, 2)), 1L, 256L)); }
+    explicit unpack(const birth &b) : box(b) { shape(1, std::clamp(whole(b, 0, 2), 1L, 256L)); }
     void hear(long, const message &m) override
     {
         std::vector<atom> atoms = atoms_of(m);

@@ -3,9 +3,7 @@
 // outlets and matrices, anything else with its messages and attributes and one outlet for
 // what they answer. `vok.matrix` is the box round the wrapper of a matrix.
 #include "library.h"
-
-#include <vokra/vokra.h>
-#include <zan/host.h>
+#include "matrices.h"
 
 #include <algorithm>
 #include <cstring>
@@ -13,11 +11,6 @@
 
 namespace boxes {
 namespace {
-
-template <class F> zan_method erase(F *fn)
-{
-    return reinterpret_cast<zan_method>(fn);
-}
 
 struct library_box {
     object header;
@@ -182,17 +175,14 @@ void other_message(void *x, symbol *selector, long argc, atom *argv)
 
 void output_matrix(library_box *x)
 {
-    atom name;
-    atom_setsym(&name, object_attr_getsym(zan_vok_obex_vokob_get(x), _vok_sym_name));
-    outlet_anything(x->out, _vok_sym_vok_matrix, 1, &name);
+    send_matrix(x->out, object_attr_getsym(zan_vok_obex_vokob_get(x), _vok_sym_name));
 }
 
 // Takes a copy, in its own format or in that of the matrix (adapt), and sends it on.
 void take_matrix(library_box *x, symbol *, long argc, atom *argv)
 {
     symbol *name = argc > 0 ? atom_getsym(argv) : nullptr;
-    void *matrix = name ? vok_object_findregistered(name) : nullptr;
-    if (!matrix || !vok_object_method(matrix, gensym("class_vok_matrix")))
+    if (!is_matrix(name ? vok_object_findregistered(name) : nullptr))
         return vok_error_code(x, VOK_ERR_MXUN);
     vok_object_method_typed(zan_vok_obex_vokob_get(x), gensym("frommatrix"), 1, argv, nullptr);
     output_matrix(x);
@@ -200,11 +190,11 @@ void take_matrix(library_box *x, symbol *, long argc, atom *argv)
 
 void assist(void *x, void *, long in_or_out, long index, char *text)
 {
-    const bool is_matrix = object_classname(x) == matrix_box();
+    const bool holds = object_classname(x) == matrix_box();
     strncpy_zero(text,
-                 in_or_out == 1 ? (is_matrix ? "vok_matrix, bang and messages to the matrix" : "messages")
-                 : is_matrix && index == 0 ? "(matrix) out"
-                                           : "dumpout",
+                 in_or_out == 1 ? (holds ? "vok_matrix, bang and messages to the matrix" : "messages")
+                 : holds && index == 0 ? "(matrix) out"
+                                       : "dumpout",
                  512);
 }
 

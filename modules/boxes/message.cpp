@@ -4,6 +4,7 @@
 #include "box.h"
 
 #include <cstring>
+#include <new>
 
 namespace boxes {
 namespace {
@@ -23,7 +24,7 @@ zan_class *speaker_class()
     static zan_class *const c = [] {
         zan_class *made = class_new("message", nullptr, nullptr, sizeof(speaker), nullptr, argtype_cant, 0);
         for (const char *word : {"bang", "int", "float", "list", "anything"})
-            class_addmethod(made, reinterpret_cast<zan_method>(speak), word, argtype_gimme, 0);
+            class_addmethod(made, erase(speak), word, argtype_gimme, 0);
         return made;
     }();
     return c;
@@ -60,6 +61,8 @@ struct message_box : box {
     explicit message_box(const birth &b)
         : box(b), text(script_of(b.args)), voice(static_cast<speaker *>(object_alloc(speaker_class())))
     {
+        if (!voice)
+            throw std::bad_alloc();
         shape(2, 1);
         voice->outlet = out[0];
     }

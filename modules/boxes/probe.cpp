@@ -17,7 +17,7 @@ struct probe : box {
     std::unique_ptr<receiving> ear;
 
     explicit probe(const birth &b)
-        : box(b), name(b.args.empty() ? nullptr : atom_getsym(&b.args[0])), outlet(long(number(b, 1, 0)))
+        : box(b), name(b.args.empty() ? nullptr : atom_getsym(&b.args[0])), outlet(whole(b, 1, 0))
     {
         shape(1, 1);
         if (!name)

@@ -3,6 +3,7 @@
 #include "receiving.h"
 
 #include <mutex>
+#include <new>
 #include <vector>
 
 namespace boxes {
@@ -62,6 +63,8 @@ receiving::receiving(void *x, symbol *name, void *outlet) : outlet_(outlet)
 {
     if (!name->thing) {
         hub_ = static_cast<receivers *>(object_alloc(hub_class()));
+        if (!hub_)
+            throw std::bad_alloc();
         hub_->name = name;
         hub_->outlets = new std::vector<void *>;
         name->thing = hub_;

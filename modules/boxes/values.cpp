@@ -27,7 +27,12 @@ atom as_atom(long value)
 template <class V> struct store : box {
     V value;
 
-    explicit store(const birth &b) : box(b), value(V(number(b, 0, 0))) { shape(2, 1); }
+    explicit store(const birth &b) : box(b), value(0)
+    {
+        if (const atom *given = argument(b, 0))
+            value = of(*given);
+        shape(2, 1);
+    }
     static V of(const atom &a)
     {
         if constexpr (std::is_same_v<V, long>)
@@ -52,8 +57,8 @@ struct counter : box {
     long min, max, next, direction = up, step = 1;
 
     explicit counter(const birth &b)
-        : box(b), min(b.args.size() > 1 ? long(number(b, 0, 0)) : 0),
-          max(b.args.size() > 1 ? long(number(b, 1, 0)) : long(number(b, 0, double(1L << 53)))), next(min)
+        : box(b), min(b.args.size() > 1 ? whole(b, 0, 0) : 0),
+          max(b.args.size() > 1 ? whole(b, 1, 0) : whole(b, 0, 1L << 53)), next(min)
     {
         shape(2, 2);
     }
@@ -116,7 +121,7 @@ struct random_box : box {
     long range, seed = 1;
     uint64_t state = 1;
 
-    explicit random_box(const birth &b) : box(b), range(long(number(b, 0, 128))) { shape(2, 1); }
+    explicit random_box(const birth &b) : box(b), range(whole(b, 0, 128)) { shape(2, 1); }
     void hear(long inlet, const message &m) override
     {
         const atom *value = number_of(m);
@@ -149,7 +154,7 @@ constexpr attribute random_attributes[] = {
 struct repeat : box {
     long times;
 
-    explicit repeat(const birth &b) : box(b), times(long(number(b, 0, 1))) { shape(2, 2); }
+    explicit repeat(const birth &b) : box(b), times(whole(b, 0, 1)) { shape(2, 2); }
     void hear(long inlet, const message &m) override
     {
         if (const atom *value = number_of(m))
@@ -221,8 +226,8 @@ struct arithmetic : box {
 
     explicit arithmetic(const birth &b) : box(b), op(*static_cast<const operation *>(b.what->rule))
     {
-        const double value = number(b, 0, 0);
-        right = b.args.empty() || b.args[0].type != argtype_float ? as_atom(long(value)) : as_atom(value);
+        const atom *given = argument(b, 0);
+        right = given ? *given : as_atom(0L);
         shape(2, 1);
     }
     void hear(long inlet, const message &m) override

@@ -29,6 +29,8 @@ template <typename F> void each_own(vok_mop *mop, F f)
             f(io);
 }
 
+// Takes over what the record's links allow of another info; true when that changed the info.
+bool follow(const vok_mop_io *io, const vok_matrix_info &leader, vok_matrix_info *info);
 // Corrects an info to all three limits of a record; true when that changed it.
 bool restrict_info(vok_mop_io *io, vok_matrix_info *info);
 // A matrix of the default format within the record's limits, not yet registered.

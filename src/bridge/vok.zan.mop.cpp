@@ -55,28 +55,13 @@ bool same_shape(const vok_matrix_info &a, const vok_matrix_info &b)
            std::equal(a.dim, a.dim + a.dimcount, b.dim);
 }
 
-// Takes over what the record's links allow; true when that changed the info.
-bool follow(const vok_mop_io *io, const vok_matrix_info &leader, vok_matrix_info *info)
-{
-    const vok_matrix_info before = *info;
-    if (io->typelink)
-        info->type = leader.type;
-    if (io->planelink)
-        info->planecount = leader.planecount;
-    if (io->dimlink) {
-        info->dimcount = leader.dimcount;
-        std::copy_n(leader.dim, leader.dimcount, info->dim);
-    }
-    return !same_shape(before, *info);
-}
-
 // A right input keeps its picture, resampled to the new format.
 void adapt_input(vok_mop_io *io, const vok_matrix_info &leader)
 {
     vok_matrix_info present, wanted;
     vok::send(io->matrix, _vok_sym_getinfo, &present);
     wanted = present;
-    if (!follow(io, leader, &wanted))
+    if (!vok::follow(io, leader, &wanted))
         return;
     vok::restrict_info(io, &wanted);
     if (same_shape(present, wanted))
@@ -97,7 +82,7 @@ void adapt_output(vok_mop_io *io, const vok_matrix_info &leader)
         return;
     vok_matrix_info info;
     vok::send(io->matrix, _vok_sym_getinfo, &info);
-    follow(io, leader, &info);
+    vok::follow(io, leader, &info);
     vok::restrict_info(io, &info);
     vok::send(io->matrix, _vok_sym_setinfo, &info);
 }
@@ -205,6 +190,20 @@ vok_mop_io *vok::addressed(vok_mop *mop, long which, long index)
     if (which == 2 && index >= 1)
         return output_of(mop, index);
     return which == 1 && index >= 2 ? input_of(mop, index) : nullptr;
+}
+
+bool vok::follow(const vok_mop_io *io, const vok_matrix_info &leader, vok_matrix_info *info)
+{
+    const vok_matrix_info before = *info;
+    if (io->typelink)
+        info->type = leader.type;
+    if (io->planelink)
+        info->planecount = leader.planecount;
+    if (io->dimlink) {
+        info->dimcount = leader.dimcount;
+        std::copy_n(leader.dim, leader.dimcount, info->dim);
+    }
+    return !same_shape(before, *info);
 }
 
 bool vok::restrict_info(vok_mop_io *io, vok_matrix_info *info)

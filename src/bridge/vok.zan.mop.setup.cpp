@@ -87,14 +87,7 @@ vok_err zan_vok_mop_matrix_args(void *x, long argc, atom *argv)
     vok::each_own(mop, [&](vok_mop_io *io) {
         vok_matrix_info info;
         vok::send(io->matrix, _vok_sym_getinfo, &info);
-        if (io->typelink)
-            info.type = wanted.type;
-        if (io->planelink)
-            info.planecount = wanted.planecount;
-        if (io->dimlink) {
-            info.dimcount = wanted.dimcount;
-            std::copy_n(wanted.dim, wanted.dimcount, info.dim);
-        }
+        vok::follow(io, wanted, &info);
         vok::restrict_info(io, &info);
         vok::send(io->matrix, _vok_sym_setinfo, &info);
     });
