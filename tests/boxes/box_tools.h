@@ -18,6 +18,18 @@ inline std::vector<atom> atoms_of(const std::string &text)
     return atoms;
 }
 
+// A message as text; a number or a list without its selector.
+inline std::string text_of(const symbol *selector, long argc, const atom *argv)
+{
+    std::string text = std::set<std::string>{"int", "float", "list"}.count(selector->name) ? "" : selector->name;
+    for (long i = 0; i < argc; i++) {
+        char one[256];
+        atoms_totext(1, argv + i, one, sizeof one);
+        text += (text.empty() ? "" : " ") + std::string(one);
+    }
+    return text;
+}
+
 class patch;
 
 struct ear {
@@ -52,10 +64,10 @@ class patch {
         std::erase(boxes_, box);
         object_free(box);
     }
-    // Notes what leaves the box's outlets, numbered from `first`.
-    void listen(void *box, long first = 0)
+    // Notes what leaves the box's outlets from number `from` on, outlet 0 under the number `first`.
+    void listen(void *box, long first = 0, long from = 0)
     {
-        for (long i = 0; i < outlet_count(box); i++) {
+        for (long i = from; i < outlet_count(box); i++) {
             auto *e = static_cast<ear *>(newobject(ear_class()));
             e->owner = this;
             e->number = first + i;
@@ -75,6 +87,17 @@ class patch {
         else
             zan_send(box, inlet, gensym(m[1].type == argtype_long ? "int" : "float"), 1, m.data() + 1);
     }
+    // What is heard since the last call, or has gone wrong, when these have been sent.
+    template <class... Texts> std::string ask(void *box, const Texts &...texts)
+    {
+        (send(box, texts), ...);
+        return heard();
+    }
+    template <class... Texts> std::string complaint(void *box, const Texts &...texts)
+    {
+        (send(box, texts), ...);
+        return errors();
+    }
     // "number message; ..." since the last call.
     std::string heard() { return std::exchange(heard_, ""); }
     // The errors since the last call, a line each.
@@ -89,16 +112,8 @@ class patch {
   private:
     static void hear(ear *e, symbol *selector, long argc, atom *argv)
     {
-        std::string text;
-        if (std::set<std::string>{"int", "float", "list"}.count(selector->name) == 0)
-            text = selector->name;
-        for (long i = 0; i < argc; i++) {
-            char one[256];
-            atoms_totext(1, argv + i, one, sizeof one);
-            text += (text.empty() ? "" : " ") + std::string(one);
-        }
         std::string &all = e->owner->heard_;
-        all += (all.empty() ? "" : "; ") + std::to_string(e->number) + " " + text;
+        all += (all.empty() ? "" : "; ") + std::to_string(e->number) + " " + text_of(selector, argc, argv);
     }
     static zan_class *ear_class()
     {

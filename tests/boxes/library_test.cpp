@@ -50,8 +50,7 @@ TEST(LibraryBoxes, EveryOfferedNameIsABox)
         void *box = p.make(std::string(names[i]->name) + " ");
         ASSERT_TRUE(box) << names[i]->name;
         EXPECT_GE(outlet_count(box), 1) << names[i]->name;
-        p.send(box, "0 getattributes");
-        EXPECT_EQ(p.errors(), "") << names[i]->name;
+        EXPECT_EQ(p.complaint(box, "0 getattributes"), "") << names[i]->name;
     }
     sysmem_freeptr(names);
     EXPECT_GT(dotted, 5);
@@ -72,14 +71,11 @@ TEST(LibraryBoxes, AMatrixGoesThroughAnOperator)
     ASSERT_EQ(zan_connect(matrix, 0, op, 0), 0);
     ASSERT_EQ(zan_connect(five, 0, op, 1), 0);
     p.listen(op);
-    p.send(five, "0 setall 5");
-    p.send(five, "0 bang");
-    EXPECT_EQ(p.heard(), "") << "the right inlet only takes in";
+    EXPECT_EQ(p.ask(five, "0 setall 5", "0 bang"), "") << "the right inlet only takes in";
     p.send(matrix, "0 setall 10");
     p.send(matrix, "0 bang");
     EXPECT_EQ(cells_of(matrix_in(p.heard())), std::vector<double>(4, 15));
-    p.send(op, "0 getop");
-    EXPECT_EQ(p.heard(), "1 op +") << "replies leave by dumpout";
+    EXPECT_EQ(p.ask(op, "0 getop"), "1 op +") << "replies leave by dumpout";
     EXPECT_EQ(p.errors(), "");
 }
 
@@ -91,19 +87,15 @@ TEST(LibraryBoxes, TheMatrixBoxTakesACopyAndSendsItsOwn)
     p.listen(to);
     p.listen(fixed, 10);
     p.send(from, "0 setall 51");
-    p.send(to, "0 vok_matrix boxes-from");
-    EXPECT_EQ(p.heard(), "0 vok_matrix boxes-to");
+    EXPECT_EQ(p.ask(to, "0 vok_matrix boxes-from"), "0 vok_matrix boxes-to");
     EXPECT_EQ(cells_of("boxes-to"), std::vector<double>(2, 51));
     p.send(fixed, "0 vok_matrix boxes-from");
     p.heard();
     EXPECT_EQ(cells_of("boxes-fixed").size(), 1u) << "a format among the arguments stays";
-    p.send(to, "0 getdim");
-    EXPECT_EQ(p.heard(), "1 dim 2 1");
-    p.send(to, "0 vok_matrix boxes-missing");
-    EXPECT_NE(p.errors().find("matrix unknown"), std::string::npos);
+    EXPECT_EQ(p.ask(to, "0 getdim"), "1 dim 2 1");
+    EXPECT_NE(p.complaint(to, "0 vok_matrix boxes-missing").find("matrix unknown"), std::string::npos);
     EXPECT_EQ(p.heard(), "");
-    p.send(to, "0 write /nowhere/at/all.vkf");
-    EXPECT_NE(p.heard().find("1 write"), std::string::npos);
+    EXPECT_NE(p.ask(to, "0 write /nowhere/at/all.vkf").find("1 write"), std::string::npos);
     EXPECT_NE(p.errors(), "");
 }
 
@@ -118,21 +110,16 @@ TEST(LibraryBoxes, AVariableOperatorTakesItsNumberOfInputs)
     ASSERT_EQ(zan_connect(a, 0, expr, 0), 0);
     ASSERT_EQ(zan_connect(b, 0, expr, 1), 0);
     p.send(a, "0 setall 3");
-    p.send(b, "0 setall 4");
-    p.send(b, "0 bang");
-    EXPECT_EQ(p.heard(), "") << "the right inlet only takes in";
+    EXPECT_EQ(p.ask(b, "0 setall 4", "0 bang"), "") << "the right inlet only takes in";
     p.send(a, "0 bang");
     EXPECT_EQ(cells_of(matrix_in(p.heard())), std::vector<double>(2, 12));
-    p.send(expr, "0 getin2_dim");
-    EXPECT_EQ(p.heard(), "1 dim 2 1");
+    EXPECT_EQ(p.ask(expr, "0 getin2_dim"), "1 dim 2 1");
     EXPECT_NE(zan_connect(a, 0, expr, 2), 0);
     p.send(expr, "0 inputs 3");
     EXPECT_EQ(zan_connect(a, 0, expr, 2), 0);
-    p.send(expr, "0 getinputs");
-    EXPECT_EQ(p.heard(), "1 inputs 3");
+    EXPECT_EQ(p.ask(expr, "0 getinputs"), "1 inputs 3");
     EXPECT_EQ(p.errors(), "");
-    p.send(expr, "0 inptus 3");
-    EXPECT_EQ(p.errors(), "doesn't understand \"inptus\"");
+    EXPECT_EQ(p.complaint(expr, "0 inptus 3"), "doesn't understand \"inptus\"");
 }
 
 TEST(LibraryBoxes, AnExpressionCalculatesAtABang)
@@ -142,9 +129,7 @@ TEST(LibraryBoxes, AnExpressionCalculatesAtABang)
     p.listen(ramp);
     p.send(ramp, "0 bang");
     EXPECT_EQ(cells_of(matrix_in(p.heard())), (std::vector<double>{0, .5, 1}));
-    p.send(ramp, "0 outputmode 0");
-    p.send(ramp, "0 bang");
-    EXPECT_EQ(p.heard(), "");
+    EXPECT_EQ(p.ask(ramp, "0 outputmode 0", "0 bang"), "");
 }
 
 TEST(LibraryBoxes, AFunctorAnswersFromDumpout)
@@ -152,8 +137,7 @@ TEST(LibraryBoxes, AFunctorAnswersFromDumpout)
     patch p;
     void *box = p.make("vok.functor.transfer.step");
     p.listen(box);
-    p.send(box, "0 eval 2.");
-    EXPECT_EQ(p.heard(), "0 eval 1.");
+    EXPECT_EQ(p.ask(box, "0 eval 2."), "0 eval 1.");
 }
 
 TEST(LibraryBoxes, NodesHangOnEachOther)
@@ -161,19 +145,14 @@ TEST(LibraryBoxes, NodesHangOnEachOther)
     patch p;
     void *child = p.make("vok.anim.node @name box-child @anim box-parent @position 1. 0. 0.");
     p.listen(child);
-    p.send(child, "0 update_node");
-    EXPECT_EQ(p.errors(), "parent anim box-parent not found");
+    EXPECT_EQ(p.complaint(child, "0 update_node"), "parent anim box-parent not found");
     void *parent = p.make("vok.anim.node @name box-parent @scale 2. @position 0. 5. 0.");
-    p.send(child, "0 update_node");
-    p.send(child, "0 getworldpos");
-    EXPECT_EQ(p.heard(), "0 worldpos 2. 5. 0.");
+    EXPECT_EQ(p.ask(child, "0 update_node", "0 getworldpos"), "0 worldpos 2. 5. 0.");
     p.send(parent, "0 move 0. 1.");
     p.send(parent, "0 update_node"); // all below it
-    p.send(child, "0 getworldpos");
-    p.send(child, "0 localtoworld 1. 1. 1.");
-    EXPECT_EQ(p.heard(), "0 worldpos 2. 6. 0.; 0 localtoworld 4. 8. 2.");
-    p.send(child, "0 target box-parent"); // for code only
-    EXPECT_NE(p.errors(), "");
+    EXPECT_EQ(p.ask(child, "0 getworldpos", "0 localtoworld 1. 1. 1."),
+              "0 worldpos 2. 6. 0.; 0 localtoworld 4. 8. 2.");
+    EXPECT_NE(p.complaint(child, "0 target box-parent"), "") << "for code only";
 
     // a node shows its values in the box of its target: the box's attribute is marked
     void *node = vok_object_findregistered(gensym("box-child")), *shown = p.make("vok.anim.node @name box-shown");
@@ -185,12 +164,10 @@ TEST(LibraryBoxes, NodesHangOnEachOther)
     EXPECT_TRUE(attr->flags & vok_attrflag_dirty);
     p.send(child, "0 name box-renamed"); // and the target follows its name
     p.listen(shown, 1);
-    p.send(shown, "0 getanim");
-    EXPECT_EQ(p.heard(), "1 anim box-renamed");
+    EXPECT_EQ(p.ask(shown, "0 getanim"), "1 anim box-renamed");
     p.free(shown);
     p.free(parent);
-    p.send(child, "0 update_node");
-    EXPECT_EQ(p.errors(), "parent anim box-parent not found");
+    EXPECT_EQ(p.complaint(child, "0 update_node"), "parent anim box-parent not found");
 }
 
 // Frees a box as soon as its attributes are touched.

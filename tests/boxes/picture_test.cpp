@@ -21,23 +21,19 @@ TEST(Pictures, AreReadWrittenAndReadAgain)
     patch p;
     void *photo = p.make("picture " + harbour + " @name boxes-photo");
     p.listen(photo);
-    p.send(photo, "0 bang");
-    EXPECT_EQ(p.heard(), "0 vok_matrix boxes-photo");
+    EXPECT_EQ(p.ask(photo, "0 bang"), "0 vok_matrix boxes-photo");
     const std::vector<long> shape = shape_of("boxes-photo");
     EXPECT_EQ(shape[0], 4);
     for (const char *file : {"a/x-%03d.png", "y.jpg", "%d-z.vkf"}) {
         void *frames = p.make("frames " + (folder / file));
         p.listen(frames, 10);
-        p.send(frames, "0 vok_matrix boxes-photo");
-        p.send(frames, "0 vok_matrix boxes-photo");
-        EXPECT_EQ(p.heard(), "10 0; 10 1") << file;
+        EXPECT_EQ(p.ask(frames, "0 vok_matrix boxes-photo", "0 vok_matrix boxes-photo"), "10 0; 10 1") << file;
     }
     EXPECT_EQ(folder.count(), 5) << "nothing unfinished lies about";
     void *again = p.make("picture " + (folder / "a/x-001.png") + " @name boxes-again");
     EXPECT_EQ(shape_of("boxes-again"), shape);
     p.listen(again, 20);
-    p.send(again, "0 read " + (folder / "y-0000.jpg"));
-    EXPECT_EQ(p.heard(), "21 read " + (folder / "y-0000.jpg") + " 1");
+    EXPECT_EQ(p.ask(again, "0 read " + (folder / "y-0000.jpg")), "21 read " + (folder / "y-0000.jpg") + " 1");
     EXPECT_EQ(p.errors(), "");
 }
 
@@ -96,8 +92,7 @@ TEST(Pictures, SayWhatIsWrong)
         EXPECT_TRUE(made);
         EXPECT_NE(p.errors().find(error), std::string::npos) << box;
         p.listen(made);
-        p.send(made, "0 bang");
-        EXPECT_EQ(p.heard(), "") << box;
+        EXPECT_EQ(p.ask(made, "0 bang"), "") << box;
     }
     patch p;
     p.send(p.make("frames " + (folder / "a.png")), "0 vok_matrix boxes-none");

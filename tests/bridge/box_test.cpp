@@ -28,8 +28,7 @@ TEST_F(Boxes, EveryAccessorTakesAnObjectThatIsNoBox)
             EXPECT_EQ(get(x), nullptr);
         for (auto set : setters)
             EXPECT_EQ(set(x, plain), VOK_ERR_EROR);
-        atom a;
-        atom_setsym(&a, gensym("@val"));
+        atom a = A("@val");
         for (auto method : methods)
             method(x, gensym("getval"), 1, &a);
         zan_vok_attr_args(x, 1, &a);
@@ -46,70 +45,75 @@ TEST_F(Boxes, EveryAccessorTakesAnObjectThatIsNoBox)
         EXPECT_EQ(zan_vok_object_quickref(x, &count, rows), VOK_ERR_EROR);
         EXPECT_EQ(zan_vok_obex_attr_getnames(x, &count, &names), 0);
         EXPECT_EQ(count, 0);
+        EXPECT_EQ(zan_vok_mop_vok_matrix(x, nullptr, 0, nullptr), VOK_ERR_EROR);
+        EXPECT_EQ(zan_vok_mop_outputmatrix(x), VOK_ERR_EROR);
+        EXPECT_EQ(zan_vok_mop_inputs_resize(x, 1), VOK_ERR_INVP);
+        EXPECT_EQ(zan_vok_mop_outputs_resize(x, 1), VOK_ERR_INVP);
+        EXPECT_EQ(zan_vok_mop_getoutputmode(x), 0);
+        EXPECT_EQ(zan_vok_mop_getinput(x, 1), nullptr);
+        zan_vok_mop_free(x);
     }
-    EXPECT_EQ(zan_vok_class_wrap_standard(nullptr, subject_class, 0), VOK_ERR_EROR);
-    EXPECT_TRUE(errors.empty());
+    EXPECT_EQ(zan_vok_class_wrap_standard(nullptr, subject_class(), 0), VOK_ERR_EROR);
+    EXPECT_EQ(zan_vok_object_mop_wrap(nullptr, plain, 0), VOK_ERR_EROR);
+    EXPECT_EQ(p.errors(), "");
     object_free(plain);
 }
 
 TEST_F(Boxes, ARecordBeginsEmptyAndKnowsTheBoxBeingBuilt)
 {
-    gensym("#B")->thing = ear = new_sink(&heard);
+    gensym("#B")->thing = replier;
     void *x = zan_vok_object_alloc(object_class(box), gensym("vok_subject"));
     gensym("#B")->thing = nullptr;
-    EXPECT_EQ(zan_vok_obex_box_get(x), ear);
+    EXPECT_EQ(zan_vok_obex_box_get(x), replier);
     EXPECT_EQ(zan_vok_obex_vokob_get(x), nullptr);
     EXPECT_EQ(class_flagsget(object_class(x)) & 0x30000, 0x20000);
     EXPECT_EQ(linklist_getsize(zan_vok_obex_usurplist_get(x)), 6) << "val, vals, low, boxmerge, merge, merge_low";
-    send(x, "now"); // no object to pass it on to
-    send(x, "merge");
+    p.send(x, "0 now"); // no object to pass it on to
+    p.send(x, "0 merge");
     EXPECT_TRUE(take().empty());
     object_free(x);
 }
 
 TEST_F(Boxes, ErrorsOfTheObjectComeUnderTheBoxsName)
 {
-    vok_object_error(inner(), "vok.subject: broken");
-    EXPECT_EQ(errors, log{"broken"});
+    static void *blamed;
+    zan_set_reporter([](void *, long, void *x, const char *text) { blamed = x, calls.push_back(text); }, nullptr);
+    vok_object_error(inner(), "shell: broken");
+    EXPECT_EQ(take(), log{"broken"});
     EXPECT_EQ(blamed, box);
 }
 
 TEST_F(Boxes, ProxiesComeAndGoAtTheRightEnd)
 {
-    struct where {
-        object header;
-        void *record;
-        long inlet;
-    };
     static zan_class *c = [] {
-        zan_class *made = class_new("vok.where", nullptr, erase(zan_vok_obex_free), sizeof(where), nullptr, 0);
-        zan_vok_class_obex_setup(made, offsetof(where, record));
-        const auto bang = [](where *x) { x->inlet = zan_vok_obex_inletnumber_get(x); };
+        zan_class *made = class_new("where", nullptr, erase(zan_vok_obex_free), sizeof(shell), nullptr, 0);
+        zan_vok_class_obex_setup(made, offsetof(shell, record));
+        const auto bang = [](shell *x) { x->own = zan_vok_obex_inletnumber_get(x); };
         class_addmethod(made, erase(bang), "bang", 0);
         return made;
     }();
-    auto *x = static_cast<where *>(zan_vok_obex_new(c, nullptr));
+    auto *x = static_cast<shell *>(zan_vok_obex_new(c, nullptr));
+    const auto has = [x](long count) {
+        EXPECT_EQ(linklist_getsize(zan_vok_obex_proxylist_get(x)), count);
+        for (long i = 0; i <= 6; ++i) {
+            x->own = -1;
+            zan_send(x, i, gensym("bang"), 0, nullptr);
+            EXPECT_EQ(x->own, i <= count ? i : -1) << count;
+        }
+    };
     for (long id : {2L, 1L}) // as boxes in the making do
         EXPECT_EQ(zan_vok_obex_proxy_new(x, id), 0);
-    const auto inlet = [x](long i) {
-        x->inlet = -1;
-        zan_send(x, i, gensym("bang"), 0, nullptr);
-        return x->inlet;
-    };
-    const struct {
-        long count, inlets;
-    } rows[] = {{2, 2}, {5, 5}, {1, 1}, {3, 3}, {-3, 0}, {1, 1}};
-    for (const auto &row : rows) {
-        EXPECT_EQ(zan_vok_obex_proxy_resize(x, row.count), 0);
-        EXPECT_EQ(linklist_getsize(zan_vok_obex_proxylist_get(x)), row.inlets);
-        for (long i = 0; i <= 6; ++i)
-            EXPECT_EQ(inlet(i), i <= row.inlets ? i : -1) << row.count;
+    has(2);
+    for (long count : {2L, 5L, 1L, 3L, -3L, 1L}) {
+        EXPECT_EQ(zan_vok_obex_proxy_resize(x, count), 0);
+        has(std::max(count, 0L));
     }
     EXPECT_EQ(zan_vok_obex_proxy_append(x, 2), 0);
-    EXPECT_EQ(inlet(2), 2);
-    EXPECT_EQ(zan_vok_obex_proxy_deletetail(x), 0);
-    EXPECT_EQ(inlet(2), -1);
-    EXPECT_EQ(zan_vok_obex_proxy_deletetail(x), 0);
+    has(2);
+    for (long left : {1L, 0L}) {
+        EXPECT_EQ(zan_vok_obex_proxy_deletetail(x), 0);
+        has(left);
+    }
     EXPECT_EQ(zan_vok_obex_proxy_deletetail(x), VOK_ERR_EROR);
     object_free(x);
 }
@@ -117,39 +121,37 @@ TEST_F(Boxes, ProxiesComeAndGoAtTheRightEnd)
 TEST_F(Boxes, OfTwoAdornmentsOfAClassTheFirstIsFound)
 {
     EXPECT_EQ(zan_vok_obex_adornment_get(box, gensym("vok_subject")), nullptr);
-    void *first = vok_object_alloc(subject_class), *second = vok_object_alloc(subject_class);
+    void *first = vok_object_alloc(subject_class());
     EXPECT_EQ(zan_vok_obex_addadornment(box, first), 0);
-    EXPECT_EQ(zan_vok_obex_addadornment(box, second), 0);
+    EXPECT_EQ(zan_vok_obex_addadornment(box, vok_object_alloc(subject_class())), 0);
     EXPECT_EQ(zan_vok_obex_addadornment(box, nullptr), VOK_ERR_EROR);
     EXPECT_EQ(zan_vok_obex_adornment_get(box, gensym("vok_subject")), first);
     EXPECT_EQ(linklist_getsize(zan_vok_obex_adornmentlist_get(box)), 2);
     const long alive = zan_object_count(gensym("vok_subject"));
-    object_free(box);
-    box = nullptr;
+    p.free(box);
     EXPECT_EQ(zan_object_count(gensym("vok_subject")), alive - 3) << "both and the library object";
 }
 
 TEST_F(Boxes, AClassInTheMakingAndASingleObjectAreWrappedToo)
 {
-    static zan_class *c = [] {
-        zan_class *made = class_new("vok.oldstyle", nullptr, erase(free_shell), sizeof(shell), nullptr, 0);
+    static zan_class *const c = [] {
+        zan_class *made = bare_class("oldstyle");
         zan_vok_classex *classex = zan_vok_classex_setup(offsetof(shell, record));
-        zan_vok_classex_standard_wrap(classex, vok_class_findbyname(gensym("vok_subject")),
-                                      zan_vok_wrap_no_inletinfo);
+        zan_vok_classex_standard_wrap(classex, subject_class(), zan_vok_wrap_no_inletinfo);
         zan_vok_classex_addattr(classex, offset_attr("own", "long", 0, offsetof(shell, own)));
         zan_addmethod_defer(erase(gimme), "mine");
+        class_register(gensym("box"), made);
         return made;
     }();
     EXPECT_EQ(class_method(c, gensym("inletinfo")), nullptr);
     EXPECT_NE(class_method(object_class(box), gensym("inletinfo")), nullptr);
-    void *old = make(c);
 
-    static zan_class *bare = [] {
-        zan_class *made = class_new("vok.bare", nullptr, erase(free_shell), sizeof(shell), nullptr, 0);
+    static zan_class *const bare = [] {
+        zan_class *made = bare_class("bare");
         zan_vok_class_obex_setup(made, offsetof(shell, record));
         return made;
     }();
-    void *single = object_alloc(bare), *o = vok_object_alloc(subject_class);
+    void *single = object_alloc(bare), *o = vok_object_alloc(subject_class());
     EXPECT_EQ(zan_vok_object_wrap_standard(single, o, 0), 0);
     EXPECT_EQ(zan_vok_object_addmethod_usurp_low(single, erase(gimme), "mine"), 0);
     EXPECT_EQ(zan_vok_object_addattr(single, offset_attr("own", "long", 0, offsetof(shell, own))), 0);
@@ -158,20 +160,18 @@ TEST_F(Boxes, AClassInTheMakingAndASingleObjectAreWrappedToo)
     EXPECT_EQ(zan_vok_object_wrap_complete(o, o), VOK_ERR_EROR);
     EXPECT_EQ(class_method(bare, gensym("now")), nullptr) << "the class stays as it was";
 
-    for (void *x : {old, single}) {
-        in_scheduler([x] {
-            for (const char *selector : {"now", "merge", "merge", "mine"})
-                send(x, selector);
-            send(x, "own", "7");
-            send(x, "val", "8");
+    for (void *x : {p.make("oldstyle "), single}) {
+        in_scheduler([&] {
+            for (const char *message : {"0 now", "0 merge", "0 merge", "0 mine", "0 own 7", "0 val 8"})
+                p.send(x, message);
         });
         EXPECT_EQ(take(), log{"now @scheduler"});
         zan_service();
         EXPECT_EQ(take().size(), 2u) << "merge, mine";
         EXPECT_EQ(static_cast<shell *>(x)->own, 7);
         EXPECT_EQ(static_cast<subject *>(zan_vok_obex_vokob_get(x))->val, 8);
-        object_free(x);
     }
+    object_free(single);
 }
 
 } // namespace

@@ -8,157 +8,121 @@ namespace {
 TEST_F(Boxes, EachTagRunsWhereItSays)
 {
     const struct {
-        const char *selector;
-        const char *first; // from the scheduler: at once, or nothing
-    } rows[] = {{"now", "now 1 @scheduler"}, {"later", nullptr},    {"later_low", nullptr}, {"merge", nullptr},
-                {"merge_low", nullptr},      {"boxmerge", nullptr}, {"low", nullptr}};
+        std::string selector, word;
+        bool at_once, merged; // from the scheduler
+    } rows[] = {{"now", "now", true, false},
+                {"later", "later", false, false},
+                {"later_low", "later_low", false, false},
+                {"merge", "merge", false, true},
+                {"merge_low", "merge_low", false, true},
+                {"boxmerge", "boxmerge", false, true},
+                {"low", "set_low", false, true}};
     for (const auto &row : rows) {
-        const std::string word = row.selector == std::string("low") ? "set_low" : row.selector;
-        send(box, row.selector, "1");
-        EXPECT_EQ(take(), log{word + " 1"}) << "from the main thread";
-        in_scheduler([&] { send(box, row.selector, "1"); });
-        const log now = take();
-        EXPECT_EQ(now, row.first ? log{row.first} : log{}) << row.selector;
+        const auto both = [&] {
+            send(row.selector + " 1");
+            send(row.selector + " 2");
+        };
+        both();
+        EXPECT_EQ(take(), (log{row.word + " 1", row.word + " 2"})) << "from the main thread";
+        in_scheduler(both);
+        EXPECT_EQ(take().size(), row.at_once ? 2u : 0u) << row.word;
         zan_service();
-        EXPECT_EQ(take(), row.first ? log{} : log{word + " 1"}) << row.selector;
+        EXPECT_EQ(take(), row.at_once  ? log{}
+                          : row.merged ? log{row.word + " 2"}
+                                       : (log{row.word + " 1", row.word + " 2"}));
     }
-    send(box, "pair", "3 blue");
+    send("pair 3 blue");
     EXPECT_EQ(take(), log{"pair 3 blue"});
-    send(box, "hidden");
+    EXPECT_EQ(p.errors(), "");
+    send("hidden");
     EXPECT_TRUE(take().empty());
-    EXPECT_EQ(errors.size(), 1u) << "a private method is no message of the box";
-}
-
-TEST_F(Boxes, TenCallsFromTheSchedulerAreOneAndTenFromTheMainThreadTen)
-{
-    const auto ten = [this] {
-        for (int i = 1; i <= 10; ++i)
-            send(box, "merge_low", "1 " + std::to_string(i));
-    };
-    in_scheduler(ten);
-    EXPECT_TRUE(take().empty());
-    zan_service();
-    EXPECT_EQ(take(), log{"merge_low 1 10"});
-    zan_service();
-    EXPECT_TRUE(take().empty());
-    ten();
-    EXPECT_EQ(take().size(), 10u);
-    zan_service();
-    EXPECT_TRUE(take().empty());
+    EXPECT_NE(p.errors(), "") << "a private method is no message of the box";
 }
 
 TEST_F(Boxes, OnlyTheLastAtomsAreKeptHoweverMany)
 {
-    const auto numbers = [](int count) {
-        std::string text;
-        for (int i = 0; i < count; ++i)
-            text += " " + std::to_string(i + count);
-        return text;
-    };
     for (int count : {1, 3, 0, 64, 65, 300, 2, 65}) {
+        std::string call = "merge";
+        for (int i = 0; i < count; ++i)
+            call += " " + std::to_string(i + count);
         in_scheduler([&] {
-            send(box, "merge", "7 7 7 7");
-            send(box, "merge", numbers(count));
+            send("merge 7 7 7 7");
+            send(call);
         });
         zan_service();
-        EXPECT_EQ(take(), log{"merge" + numbers(count)});
-        send(box, "merge", numbers(count));
-        EXPECT_EQ(take(), log{"merge" + numbers(count)});
+        EXPECT_EQ(take(), log{call});
+        in_scheduler([&] { send("merge 1"); });
+        send(call); // what waits is replaced
+        zan_service();
+        EXPECT_EQ(take(), log{call});
     }
 }
 
-TEST_F(Boxes, MainOvertakesWhatWaitsAndTheQueueStateCountsAsMain)
+TEST_F(Boxes, TheQueueStateCountsAsTheMainThread)
 {
-    in_scheduler([&] { send(box, "merge", "1"); });
-    send(box, "merge", "2");
-    zan_service();
-    EXPECT_EQ(take(), log{"merge 2"}) << "the one that waited was replaced";
-
     EXPECT_EQ(zan_vok_getqueuestate(), 1);
     in_scheduler([&] {
         EXPECT_EQ(zan_vok_getqueuestate(), 0);
         EXPECT_EQ(zan_vok_queuestate(1), 0);
         for (const char *selector : {"merge", "later_low", "boxmerge"})
-            send(box, selector);
+            send(selector);
         EXPECT_EQ(zan_vok_queuestate(0), 1);
     });
     EXPECT_EQ(take(), (log{"merge @scheduler", "later_low @scheduler", "boxmerge @scheduler"}));
-}
-
-TEST_F(Boxes, HighPriorityGoesFirst)
-{
     in_scheduler([&] {
         for (const char *selector : {"merge_low", "boxmerge", "later_low", "merge"})
-            send(box, selector);
+            send(selector);
     });
     zan_service();
     const log all = take();
     ASSERT_EQ(all.size(), 4u);
-    EXPECT_EQ(all[0], "merge");
+    EXPECT_EQ(all[0], "merge") << "high priority goes first";
 }
 
-TEST_F(Boxes, AFreedBoxLosesWhatWaits)
-{
-    in_scheduler([&] {
-        for (const char *selector : {"merge", "merge_low", "boxmerge", "later", "later_low", "getstate"})
-            send(box, selector, "1 2");
-        send(box, "val", "9");
-    });
-    object_free(box);
-    box = nullptr;
-    zan_service();
-    EXPECT_TRUE(take().empty());
-}
-
-TEST_F(Boxes, AMergedMethodMayFreeItsBox)
+TEST_F(Boxes, AFreedBoxLosesWhatWaitsAndAMergedMethodMayFreeItsBox)
 {
     static void *doomed;
-    doomed = box;
-    zan_vok_object_addmethod_usurp_low(box, erase([](void *x, symbol *, long, atom *) {
-                                           object_free(x);
-                                           doomed = nullptr;
+    doomed = p.make("shell ");
+    zan_vok_object_addmethod_usurp_low(doomed, erase([](void *x, symbol *, long, atom *) {
+                                           static_cast<patch *>(std::exchange(doomed, nullptr))->free(x);
                                        }),
                                        "end");
-    in_scheduler([this] { send(box, "end", "1 2 3"); });
+    in_scheduler([&] {
+        p.send(std::exchange(doomed, &p), "0 end 1 2 3");
+        for (const char *selector : {"merge", "merge_low", "boxmerge", "later", "later_low", "getstate"})
+            send(selector + std::string(" 1 2"));
+        send("val 9");
+    });
+    p.free(box);
     zan_service();
     EXPECT_EQ(doomed, nullptr);
-    box = nullptr;
+    EXPECT_TRUE(take().empty());
 }
 
 TEST_F(Boxes, AnswersGoOutOfDumpoutWhenTheWrapSaysSo)
 {
-    listen(replier);
-    send(replier, "getfoo");
-    send(replier, "echo", "1 2.5 three");
-    send(replier, "echo", "1");
+    p.listen(replier);
+    p.listen(box, 1);
+    for (const char *message : {"0 getfoo", "0 echo 1 2.5 three", "0 echo 1"}) {
+        p.send(replier, message);
+        p.send(box, message); // flag 0: called, and the answer dropped
+    }
+    EXPECT_EQ(p.heard(), "0 foo 41; 0 echo 1 2.5 three; 0 echo 1");
     const long arrays = zan_object_count(gensym("atomarray"));
     zan_vok_obex_gimmeback(replier, gensym("echo"), 0, nullptr);
     EXPECT_EQ(zan_object_count(gensym("atomarray")), arrays);
-    EXPECT_EQ(heard, (log{"foo 41", "echo 1 2.5 three", "echo 1"}));
-
-    heard.clear();
-    object_free(ear);
-    listen(box);
-    send(box, "getfoo"); // flag 0: called, and the answer dropped
-    EXPECT_TRUE(heard.empty());
-    EXPECT_TRUE(errors.empty());
+    // those that read state are left to the main thread
+    in_scheduler([this] {
+        for (const char *selector : {"getval", "getlow", "getattributes"})
+            send(selector);
+    });
+    EXPECT_EQ(p.heard(), "");
+    zan_service();
+    EXPECT_EQ(p.heard(), "1 val 0; 1 low 0; 1 attributes own low counted gain key label val vals");
     void *silent = zan_vok_object_alloc(object_class(box), gensym("vok_subject"));
     zan_vok_obex_dumpout(silent, gensym("x"), 0, nullptr);
     object_free(silent);
-}
-
-TEST_F(Boxes, RepliesThatReadStateAreLeftToTheMainThread)
-{
-    listen(box);
-    in_scheduler([this] {
-        for (const char *selector : {"getval", "getlow", "getattributes", "summary"})
-            send(box, selector);
-    });
-    EXPECT_TRUE(heard.empty());
-    zan_service();
-    ASSERT_GE(heard.size(), 4u);
-    EXPECT_EQ(heard[0], "val 0");
-    EXPECT_EQ(heard[1], "low 0");
+    EXPECT_EQ(p.errors(), "");
 }
 
 } // namespace

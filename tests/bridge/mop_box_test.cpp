@@ -1,9 +1,45 @@
-// A matrix message's road through real boxes, driven from outside through inlets.
-#include "bridge/mop_box_tools.h"
+// A matrix message's road through boxes of operators, as patches have them.
+#include "boxes/box_tools.h"
+#include "kernel/quick_class.h"
+#include "matrix/matrix_tools.h"
 
 namespace {
 
-// A class of two inputs and two outputs that only tells how often it was asked.
+std::string format_of(void *matrix)
+{
+    const vok_matrix_info &info = static_cast<vok_matrix *>(matrix)->info;
+    std::string text = std::string(info.type->name) + " " + std::to_string(info.planecount);
+    for (long i = 0; i < info.dimcount; i++)
+        text += " " + std::to_string(info.dim[i]);
+    return text;
+}
+
+// The values of plane 0 along the first row.
+std::string row_of(void *matrix)
+{
+    std::string text;
+    for (long i = 0; i < static_cast<vok_matrix *>(matrix)->info.dim[0]; i++) {
+        const std::string values = cell(static_cast<vok_matrix *>(matrix), std::to_string(i));
+        text += (i ? " " : "") + values.substr(0, values.find(' '));
+    }
+    return text;
+}
+
+vok_mop_io *input(void *x, long i)
+{
+    return static_cast<vok_mop_io *>(zan_vok_mop_getinput(x, i));
+}
+vok_mop_io *output(void *x, long i)
+{
+    return static_cast<vok_mop_io *>(zan_vok_mop_getoutput(x, i));
+}
+std::string formats_of(void *x)
+{
+    return format_of(input(x, 2)->matrix) + ", " + format_of(output(x, 1)->matrix) + ", " +
+           format_of(output(x, 2)->matrix);
+}
+
+// A class that only tells how often it was asked.
 struct counting {
     object ob;
     long calls;
@@ -16,142 +52,113 @@ long counting_calc(counting *x, void *, void *)
     return x->answer;
 }
 
-// Boxes of the cell operator, of the counting class, and of one of a variable number.
-struct classes {
-    zan_class *op, *count, *variable;
-
-    static const classes &get()
+class MopBox : public Library {
+  protected:
+    // vok.test.count has two inputs and two outputs, vok.test.variable any number.
+    static void SetUpTestSuite()
     {
-        static const classes c;
-        return c;
-    }
-
-  private:
-    classes()
-    {
+        Library::SetUpTestSuite();
         for (const auto &[name, puts] : {std::pair{"vok_test_count", 2L}, {"vok_test_variable", -1L}}) {
             quick_class made(name, sizeof(counting));
-            vok_class_addadornment(made.c, vok_object_new_imp(_vok_sym_vok_mop, puts, puts, 0, 0, 0, 0, 0, 0));
+            vok_class_addadornment(made.c, vok_object_new(_vok_sym_vok_mop, puts, puts));
             made.message("matrix_calc", counting_calc);
             vok_class_register(made.c);
         }
-        op = new_box_class("vok.test.op", "vok_op");
-        count = new_box_class("vok.test.count", "vok_test_count");
-        variable = new_box_class("vok.test.variable", "vok_test_variable");
-        class_addmethod(variable, erase(zan_vok_mop_variable_anything), "anything", argtype_gimme, 0);
     }
+    void TearDown() override { EXPECT_EQ(p.errors(), ""); }
+    void *make(const std::string &text)
+    {
+        void *b = p.make(text);
+        p.listen(b);
+        return b;
+    }
+    // A matrix of a row of cells, each with its place as its value.
+    void ramp(const std::string &name, const std::string &type, long cells)
+    {
+        void *m = p.make("vok.matrix " + name + " 1 " + type + " " + std::to_string(cells));
+        for (long i = 0; i < cells; i++)
+            p.send(m, "0 setcell " + std::to_string(i) + " val " + std::to_string(i));
+    }
+    static counting *counter_of(void *box) { return static_cast<counting *>(zan_vok_obex_vokob_get(box)); }
+    static vok_mop *mop_of(void *box)
+    {
+        return static_cast<vok_mop *>(zan_vok_obex_adornment_get(box, _vok_sym_vok_mop));
+    }
+    // What is heard when these outputs' matrices go out, one after the other.
+    static std::string names(void *b, std::initializer_list<long> outputs)
+    {
+        std::string all;
+        for (long i : outputs)
+            all += (all.empty() ? "" : "; ") + std::to_string(i - 1) + " vok_matrix " +
+                   output(b, i)->matrixname->name;
+        return all;
+    }
+    box_tools::patch p;
 };
-
-counting *counter_of(void *box)
-{
-    return static_cast<counting *>(zan_vok_obex_vokob_get(box));
-}
-
-vok_mop *mop_of(void *box)
-{
-    return static_cast<vok_mop *>(zan_vok_obex_adornment_get(box, _vok_sym_vok_mop));
-}
-
-void *op_box(const std::string &arguments = "")
-{
-    return new_box(classes::get().op, "vok_op", arguments);
-}
-
-void *count_box(const std::string &arguments = "")
-{
-    return new_box(classes::get().count, "vok_test_count", arguments);
-}
-
-void *variable_box(long inputs, long outputs)
-{
-    void *x = zan_vok_obex_new(classes::get().variable, gensym("vok_test_variable"));
-    zan_vok_obex_vokob_set(x, vok_object_new_imp(gensym("vok_test_variable"), 0, 0, 0, 0, 0, 0, 0, 0));
-    zan_vok_obex_dumpout_set(x, outlet_new(x, nullptr));
-    zan_vok_mop_setup(x);
-    zan_vok_mop_variable_addinputs(x, inputs);
-    zan_vok_mop_variable_addoutputs(x, outputs);
-    zan_vok_mop_inputs(x);
-    zan_vok_mop_outputs(x);
-    zan_vok_mop_matrix_args(x, 0, nullptr);
-    return x;
-}
-
-std::string out_message(const boxed &b, long i)
-{
-    return std::to_string(i - 1) + ": vok_matrix " + b.output(i)->matrixname->name;
-}
-
-class MopBox : public Library {};
 
 TEST_F(MopBox, TheLeftInletCalculatesWithWhatTheRightOneTook)
 {
-    const boxed b(op_box("@op +"));
-    ear e(b);
-    const ramp left("char", 1, {4}), right("char", 1, {8});
-    b.take(right.name, 1);
-    EXPECT_EQ(format_of(b.in(2)), "char 4 1 1"); // keeps its format, and takes the picture
-    EXPECT_EQ(e.take(), heard{});
-    b.take(left.name); // now it adapts: the one cell that it has is everywhere
-    EXPECT_EQ(e.take(), heard{out_message(b, 1)});
-    EXPECT_EQ(format_of(b.in(2)), "char 1 4");
-    EXPECT_EQ(row_of(b.out(1)), "0 1 2 3");
-    b.take(right.name, 1);
-    EXPECT_EQ(row_of(b.in(2)), "0 2 4 6"); // resampled
-    b.take(left.name);
-    EXPECT_EQ(row_of(b.out(1)), "0 3 6 9");
-    EXPECT_EQ(b.input(1)->matrix, nullptr);
-    EXPECT_EQ(b.input(1)->matrixname, _vok_sym_nothing);
-    EXPECT_EQ(row_of(left), "0 1 2 3");
-}
+    void *b = make("vok.op @op +");
+    ramp("left", "char", 4);
+    ramp("right", "char", 8);
+    p.send(b, "1 vok_matrix right");
+    EXPECT_EQ(format_of(input(b, 2)->matrix), "char 4 1 1"); // keeps its format, and takes the picture
+    EXPECT_EQ(p.heard(), "");
+    EXPECT_EQ(p.ask(b, "0 vok_matrix left"), names(b, {1}));
+    EXPECT_EQ(format_of(input(b, 2)->matrix), "char 1 4");
+    EXPECT_EQ(row_of(output(b, 1)->matrix), "0 1 2 3");
+    p.send(b, "1 vok_matrix right");
+    EXPECT_EQ(row_of(input(b, 2)->matrix), "0 2 4 6"); // resampled
+    p.send(b, "0 vok_matrix left");
+    EXPECT_EQ(row_of(output(b, 1)->matrix), "0 3 6 9");
+    EXPECT_EQ(input(b, 1)->matrix, nullptr);
+    EXPECT_EQ(input(b, 1)->matrixname, _vok_sym_nothing);
 
-TEST_F(MopBox, ARightInputKeepsItsPictureWhenTheLeftChangesSize)
-{
-    const boxed b(op_box("@op pass"));
-    const ramp four("char", 1, {4}), eight("float32", 1, {8});
-    b.take(four.name);
-    b.take(four.name, 1);
-    b.take(eight.name);
-    EXPECT_EQ(format_of(b.in(2)), "float32 1 8");
-    const boxed same(op_box("@op pass"));
-    same.take(eight.name);
-    same.take(four.name, 1);
-    EXPECT_EQ(row_of(b.in(2)), row_of(same.in(2)));
-    b.send("adapt", "0");
-    report_catcher reports;
-    EXPECT_EQ(b.take(four.name), VOK_ERR_MSTP); // char into float32: nothing changes its format
-    EXPECT_EQ(format_of(b.out(1)), "float32 1 8");
+    void *same = p.make("vok.op"); // keeps its picture when the left one changes size
+    ramp("floats", "float32", 8);
+    p.send(same, "0 vok_matrix floats");
+    p.send(same, "1 vok_matrix left");
+    p.send(b, "1 vok_matrix left");
+    p.send(b, "0 vok_matrix floats");
+    EXPECT_EQ(format_of(input(b, 2)->matrix), "float32 1 8");
+    EXPECT_EQ(row_of(input(b, 2)->matrix), row_of(input(same, 2)->matrix));
+    EXPECT_NE(p.complaint(b, "0 adapt 0", "0 vok_matrix left"), "");
+    EXPECT_EQ(format_of(output(b, 1)->matrix), "float32 1 8");
+
+    p.heard();
+    zan_in_scheduler(
+        [](void *x) {
+            for (int i = 0; i < 10; i++)
+                zan_send(x, 0, gensym("bang"), 0, nullptr);
+        },
+        b);
+    EXPECT_EQ(p.heard(), "");
+    while (zan_service())
+        ;
+    EXPECT_EQ(p.heard(), names(b, {1})) << "bangs in the scheduler merge";
 }
 
 TEST_F(MopBox, TheOutputModeDecides)
 {
     const struct {
-        long mode, calls;               // by a matrix at the left inlet
-        std::vector<long> matrix, bang; // outputs whose names come out; 0: the incoming one at output 1
+        long mode, calls;                         // by a matrix at the left inlet
+        std::initializer_list<long> matrix, bang; // outputs whose names come out
     } rows[] = {{0, 0, {}, {}},
                 {1, 1, {2, 1}, {2, 1}},
-                {2, 0, {0}, {2, 1}},
+                {2, 0, {}, {2, 1}},
                 {3, 0, {2, 1}, {2, 1}},
                 {7, 1, {2, 1}, {2, 1}}};
+    ramp("left", "char", 5);
     for (const auto &row : rows) {
         SCOPED_TRACE(row.mode);
-        const boxed b(count_box("@outputmode " + std::to_string(row.mode)));
-        ear e(b);
-        const ramp left("char", 1, {5});
-        const auto expected = [&](const std::vector<long> &outputs) {
-            heard all;
-            for (long i : outputs)
-                all.push_back(i ? out_message(b, i) : std::string("0: vok_matrix ") + left.name->name);
-            return all;
-        };
-        b.take(left.name);
-        EXPECT_EQ(e.take(), expected(row.matrix));
+        void *b = make("vok.test.count @outputmode " + std::to_string(row.mode));
+        EXPECT_EQ(p.ask(b, "0 vok_matrix left"), row.mode == 2 ? "0 vok_matrix left" : names(b, row.matrix));
         EXPECT_EQ(counter_of(b)->calls, row.calls);
-        EXPECT_EQ(format_of(b.out(2)), row.calls ? "char 1 5" : "char 4 1 1");
-        b.send("bang");
-        EXPECT_EQ(e.take(), expected(row.bang));
-        message(left, "setall", "7");
-        b.take(left.name, 1); // is taken whatever the mode
-        EXPECT_EQ(row_of(b.in(2)).substr(0, 1), "7");
+        EXPECT_EQ(format_of(output(b, 2)->matrix), row.calls ? "char 1 5" : "char 4 1 1");
+        EXPECT_EQ(p.ask(b, "0 bang"), names(b, row.bang));
+        EXPECT_EQ(message(vok_object_findregistered(gensym("left")), "setall", "7"), 0);
+        p.send(b, "1 vok_matrix left"); // is taken whatever the mode
+        EXPECT_EQ(row_of(input(b, 2)->matrix).substr(0, 1), "7");
     }
 }
 
@@ -166,153 +173,115 @@ TEST_F(MopBox, ArgumentsGiveTheFormat)
                 {"1 char 6 5 4", "char 1 6 5 4", 0},
                 {"40 nonsense 0 2", "char 32 1 2", 0},
                 {"1 char 6 @adapt 1", "char 1 6", 1}};
+    ramp("left", "char", 5);
     for (const auto &row : rows) {
         SCOPED_TRACE(row.arguments);
-        const boxed b(count_box(row.arguments));
-        EXPECT_EQ(format_of(b.out(2)), row.format);
-        EXPECT_EQ(format_of(b.in(2)), row.format);
+        void *b = p.make(std::string("vok.test.count ") + row.arguments);
+        EXPECT_EQ(format_of(output(b, 2)->matrix), row.format);
+        EXPECT_EQ(format_of(input(b, 2)->matrix), row.format);
         EXPECT_EQ(mop_of(b)->adapt, row.adapt);
-        const ramp left("char", 1, {5});
-        b.take(left.name);
-        EXPECT_EQ(format_of(b.out(1)), row.adapt ? "char 1 5" : row.format);
+        p.send(b, "0 vok_matrix left");
+        EXPECT_EQ(format_of(output(b, 1)->matrix), row.adapt ? "char 1 5" : row.format);
     }
 }
 
-TEST_F(MopBox, AnUnknownNameIsReportedAndChangesNothing)
+TEST_F(MopBox, WhatGoesWrongIsReportedAndNothingGoesOut)
 {
-    const boxed b(op_box("1 char 3"));
-    ear e(b);
-    report_catcher reports;
-    EXPECT_EQ(b.send("vok_matrix", "no_such_matrix"), 0);
-    EXPECT_EQ(b.send("vok_matrix"), 0);
-    zan_service();
-    EXPECT_NE(reports.one_error().find("matrix unknown"), std::string::npos);
-    b.send("vok_matrix", "no_such_matrix", 1);
-    zan_service();
-    EXPECT_NE(reports.one_error().find("matrix unknown"), std::string::npos);
-    EXPECT_EQ(e.take(), heard{});
-    EXPECT_EQ(format_of(b.out(1)), "char 1 3");
-}
-
-TEST_F(MopBox, AFailedCalculationIsReportedAndNothingGoesOut)
-{
-    const boxed b(count_box());
-    ear e(b);
-    report_catcher reports;
-    const ramp left("char", 1, {5});
-    counter_of(b)->answer = VOK_ERR_MSDM;
-    EXPECT_EQ(b.take(left.name), VOK_ERR_MSDM);
-    zan_service();
-    EXPECT_NE(reports.one_error().find("mismatch dim"), std::string::npos);
-    for (const vok_err other : {-2L, 1L}) { // no codes of the library
-        counter_of(b)->answer = other;
-        EXPECT_EQ(b.take(left.name), other);
-        EXPECT_NE(reports.one_error().find("error type unspecified"), std::string::npos);
+    void *b = make("vok.test.count 1 char 3");
+    for (const char *missing : {"0 vok_matrix no_such_matrix", "1 vok_matrix no_such_matrix"}) {
+        EXPECT_NE(p.complaint(b, missing).find("matrix unknown"), std::string::npos);
     }
-    EXPECT_EQ(e.take(), heard{});
-    EXPECT_EQ(b.input(1)->matrix, nullptr);
-}
-
-TEST_F(MopBox, BangsInTheSchedulerMerge)
-{
-    const boxed b(op_box());
-    ear e(b);
-    const auto bangs = [](void *x) {
-        for (int i = 0; i < 10; i++)
-            zan_send(x, 0, gensym("bang"), 0, nullptr);
-    };
-    zan_in_scheduler(bangs, b);
-    EXPECT_EQ(e.take(), heard{});
-    while (zan_service())
-        ;
-    EXPECT_EQ(e.take(), heard{out_message(b, 1)});
+    p.send(b, "0 vok_matrix");
+    ramp("left", "char", 5);
+    const std::pair<vok_err, const char *> answers[] = {
+        {VOK_ERR_MSDM, "mismatch dim"}, {-2, "error type unspecified"}, {1, "error type unspecified"}};
+    for (const auto &[code, said] : answers) {
+        counter_of(b)->answer = code;
+        atom left = A("left");
+        EXPECT_EQ(zan_vok_mop_vok_matrix(b, nullptr, 1, &left), code);
+        EXPECT_NE(p.errors().find(said), std::string::npos) << code;
+    }
+    EXPECT_EQ(p.heard(), "");
+    EXPECT_EQ(input(b, 1)->matrix, nullptr);
+    EXPECT_EQ(format_of(output(b, 1)->matrix), "char 1 3");
 }
 
 // ---- procs ----
 
 std::string proc_log;
 
-vok_err log_output_proc(vok_mop *mop, vok_mop_io *io, void *matrix)
+vok_err log_output_proc(vok_mop *, vok_mop_io *io, void *matrix)
 {
-    proc_log += "out " + format_of(static_cast<vok_matrix *>(io->matrix)) + " from " +
-                format_of(static_cast<vok_matrix *>(matrix)) + ";";
+    proc_log += "out " + format_of(io->matrix) + " from " + format_of(matrix) + ";";
     return 0;
 }
 
-vok_err log_mproc(void *x, vok_mop *mop)
+vok_err log_mproc(void *, vok_mop *mop)
 {
-    proc_log +=
-        std::string("mproc ") + static_cast<vok_mop_io *>(vok_mop_getinput(mop, 1))->matrixname->name + ";";
+    proc_log += std::string("mproc ") + static_cast<vok_mop_io *>(vok_mop_getinput(mop, 1))->matrixname->name;
     return VOK_ERR_EROR;
 }
 
 TEST_F(MopBox, ProcsReplaceCopyingAdaptingAndCalculating)
 {
-    const boxed b(count_box());
-    const ramp left("char", 1, {5}, "test_proc_left");
-    b.input(2)->ioproc = vok_mop_ioproc_copy_adapt;
-    b.output(1)->ioproc = log_output_proc;
+    void *b = make("vok.test.count");
+    ramp("left", "char", 5);
+    input(b, 2)->ioproc = vok_mop_ioproc_copy_adapt;
+    output(b, 1)->ioproc = log_output_proc;
     mop_of(b)->special = reinterpret_cast<void *>(log_mproc);
-    ear e(b);
-    b.take(left.name, 1);
-    EXPECT_EQ(format_of(b.in(2)), "char 1 5");
-    proc_log.clear();
-    EXPECT_EQ(b.take(left.name), 0);
-    EXPECT_EQ(proc_log, "out char 4 1 1 from char 1 5;mproc test_proc_left;"); // it isn't adapted
-    EXPECT_EQ(format_of(b.out(2)), "char 1 5");
+    p.send(b, "1 vok_matrix left");
+    EXPECT_EQ(format_of(input(b, 2)->matrix), "char 1 5");
+    p.send(b, "0 vok_matrix left");
+    EXPECT_EQ(proc_log, "out char 4 1 1 from char 1 5;mproc left"); // it isn't adapted
+    EXPECT_EQ(format_of(output(b, 2)->matrix), "char 1 5");
     EXPECT_EQ(counter_of(b)->calls, 0);
-    EXPECT_EQ(e.take(), heard{});
+    EXPECT_EQ(p.heard(), "");
 }
 
 // ---- names ----
 
 TEST_F(MopBox, AnInputTakesTheMatrixThatHasItsName)
 {
-    const boxed b(op_box());
-    const ramp other("char", 1, {3}, "test_shared");
-    b.send("in2_name", "test_shared");
-    EXPECT_EQ(b.in(2), other);
-    b.send("in2_name", "test_shared"); // again: nothing to do
-    b.send("in2_name");
-    EXPECT_NE(b.input(2)->matrixname, other.name);
-    EXPECT_EQ(vok_object_findregistered(b.input(2)->matrixname), b.in(2));
+    void *b = p.make("vok.op");
+    const auto named = [](const char *name) { return vok_object_findregistered(gensym(name)); };
+    ramp("shared", "char", 3);
+    p.send(b, "0 in2_name shared");
+    EXPECT_EQ(input(b, 2)->matrix, named("shared"));
+    p.send(b, "0 in2_name shared"); // again: nothing to do
+    p.send(b, "0 in2_name");
+    EXPECT_NE(input(b, 2)->matrixname, gensym("shared"));
+    EXPECT_EQ(named(input(b, 2)->matrixname->name), input(b, 2)->matrix);
 
-    report_catcher reports;
-    void *list = vok_object_new_imp(_vok_sym_vok_linklist, 0, 0, 0, 0, 0, 0, 0, 0);
-    vok_object_register(list, gensym("test_no_matrix"));
-    b.send("out_name", "test_no_matrix");
-    EXPECT_EQ(reports.one_error(), "test_no_matrix exists and is not a matrix");
+    void *list = vok_object_new(_vok_sym_vok_linklist);
+    vok_object_register(list, gensym("no_matrix"));
+    EXPECT_EQ(p.complaint(b, "0 out_name no_matrix"), "no_matrix exists and is not a matrix");
     vok_object_free(list);
-    b.send("out_name", "test_new_name");
-    EXPECT_EQ(vok_object_findregistered(gensym("test_new_name")), b.out(1));
-    vok_object_register(b.out(1), gensym("test_taken_away"));
-    b.send("out_name", "test_new_name");
-    EXPECT_EQ(reports.one_error(), "loss of matrix sync test_new_name");
+    p.send(b, "0 out_name new_name");
+    EXPECT_EQ(named("new_name"), output(b, 1)->matrix);
+    vok_object_register(output(b, 1)->matrix, gensym("taken_away"));
+    EXPECT_EQ(p.complaint(b, "0 out_name new_name"), "loss of matrix sync new_name");
     for (const char *left : {"in_name", "in_dim", "in_type"}) // there is nothing to set
         EXPECT_EQ(zan_vok_obex_attr_getobject(b, gensym(left)), nullptr) << left;
 }
 
 TEST_F(MopBox, GoesOnWhenItsMatrixIsFreedUnderIt)
 {
-    const boxed b(op_box("@op + @in2_name test_freed"));
-    const boxed sharing(op_box("@out_name test_freed"));
-    ear e(b);
-    const ramp left("char", 1, {3});
-    b.take(left.name);
-    EXPECT_EQ(format_of(sharing.out(1)), "char 1 3");
-    void *doomed = b.in(2);
+    void *b = make("vok.op @op + @in2_name freed"), *sharing = p.make("vok.op @out_name freed");
+    ramp("left", "char", 3);
+    p.send(b, "0 vok_matrix left");
+    EXPECT_EQ(format_of(output(sharing, 1)->matrix), "char 1 3");
+    void *doomed = input(b, 2)->matrix;
     vok_object_free(doomed); // one reference each
     vok_object_free(doomed);
-    auto *in_its_place = static_cast<vok_matrix *>(vok_object_findregistered(gensym("test_freed")));
+    void *in_its_place = vok_object_findregistered(gensym("freed"));
     ASSERT_TRUE(in_its_place);
     EXPECT_EQ(format_of(in_its_place), "char 1 3");
-    EXPECT_NE(b.input(2)->matrixname, gensym("test_freed"));
-    e.take();
-    b.take(left.name);
-    EXPECT_EQ(e.take(), heard{out_message(b, 1)});
-    EXPECT_EQ(row_of(b.out(1)), "0 1 2");
-    EXPECT_EQ(vok_object_findregistered(b.input(2)->matrixname), b.in(2));
-    while (in_its_place == vok_object_findregistered(gensym("test_freed")))
+    EXPECT_NE(input(b, 2)->matrixname, gensym("freed"));
+    p.heard();
+    EXPECT_EQ(p.ask(b, "0 vok_matrix left"), names(b, {1}));
+    EXPECT_EQ(row_of(output(b, 1)->matrix), "0 1 2");
+    EXPECT_EQ(vok_object_findregistered(input(b, 2)->matrixname), input(b, 2)->matrix);
+    while (in_its_place == vok_object_findregistered(gensym("freed")))
         vok_object_free(in_its_place); // nobody's
 }
 
@@ -322,7 +291,7 @@ TEST_F(MopBox, MayBeFreedByItsOwnOutput)
     zan_class *c = class_new("test_end", nullptr, nullptr, sizeof(object), nullptr, 0);
     const auto hear = [](void *, symbol *, long, atom *) { object_free(std::exchange(victim, nullptr)); };
     class_addmethod(c, erase(hear), "vok_matrix", argtype_gimme, 0);
-    void *x = victim = count_box(), *end = object_alloc(c);
+    void *x = victim = newinstance(gensym("vok.test.count"), 0, nullptr), *end = object_alloc(c);
     zan_connect(x, 1, end, 0);
     zan_send(x, 0, gensym("bang"), 0, nullptr);
     EXPECT_EQ(zan_object_count(gensym("vok_test_count")), 0);
@@ -331,110 +300,90 @@ TEST_F(MopBox, MayBeFreedByItsOwnOutput)
 
 // ---- attributes ----
 
-std::string got(void *box, const char *name)
-{
-    long argc = 0;
-    atom *argv = nullptr;
-    EXPECT_EQ(zan_vok_obex_attr_get(box, gensym(name), &argc, &argv), 0) << name;
-    const std::string text = text_of(gensym(name), argc, argv);
-    sysmem_freeptr(argv);
-    return text;
-}
-
 TEST_F(MopBox, AFormatAttributeGoesWhereItsNameSays)
 {
     const struct {
-        const char *attribute, *values, *in2, *out, *out2;
-    } rows[] = {{"type", "char", "char 2 3 4", "char 2 3 4", "long 2 3 4"},
-                {"type", "nonsense", "long 2 3 4", "long 2 3 4", "long 2 3 4"},
-                {"out2_type", "float64", "long 2 3 4", "long 2 3 4", "float64 2 3 4"},
-                {"in2_type", "float32", "float32 2 3 4", "long 2 3 4", "long 2 3 4"},
-                {"planecount", "1", "long 1 3 4", "long 1 3 4", "long 2 3 4"},
-                {"out2_planecount", "99", "long 2 3 4", "long 2 3 4", "long 32 3 4"},
-                {"dim", "5", "long 2 5", "long 2 5", "long 2 3 4"},
-                {"in2_dim", "6 7 8", "long 2 6 7 8", "long 2 3 4", "long 2 3 4"}};
+        const char *message, *formats; // of input 2 and the outputs
+        std::string got;               // of the attribute, out of dumpout
+    } rows[] = {{"type char", "char 2 3 4, char 2 3 4, long 2 3 4", "type char"},
+                {"type nonsense", "long 2 3 4, long 2 3 4, long 2 3 4", "type long"},
+                {"out2_type float64", "long 2 3 4, long 2 3 4, float64 2 3 4", "out2_type float64"},
+                {"in2_type float32", "float32 2 3 4, long 2 3 4, long 2 3 4", "in2_type float32"},
+                {"planecount 1", "long 1 3 4, long 1 3 4, long 2 3 4", "planecount 1"},
+                {"out2_planecount 99", "long 2 3 4, long 2 3 4, long 32 3 4", "out2_planecount 32"},
+                {"dim 5", "long 2 5, long 2 5, long 2 3 4", "dim 5"},
+                {"in2_dim 6 7 8", "long 2 6 7 8, long 2 3 4, long 2 3 4", "in2_dim 6 7 8"},
+                {"outputmode 3", "long 2 3 4, long 2 3 4, long 2 3 4", "outputmode 3"}};
     for (const auto &row : rows) {
-        SCOPED_TRACE(row.attribute);
-        const boxed b(count_box("2 long 3 4"));
-        b.output(2)->typelink = b.output(2)->dimlink = b.output(2)->planelink = 0;
-        b.send(row.attribute, row.values);
-        EXPECT_EQ(format_of(b.in(2)), row.in2);
-        EXPECT_EQ(format_of(b.out(1)), row.out);
-        EXPECT_EQ(format_of(b.out(2)), row.out2);
-        EXPECT_NE(got(b, row.attribute), row.attribute);
+        SCOPED_TRACE(row.message);
+        void *b = make("vok.test.count 2 long 3 4");
+        output(b, 2)->typelink = output(b, 2)->dimlink = output(b, 2)->planelink = 0;
+        p.send(b, std::string("0 ") + row.message);
+        EXPECT_EQ(formats_of(b), row.formats);
+        EXPECT_EQ(p.ask(b, "0 get" + row.got.substr(0, row.got.find(' '))), "2 " + row.got);
     }
-}
-
-TEST_F(MopBox, DimsWithoutExtents)
-{
-    const boxed b(count_box("2 long 3 4"));
+    void *b = make("vok.test.count 2 long 3 4"); // no extents
     atom none;
-    zan_vok_mop_dim(b, zan_vok_obex_attr_getobject(b, gensym("dim")), 0, &none);
-    EXPECT_EQ(format_of(b.out(1)), "long 2 1 1");
-    zan_vok_mop_dim(b, zan_vok_obex_attr_getobject(b, gensym("in2_dim")), 0, &none);
-    EXPECT_EQ(format_of(b.in(2)), "long 2 1");
-    EXPECT_EQ(zan_vok_mop_dim(b, zan_vok_obex_attr_getobject(b, gensym("dim")), 0, nullptr), VOK_ERR_EROR);
-    EXPECT_EQ(got(b, "dim"), "dim 1 1");
-    EXPECT_EQ(got(b, "outputmode"), "outputmode 1");
+    const auto set = [&](const char *name, atom *argv) {
+        return zan_vok_mop_dim(b, zan_vok_obex_attr_getobject(b, gensym(name)), 0, argv);
+    };
+    EXPECT_EQ(set("dim", &none), 0);
+    EXPECT_EQ(formats_of(b), "long 2 1 1, long 2 1 1, long 2 1 1");
+    EXPECT_EQ(set("in2_dim", &none), 0);
+    EXPECT_EQ(formats_of(b), "long 2 1, long 2 1 1, long 2 1 1");
+    EXPECT_EQ(set("dim", nullptr), VOK_ERR_EROR);
 }
 
 TEST_F(MopBox, FlagsLeaveFeaturesOut)
 {
-    const struct {
-        long flag;
-        std::vector<const char *> messages, attributes;
-    } rows[] = {
-        {ZAN_VOK_MOP_NO_MATRIX, {"vok_matrix"}, {}},
-        {ZAN_VOK_MOP_NO_BANG, {"bang"}, {}},
-        {ZAN_VOK_MOP_NO_OUTPUTMATRIX, {"outputmatrix", "outputmatrix_usurp_low"}, {}},
-        {ZAN_VOK_MOP_NO_NAME, {}, {"in2_name", "out_name", "out2_name"}},
-        {ZAN_VOK_MOP_NO_TYPE, {}, {"in2_type", "type", "out2_type"}},
-        {ZAN_VOK_MOP_NO_DIM, {}, {"in2_dim", "dim", "out2_dim"}},
-        {ZAN_VOK_MOP_NO_PLANECOUNT, {}, {"in2_planecount", "planecount", "out2_planecount"}},
-        {ZAN_VOK_MOP_NO_CLEAR, {"clear", "clear_defer"}, {}},
-        {ZAN_VOK_MOP_NO_NOTIFY, {"notify"}, {}},
-        {ZAN_VOK_MOP_NO_ADAPT, {}, {"adapt"}},
-        {ZAN_VOK_MOP_NO_OUTPUTMODE, {}, {"outputmode"}},
+    const std::pair<long, std::vector<const char *>> rows[] = {
+        {ZAN_VOK_MOP_NO_MATRIX, {"vok_matrix"}},
+        {ZAN_VOK_MOP_NO_BANG, {"bang"}},
+        {ZAN_VOK_MOP_NO_OUTPUTMATRIX, {"outputmatrix", "outputmatrix_usurp_low"}},
+        {ZAN_VOK_MOP_NO_NAME, {"in2_name", "out_name", "out2_name"}},
+        {ZAN_VOK_MOP_NO_TYPE, {"in2_type", "type", "out2_type"}},
+        {ZAN_VOK_MOP_NO_DIM, {"in2_dim", "dim", "out2_dim"}},
+        {ZAN_VOK_MOP_NO_PLANECOUNT, {"in2_planecount", "planecount", "out2_planecount"}},
+        {ZAN_VOK_MOP_NO_CLEAR, {"clear", "clear_defer"}},
+        {ZAN_VOK_MOP_NO_NOTIFY, {"notify"}},
+        {ZAN_VOK_MOP_NO_ADAPT, {"adapt"}},
+        {ZAN_VOK_MOP_NO_OUTPUTMODE, {"outputmode"}},
+        {ZAN_VOK_MOP_PROBE_ONLY, {}},
     };
-    classes::get();
-    for (const auto &left_out : rows) {
-        zan_class *c = new_box_class("test_flags", "vok_test_count", left_out.flag);
-        const boxed b(new_box(c, "vok_test_count"));
-        for (const auto &row : rows) {
-            const bool there = row.flag != left_out.flag;
-            for (const char *name : row.messages)
-                EXPECT_EQ(class_mess(c, gensym(name)) != nullptr, there) << name;
-            for (const char *name : row.attributes) {
-                EXPECT_EQ(zan_vok_obex_attr_getobject(b, gensym(name)) != nullptr, there) << name;
-                EXPECT_EQ(class_mess(c, gensym(name)) != nullptr, there) << name;
-            }
-        }
+    zan_class *wrapped = vok_class_findbyname(gensym("vok_test_count"));
+    for (const auto &[flag, left_out] : rows) {
+        zan_class *c = class_new("test_flags", nullptr, nullptr, sizeof(object) + 8, nullptr, 0);
+        zan_vok_class_obex_setup(c, sizeof(object));
+        EXPECT_EQ(zan_vok_class_mop_wrap(c, wrapped, flag), 0);
+        EXPECT_TRUE(class_mess(c, gensym("vok_matrix_startprobe")));
+        for (const auto &[other, names] : rows)
+            for (const char *name : names) // those of attributes are messages too
+                EXPECT_EQ(!class_mess(c, gensym(name)), other == flag || flag == ZAN_VOK_MOP_PROBE_ONLY) << name;
     }
-    zan_class *probed = new_box_class("test_probed", "vok_test_count", ZAN_VOK_MOP_PROBE_ONLY);
-    EXPECT_TRUE(class_mess(probed, gensym("vok_matrix_startprobe")));
-    EXPECT_FALSE(class_mess(probed, gensym("vok_matrix")));
-    EXPECT_FALSE(class_mess(probed, gensym("adapt")));
 }
 
 // ---- live boxes ----
 
-TEST_F(MopBox, ResizedOutputsKeepDumpoutRightmost)
+TEST_F(MopBox, ResizedOutputsKeepTheirCordsAndDumpoutRightmost)
 {
-    const boxed b(count_box("1 char 4"));
-    vok_matrix *first = b.out(1);
+    void *b = make("vok.test.count 1 char 4"), *first = output(b, 1)->matrix;
+    long before = 2, heard_as = 2; // the number that dumpout has for the ear
     for (const long count : {4L, 1L, 3L}) {
         EXPECT_EQ(zan_vok_mop_outputs_resize(b, count), 0);
         ASSERT_EQ(outlet_count(b), count + 1);
         EXPECT_EQ(zan_vok_obex_dumpout_get(b), outlet_nth(b, count));
-        EXPECT_EQ(b.out(1), first);
-        ear e(b);
-        b.send("bang");
-        heard expected;
-        for (long i = count; i >= 1; i--)
-            expected.push_back(out_message(b, i));
-        EXPECT_EQ(e.take(), expected);
-        b.send("getadapt");
-        EXPECT_EQ(e.take(), heard{std::to_string(count) + ": adapt 0"});
+        EXPECT_EQ(output(b, 1)->matrix, first);
+        if (count > before) { // what is new has no cords
+            EXPECT_EQ(p.ask(b, "0 getadapt"), "");
+            p.listen(b, 0, before);
+            heard_as = count;
+        }
+        std::string all = names(b, {1});
+        for (long i = 2; i <= count; i++)
+            all = names(b, {i}) + "; " + all;
+        EXPECT_EQ(p.ask(b, "0 bang"), all);
+        EXPECT_EQ(p.ask(b, "0 getadapt"), std::to_string(heard_as) + " adapt 0");
+        before = count;
     }
     EXPECT_EQ(zan_vok_mop_outputs_resize(b, -2), 0);
     EXPECT_EQ(outlet_count(b), 1);
@@ -442,48 +391,38 @@ TEST_F(MopBox, ResizedOutputsKeepDumpoutRightmost)
 
 TEST_F(MopBox, ResizedInputsHaveInletsAndMatrices)
 {
-    const boxed b(count_box());
-    const ramp m("char", 1, {5});
+    void *b = p.make("vok.test.count");
+    ramp("five", "char", 5);
     for (const long count : {4L, 1L, 3L, 0L, 2L}) {
         EXPECT_EQ(zan_vok_mop_inputs_resize(b, count), 0);
         for (long i = 2; i <= count; i++) {
-            vok_mop_ioproc_copy_adapt(nullptr, b.input(i), m); // shows which one hears
-            b.take(m.name, i - 1);
-            EXPECT_EQ(row_of(b.in(i)), "0 1 2 3 4");
+            input(b, i)->ioproc = vok_mop_ioproc_copy_adapt; // shows which one hears
+            p.send(b, std::to_string(i - 1) + " vok_matrix five");
+            EXPECT_EQ(row_of(input(b, i)->matrix), "0 1 2 3 4");
         }
-        EXPECT_EQ(b.input(count + 1), nullptr);
-        report_catcher reports;
-        b.take(m.name, std::max(count, 1L));
-        EXPECT_EQ(reports.take().size(), 1u) << "no such inlet";
+        EXPECT_EQ(input(b, count + 1), nullptr);
+        EXPECT_NE(p.complaint(b, std::to_string(std::max(count, 1L)) + " vok_matrix five"), "") << "no such inlet";
     }
 }
 
 TEST_F(MopBox, OfAVariableNumberAnswersByMessages)
 {
-    const boxed b(variable_box(3, 2));
-    ear e(b);
-    EXPECT_EQ(b.input(3)->ioname, gensym("in3"));
-    b.send("in2_dim", "6 5");
-    b.send("getin2_dim");
-    EXPECT_EQ(e.take(), heard{"2: dim 6 5"});
-    b.send("out2_type", "float32");
-    b.send("in3_planecount", "2");
-    EXPECT_EQ(format_of(b.out(2)), "float32 4 1 1");
-    EXPECT_EQ(format_of(b.in(3)), "char 2 1 1");
-    b.send("in3_name", "test_variable_name");
-    b.send("getin3_name");
-    EXPECT_EQ(e.take(), heard{"2: name test_variable_name"});
-    for (const char *word : {"getin2_info", "getin2_data", "getin2_lock"}) // the matrix's private messages
-        b.send(word);
-    EXPECT_EQ(e.take(), heard{});
-    EXPECT_EQ(b.send("in_dim", "9"), 0); // the left input is somebody else's
-    EXPECT_EQ(b.send("in9_dim", "9"), 0);
-    EXPECT_EQ(b.send("nonsense"), VOK_ERR_EROR);
-    EXPECT_EQ(b.send("other_dim", "9"), VOK_ERR_EROR);
+    void *b = make("vok.test.variable @inputs 3 @outputs 2");
+    EXPECT_EQ(input(b, 3)->ioname, gensym("in3"));
+    for (const char *message :
+         {"in2_dim 6 5", "getin2_dim", "out2_type float32", "in3_planecount 2", "in3_name variable_name",
+          "getin3_name", "getin2_info", "getin2_data", "getin2_lock", "in_dim 9",
+          "in9_dim 9"}) // private messages; the left input is somebody else's
+        p.send(b, std::string("0 ") + message);
+    EXPECT_EQ(p.heard(), "2 dim 6 5; 2 name variable_name");
+    EXPECT_EQ(format_of(output(b, 2)->matrix), "float32 4 1 1");
+    EXPECT_EQ(format_of(input(b, 3)->matrix), "char 2 1 1");
+    for (const char *unknown : {"nonsense", "other_dim"})
+        EXPECT_EQ(zan_vok_mop_variable_anything(b, gensym(unknown), 0, nullptr), VOK_ERR_EROR);
     EXPECT_EQ(zan_vok_mop_variable_anything(nullptr, gensym("in2_dim"), 0, nullptr), VOK_ERR_INVP);
 }
 
-TEST_F(MopBox, NamesAddress)
+TEST_F(MopBox, NamesAddressAndPortsSayWhatTheyAre)
 {
     const struct {
         const char *name;
@@ -499,11 +438,7 @@ TEST_F(MopBox, NamesAddress)
         EXPECT_EQ(index, row.index) << row.name;
     }
     EXPECT_EQ(zan_vok_mop_parse_name(nullptr, nullptr, nullptr), VOK_ERR_INVP);
-}
-
-TEST_F(MopBox, InletsAndOutletsSayWhatTheyAre)
-{
-    const boxed b(count_box());
+    void *b = p.make("vok.test.count");
     char text[512];
     for (const auto &[kind, index, said] :
          {std::tuple{1L, 1L, "(matrix) in2"}, {2, 0, "(matrix) out"}, {2, 2, "dumpout"}}) {
@@ -511,22 +446,6 @@ TEST_F(MopBox, InletsAndOutletsSayWhatTheyAre)
         EXPECT_STREQ(text, said);
     }
     EXPECT_NE(zan_vok_mop_assist(b, nullptr, 1, 2, text), 0);
-}
-
-TEST_F(MopBox, NoBoxIsNoOperator)
-{
-    void *list = vok_object_new_imp(_vok_sym_vok_linklist, 0, 0, 0, 0, 0, 0, 0, 0);
-    for (void *x : {static_cast<void *>(nullptr), list}) {
-        EXPECT_EQ(zan_vok_mop_vok_matrix(x, nullptr, 0, nullptr), VOK_ERR_EROR);
-        EXPECT_EQ(zan_vok_mop_outputmatrix(x), VOK_ERR_EROR);
-        EXPECT_EQ(zan_vok_mop_inputs_resize(x, 1), VOK_ERR_INVP);
-        EXPECT_EQ(zan_vok_mop_outputs_resize(x, 1), VOK_ERR_INVP);
-        EXPECT_EQ(zan_vok_mop_getoutputmode(x), 0);
-        EXPECT_EQ(zan_vok_mop_getinput(x, 1), nullptr);
-        zan_vok_mop_free(x);
-    }
-    EXPECT_EQ(zan_vok_object_mop_wrap(nullptr, list, 0), VOK_ERR_EROR);
-    vok_object_free(list);
 }
 
 } // namespace
