@@ -86,8 +86,7 @@ void set(const patch &p, const std::string &setting)
         symbol **names = nullptr;
         object_attr_getnames(box, &count, &names);
         std::vector<std::string> known = texts_of(count, names);
-        std::erase_if(known,
-                      [&](const auto &each) { return !object_attr_usercanset(box, gensym(each.c_str())); });
+        std::erase_if(known, [&](const auto &each) { return !object_attr_usercanset(box, gensym(each.c_str())); });
         throw failure(wrong_use, "run: --set " + setting + ": " + object_classname(box)->name +
                                      " has no attribute " + name + " to set" + did_you_mean(name, known));
     }

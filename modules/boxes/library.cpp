@@ -192,7 +192,7 @@ void assist(void *x, void *, long in_or_out, long index, char *text)
 {
     const bool holds = object_classname(x) == matrix_box();
     strncpy_zero(text,
-                 in_or_out == 1 ? (holds ? "vok_matrix, bang and messages to the matrix" : "messages")
+                 in_or_out == 1        ? (holds ? "vok_matrix, bang and messages to the matrix" : "messages")
                  : holds && index == 0 ? "(matrix) out"
                                        : "dumpout",
                  512);
