@@ -125,6 +125,7 @@ vok_err vok_object_init(void)
         return VOK_ERR_NONE;
     _vok_object_init = 1; // ahead of all: the steps come back here through vok_class_new
     for (const step &s : steps)
-        s.run();
+        if (s.run())
+            object_error(nullptr, "start-up: %s failed", s.name);
     return VOK_ERR_NONE;
 }

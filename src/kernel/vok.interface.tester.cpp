@@ -8,6 +8,7 @@
 #include <vokra/commonsyms.h>
 #include <vokra/kernel.h>
 
+#include "kernel/atoms.h"
 #include "kernel/class_table.h"
 #include "kernel/message.h"
 
@@ -40,13 +41,11 @@ void tester_print(tester *x)
     symbol **names = nullptr;
     object_attr_getnames(x, &count, &names);
     for (long i = 0; i < count; ++i) {
-        long argc = 0;
-        atom *argv = nullptr;
-        object_attr_getvalueof(x, names[i], &argc, &argv);
+        vok::atom_array value;
+        object_attr_getvalueof(x, names[i], &value.argc, &value.argv);
         char text[512] = "";
-        if (argv)
-            atoms_totext(argc, argv, text, sizeof text);
-        sysmem_freeptr(argv);
+        if (value.argv)
+            atoms_totext(value.argc, value.argv, text, sizeof text);
         vok_object_post(x, "vok_interface_tester: %s %s", names[i]->name, text);
     }
     sysmem_freeptr(names);

@@ -81,7 +81,7 @@ void parallel(void *, long on)
 // may still hold it; only its workers go.
 void parallelthreads(void *, long count)
 {
-    _vok_parallelthreads = std::clamp(count, 0L, 8L);
+    _vok_parallelthreads = std::clamp(count, 0L, long{VOK_PARALLEL_MAX_WORKERS});
     if (auto *task = static_cast<parallel_task *>(_vok_parallel_task)) {
         object_free(task->workers);
         task->workers = nullptr;

@@ -1,6 +1,7 @@
 // Plain memory and handles, and the register of live blocks: a debugging aid that a user
 // turns on to find leaks and mismatched frees. It posts and never prevents anything.
 #include <mutex>
+#include <new>
 #include <unordered_map>
 
 #include <zan/zan.h>
@@ -40,7 +41,7 @@ void complain(const char *format, void *ptr, long size, long which)
 } // namespace
 
 void vok_memory_register(void *ptr, long size, long which)
-{
+try {
     memory_table &t = table();
     if (!ptr) {
         complain("vok_memory_register ptr=%x size=%d pool=%d (NULL)", ptr, size, which);
@@ -56,6 +57,7 @@ void vok_memory_register(void *ptr, long size, long which)
         complain("could be memory leak of harmless mismatch of vok_getbytes(), with zan freebytes()", ptr, size,
                  which);
     }
+} catch (const std::bad_alloc &) { // the block is complained of when it goes
 }
 
 void vok_memory_unregister(void *ptr, long size, long which)

@@ -1,8 +1,8 @@
 // The messages importattrs and exportattrs that every class has: user-settable
 // attributes as elements of a small XML file. The document is reached by class name and
 // messages, so a library without it answers 0.
+#include <algorithm>
 #include <cstring>
-#include <string>
 
 #include <zan/zan.h>
 
@@ -73,11 +73,10 @@ vok_err vok_object_exportattrs(void *x, symbol *, long argc, atom *argv)
     vok::send(document.x, gensym("appendchild"), root);
 
     if (symbol *classname = object_classname(x)) {
-        std::string dotted = classname->name;
-        for (char &c : dotted)
-            if (c == '_')
-                c = '.';
-        set_text(root, "class", gensym(dotted.c_str()));
+        char dotted[256];
+        strncpy_zero(dotted, classname->name, sizeof dotted);
+        std::replace(dotted, dotted + std::strlen(dotted), '_', '.');
+        set_text(root, "class", gensym(dotted));
     }
 
     long count = 0;

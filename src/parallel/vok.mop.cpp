@@ -1,9 +1,7 @@
 // The matrix operator: the adornment that tells how many matrices a class takes and
 // gives, with one vok_mop_io record for each. It touches no cells: its records are
 // descriptions, and the class's matrix_calc does the work.
-#include <algorithm>
 #include <cstdarg>
-#include <cstdio>
 
 #include <vokra/attributes.h>
 #include <vokra/commonsyms.h>

@@ -5,7 +5,6 @@
 #include <array>
 #include <utility>
 
-#include <vokra/memory.h>
 #include <vokra/parallel_ndim.h>
 #include <vokra/parallel_pool.h>
 #include <zan/zan.h>
@@ -102,6 +101,10 @@ void vok_parallel_ndim_calc(vok_parallel_ndim *record)
     auto *task = static_cast<parallel_task *>(_vok_parallel_task);
     if (!task) {
         task = parallel_task_new(record, workerproc, _vok_parallelthreads);
+        if (!task) { // memory is out
+            vok_parallel_ndim_single(record);
+            return;
+        }
         _vok_parallel_task = task;
     }
     parallel_task_data(task, record);
@@ -142,23 +145,22 @@ void vok_parallel_ndim_multi(void *arg)
 
     const vok_parallel_ndim_worker worker = {record, workers, id, {0, offset}, {dim[0], rows}};
     frame f = frame_of(*record, dim, worker);
+    vok_matrix_info infos[max_io]; // the slice's own
     const long count = io_count(*record);
     for (long i = 0; i < count; ++i) {
         const vok_parallel_ndim_io &io = record->io[i];
-        auto *info = static_cast<vok_matrix_info *>(vok_getbytes(sizeof(vok_matrix_info)));
         unsigned char *bp = io.bp;
-        *info = *io.minfo;
+        vok_matrix_info &info = infos[i];
+        info = *io.minfo;
         if (!(io.flags & VOK_PARALLEL_NDIM_IO_WHOLE)) {
-            bp += info->dimstride[1] * offset;
-            info->dim[1] = std::min(rows, info->dim[1]);
+            bp += info.dimstride[1] * offset;
+            info.dim[1] = std::min(rows, info.dim[1]);
         }
-        f.io[2 * i] = vok::word(info);
+        f.io[2 * i] = vok::word(&info);
         f.io[2 * i + 1] = vok::word(bp);
     }
     if (rows > 0)
         callers[static_cast<size_t>(count)](record->calc, f);
-    for (long i = 0; i < count; ++i)
-        vok_freebytes(reinterpret_cast<void *>(f.io[2 * i]), sizeof(vok_matrix_info));
 }
 
 void vok_parallel_ndim_simplecalc1(zan_method calc, void *data, long dimcount, long *dim, long planecount,
