@@ -9,24 +9,14 @@ struct sender {
 };
 
 vok_mouse_info mouse, wheel;
-bool has_mouse;
+using words = std::vector<std::string>;
 
 class Listener : public testing::Test {
   protected:
     void SetUp() override
     {
-        initialize();
         zan_set_clock(zan_clock_virtual);
-        static quick_class quick = [] {
-            quick_class q("vok_sender", sizeof(sender));
-            q.value("level", "long", offsetof(sender, level));
-            q.message("get_mouse_info", [](sender *) { return has_mouse ? &mouse : nullptr; });
-            q.message("get_mousewheel_info", [](sender *) { return &wheel; });
-            return q;
-        }();
-        senders = quick.c;
-        has_mouse = false;
-        name = vok_symbol_unique();
+        mouse.message = nullptr;
     }
     void TearDown() override
     {
@@ -36,81 +26,64 @@ class Listener : public testing::Test {
     }
     void listen(symbol *to)
     {
-        atom a;
-        atom_setsym(&a, to);
+        atom a = A(to->name);
         listener = static_cast<vok_listener *>(vok_object_new(S("vok_listener"), 1L, &a));
-        ASSERT_NE(listener, nullptr);
         const vok_listener_callback callback = [](void *data, symbol *subjectname, symbol *message, long argc,
                                                   atom *argv) {
             auto *t = static_cast<Listener *>(data);
-            char text[1024];
-            atoms_totext(argc, argv, text, sizeof text);
             EXPECT_EQ(subjectname, t->name);
-            t->heard.push_back(std::string(message->name) + (argc ? " " : "") + text);
+            t->heard.push_back(message->name + (argc ? " " + text_of(argc, argv) : ""));
             if (t->frees)
-                object_free(t->listener), t->listener = nullptr;
+                object_free(std::exchange(t->listener, nullptr));
         };
-        vok_object_method(listener, S("setcallback"), callback);
-        vok_object_method(listener, S("setcbdata"), this);
-        EXPECT_EQ(vok_object_method(listener, S("getcbdata")), reinterpret_cast<zan_word>(this));
+        send(listener, "setcallback", callback);
+        send(listener, "setcbdata", this);
+        EXPECT_EQ(send(listener, "getcbdata"), W(this));
     }
-    void appear() { subject = vok_object_register(vok_object_alloc(senders), name); }
-    void notify(const char *message, void *data = nullptr) { vok_object_notify(subject, S(message), data); }
-    void let_pass(double ms) { zan_run_until(systimer_gettime() + ms); }
-    // Whether the listener is attached when it has polled, as a notice shows.
-    bool attached()
+    void appear()
     {
-        let_pass(5);
+        static const quick_class k =
+            quick_class("vok_sender", sizeof(sender))
+                .value("level", "long", offsetof(sender, level))
+                .message("get_mouse_info", [](sender *) { return mouse.message ? &mouse : nullptr; })
+                .message("get_mousewheel_info", [](sender *) { return &wheel; });
+        subject = vok_object_register(k.make<void>(), name);
+    }
+    // What is heard of a notice after some time.
+    words notify(const char *message, void *data = nullptr, double after = 0)
+    {
+        if (after > 0)
+            zan_run_until(systimer_gettime() + after);
         heard.clear();
-        notify("there?");
-        return !heard.empty();
+        vok_object_notify(subject, S(message), data);
+        return heard;
     }
 
     vok_listener *listener = nullptr;
     void *subject = nullptr;
-    zan_class *senders = nullptr;
-    symbol *name = nullptr;
+    symbol *name = vok_symbol_unique();
     bool frees = false;
-    std::vector<std::string> heard;
+    words heard;
 };
-using words = std::vector<std::string>;
 
 TEST_F(Listener, AttachesAtOnceOrWhenTheNameAppears)
 {
     listen(name);
     EXPECT_EQ(listener->polltime, 2) << "the first poll cuts it";
-    appear();
-    EXPECT_TRUE(attached());
-
-    listener->polltime = 50;
-    object_free(subject);
-    subject = nullptr;
-    EXPECT_EQ(heard.back(), "free");
-    EXPECT_EQ(listener->polltime, 2) << "it polls again";
-    EXPECT_EQ(listener->subjectname, name);
-    appear();
-    EXPECT_TRUE(attached()) << "to the next of that name";
-
-    heard.clear();
-    atom none;
-    atom_setsym(&none, S(""));
-    vok_listener_subjectname(listener, nullptr, 1, &none);
-    notify("unheard");
-    EXPECT_TRUE(heard.empty());
-    vok_attr_setsym(listener, S("subjectname"), name);
-    notify("heard");
-    EXPECT_EQ(heard, words{"heard"});
-}
-
-TEST_F(Listener, ClearingTheNameEndsThePolling)
-{
-    listen(name);
     vok_attr_setsym(listener, S("subjectname"), S(""));
     appear();
-    let_pass(200);
-    notify("unheard");
-    EXPECT_TRUE(heard.empty());
-    EXPECT_EQ(listener->subjectname, S(""));
+    EXPECT_EQ(notify("unheard", nullptr, 200), words{}) << "no name, no polling";
+    vok_attr_setsym(listener, S("subjectname"), name);
+    EXPECT_EQ(notify("heard"), words{"heard"});
+
+    listener->polltime = 50;
+    object_free(std::exchange(subject, nullptr));
+    EXPECT_EQ(heard.back(), "free");
+    EXPECT_EQ(listener->polltime, 2) << "it polls again";
+    appear();
+    EXPECT_EQ(notify("there?", nullptr, 5), words{"there?"}) << "the next of that name";
+    vok_attr_setsym(listener, S("subjectname"), S(""));
+    EXPECT_EQ(notify("unheard"), words{});
 }
 
 TEST_F(Listener, ThePollTimeIsANumberOfAtMostTwo)
@@ -122,7 +95,7 @@ TEST_F(Listener, ThePollTimeIsANumberOfAtMostTwo)
         vok_attr_setlong(listener, S("polltime"), value);
         EXPECT_EQ(vok_attr_getlong(listener, S("polltime")), value);
         vok_listener_dosubjectname(listener, name);
-        EXPECT_EQ(listener->polltime, value < 2 ? value : 2);
+        EXPECT_EQ(listener->polltime, std::min(value, 2L));
         vok_listener_dosubjectname(listener, nullptr);
     }
 }
@@ -131,43 +104,34 @@ TEST_F(Listener, NotificationsBecomeAtoms)
 {
     appear();
     listen(name);
-    notify("modified");
-    notify("attr_modified", vok_object_attr_get(subject, S("level")));
-    notify("attr_modified");
-    std::vector<atom> atoms(300);
-    atom_setsym(&atoms[0], S("said"));
-    for (size_t i = 1; i < atoms.size(); ++i)
-        atom_setlong(&atoms[i], 1);
-    for (long count : {3L, 300L, 0L}) {
-        void *data = object_new_imp(S("nobox"), S("atomarray"), count, reinterpret_cast<zan_word>(atoms.data()), 0,
-                                    0, 0, 0, 0, 0);
-        notify("typedmess", data);
+    EXPECT_EQ(notify("modified"), words{"modified"});
+    EXPECT_EQ(notify("attr_modified", vok_object_attr_get(subject, S("level"))), words{"attr_modified level"});
+    EXPECT_EQ(notify("attr_modified"), words{"attr_modified"});
+    std::vector<atom> atoms(300, A(1));
+    atoms[0] = A("said");
+    std::string most = "said";
+    for (int i = 0; i < 255; ++i)
+        most += " 1";
+    for (const auto &[count, text] : {std::pair(3L, std::string("said 1 1")), {300, most}, {0, "typedmess"}}) {
+        void *data = object_new_imp(S("nobox"), S("atomarray"), count, W(atoms.data()), 0, 0, 0, 0, 0, 0);
+        EXPECT_EQ(notify("typedmess", data), words{text});
         object_free(data);
     }
-    ASSERT_EQ(heard.size(), 6u);
-    EXPECT_EQ(heard[0], "modified");
-    EXPECT_EQ(heard[1], "attr_modified level");
-    EXPECT_EQ(heard[2], "attr_modified");
-    EXPECT_EQ(heard[3], "said 1 1");
-    EXPECT_EQ(heard[4].size(), 4u + 255 * 2);
-    EXPECT_EQ(heard[5], "typedmess");
 }
 
 TEST_F(Listener, PointerEventsComeWithTheirOwnMessage)
 {
     appear();
     listen(name);
-    notify("mouseout");
-    has_mouse = true;
+    EXPECT_EQ(notify("mouseout"), words{"mouseout"});
     for (long i = 0; i < 10; ++i) {
-        atom_setlong(mouse.atoms + i, i);
-        atom_setlong(wheel.atoms + i, 9 - i);
+        mouse.atoms[i] = A(i);
+        wheel.atoms[i] = A(9 - i);
     }
-    for (const char *message : {"mouse", "mousewheel"}) {
-        mouse.message = S(message);
-        notify("mouseout");
-    }
-    EXPECT_EQ(heard, (words{"mouseout", "mouse 0 1 2 3 4 5 6 7", "mousewheel 9 8 7 6 5 4 3 2 1 0"}));
+    mouse.message = S("mouse");
+    EXPECT_EQ(notify("mouseout"), words{"mouse 0 1 2 3 4 5 6 7"});
+    mouse.message = S("mousewheel");
+    EXPECT_EQ(notify("mouseout"), words{"mousewheel 9 8 7 6 5 4 3 2 1 0"});
 }
 
 TEST_F(Listener, CleanupRunsOnceAndTheCallbackMayFreeIt)
@@ -176,15 +140,13 @@ TEST_F(Listener, CleanupRunsOnceAndTheCallbackMayFreeIt)
     listen(name);
     static int cleaned;
     cleaned = 0;
-    vok_object_method(
-        listener, S("setcleanup"), +[](void *data) { cleaned += data != nullptr; });
+    send(
+        listener, "setcleanup", +[](void *data) { cleaned += data != nullptr; });
     frees = true;
-    object_free(subject); // the callback frees the listener while it is told
-    subject = nullptr;
+    object_free(std::exchange(subject, nullptr)); // the callback frees the listener while it is told
+    vok_listener_notify(nullptr, name, S("x"), nullptr, nullptr);
     EXPECT_EQ(heard, words{"free"});
     EXPECT_EQ(cleaned, 1);
-    vok_listener_notify(nullptr, name, S("x"), nullptr, nullptr);
-    EXPECT_EQ(heard.size(), 1u);
 }
 
 } // namespace

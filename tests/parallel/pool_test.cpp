@@ -1,18 +1,12 @@
 // The pool and the split by rows: who runs what, on which thread, and that a batch is
 // over when the call returns.
-#include <gtest/gtest.h>
+#include "host/kernel_fixture.h"
 
 #include <atomic>
-#include <mutex>
 #include <set>
 #include <thread>
-#include <tuple>
-#include <vector>
 
-#include <vokra/kernel.h>
-#include <vokra/parallel_ndim.h>
-#include <vokra/parallel_pool.h>
-#include <zan/host.h>
+#include <vokra/vokra.h>
 
 namespace {
 
@@ -37,20 +31,15 @@ class Pool : public testing::Test {
 };
 
 struct tally {
-    std::atomic<long> runs{0};
-    std::mutex mutex;
-    std::multiset<long> ids;
-    std::thread::id last_thread;
+    std::atomic<long> runs[8] = {};
+    std::atomic<std::thread::id> threads[8] = {};
 };
 
 zan_word count_run(parallel_worker *worker)
 {
     auto *t = static_cast<tally *>(worker->data);
-    t->runs.fetch_add(1);
-    std::lock_guard lock(t->mutex);
-    t->ids.insert(worker->id);
-    if (worker->id == worker->task->workercount - 1)
-        t->last_thread = std::this_thread::get_id();
+    ++t->runs[worker->id];
+    t->threads[worker->id] = std::this_thread::get_id();
     return 0;
 }
 
@@ -78,9 +67,10 @@ TEST_F(Pool, every_worker_runs_once_and_the_last_on_the_caller)
             parallel_task *task = parallel_task_new(&t, count_run, workers);
             task->priority = priority;
             EXPECT_EQ(parallel_task_execute(task), 0);
-            EXPECT_EQ(t.runs.load(), workers);
-            EXPECT_EQ(std::set<long>(t.ids.begin(), t.ids.end()).size(), static_cast<size_t>(workers));
-            EXPECT_EQ(t.last_thread, std::this_thread::get_id());
+            for (long w = 0; w < 8; ++w) {
+                EXPECT_EQ(t.runs[w], w < workers);
+                EXPECT_EQ(t.threads[w] == std::this_thread::get_id(), w == workers - 1);
+            }
             object_free(task);
         }
     EXPECT_EQ(_pool_low.count + _pool_med.count + _pool_high.count, 0);
@@ -89,18 +79,13 @@ TEST_F(Pool, every_worker_runs_once_and_the_last_on_the_caller)
 
 TEST_F(Pool, ten_thousand_batches)
 {
-    struct cells {
-        long value[8] = {};
-    } c;
-    const auto add = +[](parallel_worker *w) -> zan_word {
-        ++static_cast<cells *>(w->data)->value[w->id];
-        return 0;
-    };
-    parallel_task *task = parallel_task_new(&c, add, 4);
+    long value[8] = {}; // no atomics: visible as soon as the call returns
+    const auto add = [](parallel_worker *w) -> zan_word { return ++static_cast<long *>(w->data)[w->id]; };
+    parallel_task *task = parallel_task_new(value, add, 4);
     for (long i = 1; i <= 10000; ++i) {
         parallel_task_execute(task);
         for (int w = 0; w < 4; ++w)
-            ASSERT_EQ(c.value[w], i); // visible as soon as the call returns
+            ASSERT_EQ(value[w], i);
     }
     object_free(task);
 }
@@ -109,14 +94,12 @@ TEST_F(Pool, messages_set_data_and_stamp_times)
 {
     tally first, second;
     parallel_task *task = parallel_task_new(&first, count_run, 2);
-    object_method_imp(task, gensym("data"), reinterpret_cast<zan_word>(&second), 0, 0, 0, 0, 0, 0, 0);
-    object_attr_setlong(task, gensym("benchmark"), 1);
-    object_method_imp(task, gensym("execute"), 0, 0, 0, 0, 0, 0, 0, 0);
-    EXPECT_EQ(first.runs.load(), 0);
-    EXPECT_EQ(second.runs.load(), 2);
-    EXPECT_GT(task->begintime, 0.0);
-    EXPECT_GE(task->endtime, task->begintime);
-    object_method_imp(task, gensym("cancel"), 0, 0, 0, 0, 0, 0, 0, 0);
+    send(task, "data", &second);
+    object_attr_setlong(task, S("benchmark"), 1);
+    send(task, "execute");
+    EXPECT_TRUE(first.runs[0] == 0 && second.runs[0] == 1);
+    EXPECT_TRUE(task->begintime > 0.0 && task->endtime >= task->begintime);
+    send(task, "cancel");
     EXPECT_EQ(task->cancel, 1);
     object_free(task);
 }
@@ -143,11 +126,10 @@ void note_slice(ndim_run *run, long dimcount, long *dim, long planecount, vok_ma
 
 TEST_F(Pool, rows_are_split_by_the_rule)
 {
-    settings_guard guard;
-    struct {
+    const struct {
         long parallel, threads, threshold, width, rows;
         std::multiset<slice> slices;
-    } const table[] = {
+    } table[] = {
         {1, 4, 1, 100, 10, {{0, 2}, {2, 2}, {4, 2}, {6, 4}}},
         {1, 8, 1, 100, 5, {{0, 5}}}, // the shares are 0: the last worker takes all
         {1, 1, 1, 7, 3, {{0, 3}}},
@@ -157,27 +139,20 @@ TEST_F(Pool, rows_are_split_by_the_rule)
         {1, 2, 1, 20000, 1, {{0, 1}}},
     };
     for (const auto &row : table) {
-        if (_vok_parallel_task)
-            object_free(_vok_parallel_task);
-        _vok_parallel_task = nullptr;
+        settings_guard guard;
         _vok_parallel = row.parallel;
         _vok_parallelthreads = row.threads;
         _vok_parallelthresh = row.threshold;
-        vok_matrix_info info = {};
-        std::fill_n(info.dim, 32, 1L);
-        info.dimcount = 2;
+        vok_matrix_info info;
+        vok_matrix_info_default(&info);
         info.dim[0] = row.width;
         info.dim[1] = row.rows;
-        info.dimstride[0] = 3;
         info.dimstride[1] = 3 * row.width;
-        info.planecount = 3;
         std::vector<unsigned char> cells(static_cast<size_t>(3 * row.width * row.rows));
-        long dim[32];
-        std::copy_n(info.dim, 32, dim);
-        vok_matrix_info whole = info;
+        vok_matrix_info whole = info, walked = info;
         ndim_run run;
-        vok_parallel_ndim_simplecalc2(reinterpret_cast<zan_method>(note_slice), &run, 2, dim, 3, &info,
-                                      cells.data(), &whole, cells.data(), 0, VOK_PARALLEL_NDIM_IO_WHOLE);
+        vok_parallel_ndim_simplecalc2(M(note_slice), &run, 2, walked.dim, 3, &info, cells.data(), &whole,
+                                      cells.data(), 0, VOK_PARALLEL_NDIM_IO_WHOLE);
         EXPECT_EQ(run.slices, row.slices) << row.width << "x" << row.rows << ", threads " << row.threads;
         EXPECT_TRUE(run.right);
     }
@@ -189,17 +164,17 @@ TEST_F(Pool, the_descriptor_follows_the_last_matrix)
     _vok_parallel = 0;
     long dim[32] = {2, 2};
     static long seen;
-    const auto three = +[](void *, long, long *, long, void *, void *, void *, void *, void *, void *,
-                           vok_parallel_ndim_worker *w) { seen = w->workercount + w->extent[0] + w->offset[1]; };
-    const auto none = +[](void *, long, long *, long, vok_parallel_ndim_worker *w) { seen = 10 * w->workercount; };
+    const auto three = [](void *, long, long *, long, void *, void *, void *, void *, void *, void *,
+                          vok_parallel_ndim_worker *w) { seen = w->workercount + w->extent[0] + w->offset[1]; };
+    const auto none = [](void *, long, long *, long, vok_parallel_ndim_worker *w) { seen = 10 * w->workercount; };
     vok_parallel_ndim record = {};
     record.dimcount = 1;
     record.dim = dim;
-    record.calc = reinterpret_cast<zan_method>(none);
+    record.calc = M(+none);
     vok_parallel_ndim_calc(&record);
     EXPECT_EQ(seen, 10);
     record.iocount = 3;
-    record.calc = reinterpret_cast<zan_method>(three);
+    record.calc = M(+three);
     vok_parallel_ndim_calc(&record);
     EXPECT_EQ(seen, 3);
 }
