@@ -1,8 +1,9 @@
-// What the tests of patches share: a patch that goes with its scope, its findings as
-// lines, and a box class that writes down what it hears.
+// A patch that goes with its scope, and its findings as lines.
 #pragma once
 #include <scratch.h>
 #include <zan/patch.h>
+
+using lines = std::vector<std::string>;
 
 class test_patch {
   public:
@@ -17,17 +18,17 @@ class test_patch {
     operator zan_patch *() const { return p_; }
 
     // "LINE BOX: text", errors and warnings, those of other files with "NAME:" ahead.
-    std::vector<std::string> findings() const
+    lines findings() const
     {
-        std::vector<std::string> lines;
+        lines all;
         zan_finding f;
         for (long i = 0; !zan_patch_finding(p_, i, &f); i++) {
             const std::string file = std::filesystem::path(f.place.file ? f.place.file->name : "t").filename();
-            lines.push_back((file == "t" ? "" : file + ":") + std::to_string(f.place.line) +
-                            (f.place.box ? std::string(" ") + f.place.box->name : "") + ": " +
-                            (f.severity == zan_report_warning ? "warning: " : "") + f.text);
+            all.push_back((file == "t" ? "" : file + ":") + std::to_string(f.place.line) +
+                          (f.place.box ? std::string(" ") + f.place.box->name : "") + ": " +
+                          (f.severity == zan_report_warning ? "warning: " : "") + f.text);
         }
-        return lines;
+        return all;
     }
     // The canonical text, "-" when there is none.
     std::string text() const
@@ -42,18 +43,4 @@ class test_patch {
 
   private:
     zan_patch *p_;
-};
-
-// What boxes of class t.hear have heard: "NAME SELECTOR ATOMS", the name their first argument.
-inline std::vector<std::string> heard;
-
-// Classes that the tests make patches of: t.hear [NAME] with three inlets and an outlet that
-// passes everything on, the attribute speed, the messages only and write; t.refuses, which makes
-// nothing; t.loads, which bangs at loadbang; t.unread, which takes its arguments as written.
-class test_classes {
-  public:
-    test_classes();
-    ~test_classes();
-    test_classes(const test_classes &) = delete;
-    test_classes &operator=(const test_classes &) = delete;
 };
