@@ -7,11 +7,6 @@
 namespace zan {
 namespace {
 
-zan_word word_of(const void *p)
-{
-    return reinterpret_cast<zan_word>(p);
-}
-
 symbol *name_of(void *attr)
 {
     return reinterpret_cast<symbol *>(object_method_imp(attr, ks().getname, 0, 0, 0, 0, 0, 0, 0, 0));

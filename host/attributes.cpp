@@ -178,11 +178,6 @@ long array_set(void *x, array_attribute *attr, long argc, atom *argv)
 
 // ---- filters ----
 
-zan_word word_of(const void *p)
-{
-    return reinterpret_cast<zan_word>(p);
-}
-
 void run_filter(object *filter, void *x, void *attr, long argc, atom *argv)
 {
     if (argc > 0 && argv)

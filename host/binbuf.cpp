@@ -187,18 +187,16 @@ class evaluation {
         std::string what = std::string(classname ? classname->name : "object") + " has no message";
         zan::near_word near(selector->name);
         zan::consider_messages(near, target);
-        report(what.c_str(), selector->name, near.best().empty() ? nullptr : near.best().c_str());
+        report(what.c_str(), selector->name, near.best());
     }
 
-    void report(const char *what, const char *word, const char *near = nullptr)
+    void report(const char *what, const char *word, std::string_view near = {})
     {
         if (++reports > most_reports)
             return;
-        if (near)
-            object_error(nullptr, "%s, line %ld: %s \"%.200s\"; the nearest is \"%s\"", text->name.c_str(), line,
-                         what, word, near);
-        else
-            object_error(nullptr, "%s, line %ld: %s \"%.200s\"", text->name.c_str(), line, what, word);
+        const std::string nearest = near.empty() ? "" : "; the nearest is \"" + std::string(near) + "\"";
+        object_error(nullptr, "%s, line %ld: %s \"%.200s\"%s", text->name.c_str(), line, what, word,
+                     nearest.c_str());
     }
 
     std::shared_ptr<const script> text;
@@ -212,6 +210,14 @@ class evaluation {
 };
 
 thread_local int nested;
+
+// Counts the script that runs, and whatever a message of it throws.
+struct one_deeper {
+    one_deeper() { nested++; }
+    ~one_deeper() { nested--; }
+    one_deeper(const one_deeper &) = delete;
+    one_deeper &operator=(const one_deeper &) = delete;
+};
 
 zan_word clear(binbuf *b)
 {
@@ -296,15 +302,13 @@ void *binbuf_eval(void *x, long argc, atom *argv, void *receiver)
         object_error(b, "%s: scripts run scripts more than %d deep", b->contents->name.c_str(), most_nested);
         return nullptr;
     }
-    nested++;
-    zan_word result = 0;
+    const one_deeper here;
     try {
-        result = evaluation(b->contents, argc, argv, receiver).run();
+        return reinterpret_cast<void *>(evaluation(b->contents, argc, argv, receiver).run());
     } catch (const std::bad_alloc &) {
         object_error(nullptr, "out of memory while a script ran");
+        return nullptr;
     }
-    nested--;
-    return reinterpret_cast<void *>(result);
 }
 
 long binbuf_getatoms(void *x, long *argc, atom **argv)

@@ -1,5 +1,5 @@
 // What a box class is set up with besides its outlets: methods for the class in the
-// making, the standard answer about inlets, a box's name, and drag roles.
+// making, the standard answer about inlets, and drag roles.
 #include "internal.h"
 
 #include <cstdarg>
@@ -19,7 +19,7 @@ void add(zan_method fn, const char *name, const signed char (&t)[most_tags])
                     t[13], t[14], 0);
 }
 
-// Where a drag keeps its role, and a box its name: see zan/outlets.h.
+// Where a drag keeps its role and what it offers: see zan/outlets.h.
 symbol *role_key()
 {
     static symbol *const s = gensym("#role");
@@ -28,11 +28,6 @@ symbol *role_key()
 symbol *offers_key()
 {
     static symbol *const s = gensym("#offers");
-    return s;
-}
-symbol *id_key()
-{
-    static symbol *const s = gensym("#id");
     return s;
 }
 
@@ -71,14 +66,6 @@ void stdinletinfo(void *, void *, long index, char *cold)
 {
     if (cold)
         *cold = index != 0;
-}
-
-symbol *zbox_get_id(void *box)
-{
-    void *id = nullptr;
-    if (zan::looks_live(box))
-        object_obex_lookup(box, id_key(), &id);
-    return static_cast<symbol *>(id);
 }
 
 long zdrag_matchdragrole(void *drag, symbol *role, long)

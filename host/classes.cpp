@@ -241,7 +241,7 @@ void *class_method_objects(zan_class *c)
     void *table = hashtab_new(0);
     if (!table)
         return nullptr;
-    for (zan_messlist *e = c->methods; e->name; ++e)
+    for (zan_messlist *e = c->methods; entry_name(e); ++e)
         if (zan_method_object *m = method_object_new(e->function, e->name->name, e->types))
             hashtab_store(table, e->name, m);
     void *loser = nullptr;
@@ -363,7 +363,7 @@ zan_class *class_copy(symbol *src_space, symbol *src_name, symbol *dst_space, sy
     c->origin = from->origin ? from->origin : from; // whose functions are the ones that run
     std::memcpy(c->new_types, from->new_types, sizeof c->new_types);
     copying k{c, false};
-    for (zan_messlist *e = from->methods; e->name; ++e)
+    for (zan_messlist *e = from->methods; entry_name(e); ++e)
         if (add_entry(c, e->function, e->name, e->types))
             k.failed = true;
     if (from->method_objects)

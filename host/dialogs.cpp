@@ -5,7 +5,6 @@
 #include <cstring>
 #include <map>
 #include <mutex>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <zan/host.h>
 
@@ -46,12 +45,6 @@ void keep_folder(uint32_t key, const std::string &folder)
         return;
     std::lock_guard hold(state().lock);
     state().folders[key] = folder;
-}
-
-bool is_folder(const std::string &name)
-{
-    struct stat info;
-    return stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
 // The parts of a full name into a caller's places; false when the folder isn't there.
@@ -98,7 +91,7 @@ short saveasdialog_extended(char *name, short *path, uint32_t *type, const uint3
     std::string full = take_answer(key);
     if (!name || !path || full.empty())
         return 1;
-    if (is_folder(full))
+    if (zan::is_folder(full))
         full += std::string("/") + name;
     if (!hand_over(full, key, name, path)) {
         object_error(nullptr, "%s: the folder chosen isn't there", full.c_str());
@@ -116,7 +109,7 @@ short getfolder(short *path)
     const std::string full = take_answer(key);
     if (!path || full.empty())
         return 1;
-    const short id = is_folder(full) ? zan::path_of_folder(full) : short(0);
+    const short id = zan::is_folder(full) ? zan::path_of_folder(full) : short(0);
     if (!id) {
         object_error(nullptr, "%s: the folder chosen isn't there", full.c_str());
         return 1;

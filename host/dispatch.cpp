@@ -3,8 +3,7 @@
 // return is the method's own word, and `rv` is filled by methods that give a value
 // back (argtype_gimmeback) and by attributes that are got, and is argtype_nothing
 // after all others, so that no code or pointer is ever taken for a value.
-#include "kernel.h"
-#include <algorithm>
+#include "near_words.h"
 #include <ffi.h>
 
 namespace zan {
@@ -12,11 +11,6 @@ namespace {
 
 constexpr long most_arguments = 8;
 constexpr int most_hops = 16; // decorators of decorators: further on it is taken for a circle
-
-zan_word word_of(const void *p)
-{
-    return reinterpret_cast<zan_word>(p);
-}
 
 // The object that carries a message that o lacks, or null.
 object *decorated(object *o, symbol *selector)
@@ -92,58 +86,13 @@ zan_word attribute_value(object *o, void *attr, atom *rv)
     return err;
 }
 
-// Letters to add, drop or change to turn one word into the other.
-size_t distance(const char *a, const char *b)
-{
-    constexpr size_t longest = 63;
-    const size_t n = std::strlen(a), m = std::strlen(b);
-    if (n > longest || m > longest)
-        return n + m;
-    size_t row[longest + 1];
-    for (size_t j = 0; j <= m; ++j)
-        row[j] = j;
-    for (size_t i = 1; i <= n; ++i) {
-        size_t corner = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= m; ++j) {
-            const size_t above = row[j];
-            row[j] = std::min({above + 1, row[j - 1] + 1, corner + (a[i - 1] != b[j - 1])});
-            corner = above;
-        }
-    }
-    return row[m];
-}
-
-// The public message or attribute of o that looks most like the word, or null.
-symbol *nearest(object *o, symbol *word)
-{
-    symbol *best = nullptr;
-    size_t best_distance = std::max<size_t>(1, std::strlen(word->name) / 3) + 1;
-    const auto consider = [&](symbol *name) {
-        const size_t d = distance(word->name, name->name);
-        if (d < best_distance) {
-            best = name;
-            best_distance = d;
-        }
-    };
-    for (zan_messlist *e = class_of(o)->methods; e->name; ++e)
-        if (e->types[0] != argtype_cant)
-            consider(e->name);
-    long count = 0;
-    symbol **names = nullptr;
-    object_attr_getnames(o, &count, &names);
-    for (long i = 0; i < count; ++i)
-        consider(names[i]);
-    if (names)
-        sysmem_freeptr(names);
-    return best;
-}
-
 void report_unknown(object *o, symbol *selector)
 {
-    const symbol *like = nearest(o, selector);
+    near_word near(selector->name);
+    consider_messages(near, o);
+    const bool like = !near.best().empty(); // a name, so with an end of its own
     object_error(o, "%s: doesn't understand \"%s\"%s%s%s", class_of(o)->name->name, selector->name,
-                 like ? ": did you mean \"" : "", like ? like->name : "", like ? "\"?" : "");
+                 like ? ": did you mean \"" : "", like ? near.best().data() : "", like ? "\"?" : "");
 }
 
 } // namespace

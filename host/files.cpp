@@ -392,15 +392,15 @@ long sysfile_spoolcopy(zan_file_handle src, zan_file_handle dst, uint32_t type)
     long failed = sysfile_setpos(src, 1, 0);
     if (!failed)
         failed = sysfile_setpos(dst, 1, 0);
-    std::string buffer(1 << 18, 0);
+    char buffer[1 << 16];
     long total = 0;
     while (!failed) {
-        long count = static_cast<long>(buffer.size());
-        failed = sysfile_read(src, &count, buffer.data());
+        long count = sizeof buffer;
+        failed = sysfile_read(src, &count, buffer);
         if (failed || !count)
             break;
         total += count;
-        failed = sysfile_write(dst, &count, buffer.data());
+        failed = sysfile_write(dst, &count, buffer);
     }
     return failed ? failed : sysfile_seteof(dst, total);
 }
@@ -428,7 +428,7 @@ long sysfile_readtextfile(zan_file_handle file, zan_handle text, long maxsize, l
 }
 
 long sysfile_writetextfile(zan_file_handle file, zan_handle text, long flags)
-{
+try {
     if (!file || !text)
         return zan_err_invalid_ptr;
     std::string bytes(*text ? *text : "", static_cast<size_t>(*text ? sysmem_handlesize(text) : 0));
@@ -441,4 +441,6 @@ long sysfile_writetextfile(zan_file_handle file, zan_handle text, long flags)
     if (!failed)
         failed = sysfile_getpos(file, &at);
     return failed ? failed : sysfile_seteof(file, at);
+} catch (const std::bad_alloc &) {
+    return zan_err_out_of_mem;
 }

@@ -120,6 +120,8 @@ inline void mark_state(object *x, intptr_t bit)
 {
     __atomic_fetch_or(&x->state, bit, __ATOMIC_RELAXED);
 }
+// Inside a catch of everything: "threw an exception", and what it says if it says anything (modules.cpp).
+std::string told_of_throw();
 // Loads NAME.so along the search path (modules.cpp); true when a module was loaded.
 bool load_module_for(symbol *classname);
 // Loads the modules in the folders "packs" of the search path that weren't tried yet (modules.cpp).
@@ -154,6 +156,7 @@ class open_folder {
 };
 // The identifier of a folder by its absolute name; 0 when no more can be given out (paths.cpp).
 short path_of_folder(const std::string &folder);
+bool is_folder(const std::string &name); // there, and a folder (paths.cpp)
 // The four-character type of a file, 'fold' for a folder, 0 when it isn't known or there (files.cpp).
 uint32_t file_type(const std::string &fullname);
 // What its first bytes say a file is ("a GIF"); null when they say nothing (files.cpp).

@@ -149,6 +149,10 @@ template <class F> inline F as(zan_method fn)
 {
     return reinterpret_cast<F>(fn);
 }
+inline zan_word word_of(const void *p)
+{
+    return reinterpret_cast<zan_word>(p);
+}
 
 using word8_method = zan_word (*)(void *, zan_word, zan_word, zan_word, zan_word, zan_word, zan_word, zan_word,
                                   zan_word);
@@ -233,6 +237,10 @@ inline zan_messlist *find_entry(object *o, symbol *selector)
                 return &static_cast<zan_method_object *>(method)->entry;
         }
     return class_entry(o->messlist, selector);
+}
+inline symbol *entry_name(zan_messlist *e) // null ends the table, which others may add to
+{
+    return std::atomic_ref<symbol *>(e->name).load(std::memory_order_acquire);
 }
 inline zan_method entry_function(zan_messlist *e)
 {

@@ -111,6 +111,10 @@ template <typename Result, typename... Args, Result (*function)(Args...)>
 requires(!std::is_void_v<Result>) struct message<function> {
     static Result call(Args... args) { return function(args...); }
 };
+template <auto function> zan_method answering()
+{
+    return zan::erase(&message<function>::call);
+}
 
 // A message brings eight words, of which these two have spent one and two on their own
 // arguments: the last words of what they pass on are zero.
@@ -126,63 +130,45 @@ zan_word methodindex_message(void *x, long index, symbol *selector, zan_word w1,
     return linklist_methodindex_imp(x, index, selector, w1, w2, w3, w4, w5, w6, 0, 0);
 }
 
-struct message_row {
-    const char *name;
-    zan_method function;
-};
-
-#define ROW(name)                                                                                                 \
-    {                                                                                                             \
-#name, reinterpret_cast < zan_method>(&message <&linklist_##name>::call)                                  \
-    }
-#define ROW_AS(text, name)                                                                                        \
-    {                                                                                                             \
-        text, reinterpret_cast<zan_method>(&message<&linklist_##name>::call)                                      \
-    }
-constexpr int row_count = 25;
-const message_row *rows()
-{
-    static const message_row table[row_count] = {
-        ROW(getsize),
-        ROW(getindex),
-        ROW(append),
-        ROW(insertindex),
-        ROW(deleteindex),
-        ROW(chuckindex),
-        // the short words by which the two are known to scripts
-        ROW_AS("insert", insertindex),
-        ROW_AS("delete", deleteindex),
-        ROW(chuckobject),
-        ROW(clear),
-        ROW(chuck),
-        ROW(objptr2index),
-        ROW(makearray),
-        ROW(reverse),
-        ROW(rotate),
-        ROW(shuffle),
-        ROW(swap),
-        ROW(findfirst),
-        ROW(findall),
-        ROW(funall),
-        ROW(funallsafe),
-        ROW(funindex),
-        ROW(sort),
-        {"methodall", reinterpret_cast<zan_method>(&methodall_message)},
-        {"methodindex", reinterpret_cast<zan_method>(&methodindex_message)},
-    };
-    return table;
-}
-#undef ROW
-#undef ROW_AS
-
 } // namespace
 
 void zan::init_linklist_class()
 {
-    list_class = class_new("linklist", reinterpret_cast<zan_method>(&linklist_new),
-                           reinterpret_cast<zan_method>(&destroy), sizeof(linklist), nullptr, argtype_cant, 0);
-    for (int i = 0; i < row_count; i++)
-        class_addmethod(list_class, rows()[i].function, rows()[i].name, argtype_cant, 0);
+    list_class = class_new("linklist", zan::erase(&linklist_new), zan::erase(&destroy), sizeof(linklist), nullptr,
+                           argtype_cant, 0);
+    const struct {
+        const char *name;
+        zan_method function;
+    } rows[] = {
+        {"getsize", answering<linklist_getsize>()},
+        {"getindex", answering<linklist_getindex>()},
+        {"append", answering<linklist_append>()},
+        {"insertindex", answering<linklist_insertindex>()},
+        {"deleteindex", answering<linklist_deleteindex>()},
+        {"chuckindex", answering<linklist_chuckindex>()},
+        // the short words by which the two are known to scripts
+        {"insert", answering<linklist_insertindex>()},
+        {"delete", answering<linklist_deleteindex>()},
+        {"chuckobject", answering<linklist_chuckobject>()},
+        {"clear", answering<linklist_clear>()},
+        {"chuck", answering<linklist_chuck>()},
+        {"objptr2index", answering<linklist_objptr2index>()},
+        {"makearray", answering<linklist_makearray>()},
+        {"reverse", answering<linklist_reverse>()},
+        {"rotate", answering<linklist_rotate>()},
+        {"shuffle", answering<linklist_shuffle>()},
+        {"swap", answering<linklist_swap>()},
+        {"findfirst", answering<linklist_findfirst>()},
+        {"findall", answering<linklist_findall>()},
+        {"funall", answering<linklist_funall>()},
+        {"funallsafe", answering<linklist_funallsafe>()},
+        {"funindex", answering<linklist_funindex>()},
+        {"sort", answering<linklist_sort>()},
+        {"methodall", zan::erase(&methodall_message)},
+        {"methodindex", zan::erase(&methodindex_message)},
+    };
+    for (const auto &row : rows)
+        class_addmethod(list_class, row.function, row.name, argtype_cant, 0);
     class_register(nobox(), list_class);
 }
 

@@ -38,12 +38,21 @@ long refuse(const char *filename, const char *why)
 long run_init(const zan_module &module)
 try {
     return module.init();
-} catch (const std::exception &e) {
-    object_error(nullptr, "%s: its set-up threw an exception: %s", module.name, e.what());
+} catch (...) {
+    object_error(nullptr, "%s: its set-up %s", module.name, zan::told_of_throw().c_str());
     return zan_err_generic;
 }
 
 } // namespace
+
+std::string zan::told_of_throw()
+try {
+    throw;
+} catch (const std::exception &e) {
+    return std::string("threw an exception: ") + e.what();
+} catch (...) {
+    return "threw an exception";
+}
 
 long zan_load_module(const char *filename)
 {
@@ -97,9 +106,10 @@ void zan::load_packs()
     for (long i = 0; !path_getclasspath(i, folder); i++) {
         std::error_code none;
         std::vector<std::string> files;
-        for (const auto &entry : std::filesystem::directory_iterator(std::string(folder) + "/packs", none))
-            if (entry.path().extension() == ".so")
-                files.push_back(entry.path().string());
+        std::filesystem::directory_iterator at(std::string(folder) + "/packs", none), end;
+        for (; at != end; at.increment(none)) // which throws nothing when a disk fails
+            if (at->path().extension() == ".so")
+                files.push_back(at->path().string());
         std::sort(files.begin(), files.end()); // the order of a folder is nobody's choice
         for (const std::string &file : files)
             if (tried.insert(file).second)

@@ -1,5 +1,5 @@
-// Nearest words, and what an object understands. Reached from script text (binbuf.cpp)
-// and from patches.
+// Nearest words, and what an object understands. Reached from messages (dispatch.cpp), from
+// script text (binbuf.cpp) and from patches.
 #include "near_words.h"
 
 #include <algorithm>
@@ -38,16 +38,11 @@ bool has_getter(zan_class *c, const char *name)
     return is_public(class_mess(c, gensym((std::string("get") + name).c_str())));
 }
 
-template <class F> void each_method(zan_class *c, F &&call)
+template <class F> void each_method(const zan_class *c, F &&call)
 {
-    long count = 0;
-    symbol **names = nullptr;
-    if (void *methods = class_extra_lookup(c, gensym("methods"));
-        methods && !hashtab_getkeys(methods, &count, &names))
-        for (long i = 0; i < count; i++)
-            if (is_public(class_mess(c, names[i])))
-                call(names[i]->name);
-    sysmem_freeptr(names);
+    for (zan_messlist *e = c->methods; const symbol *name = entry_name(e); ++e)
+        if (is_public(e))
+            call(name->name);
 }
 
 void consider_own_attributes(near_word &near, void *x)
@@ -77,7 +72,7 @@ void near_word::consider(std::string_view right)
 
 std::string near_word::hint() const
 {
-    return best_.empty() ? "" : "; did you mean " + best_ + "?";
+    return best_.empty() ? "" : "; did you mean " + std::string(best_) + "?";
 }
 
 symbol *selector_of(long argc, const atom *argv, long *from)

@@ -1,20 +1,21 @@
 // What a person may have meant: the nearest of the words that would have been right, and
 // whether an object would take a message that text sends to it.
 #pragma once
-#include "internal.h"
+#include "kernel.h"
 
 namespace zan {
 
-// Holds against a wrong word whatever would have been right, and keeps the nearest.
+// Holds against a wrong word whatever would have been right, and keeps the nearest. All these
+// words must stay as long as it does.
 class near_word {
   public:
     explicit near_word(std::string_view wrong);
     void consider(std::string_view right);
-    const std::string &best() const { return best_; } // empty when none is near
-    std::string hint() const;                         // "; did you mean ...?", or empty
+    std::string_view best() const { return best_; } // empty when none is near
+    std::string hint() const;                       // "; did you mean ...?", or empty
 
   private:
-    std::string wrong_, best_;
+    std::string_view wrong_, best_;
     long best_distance_; // what the next one must be below
 };
 

@@ -19,11 +19,6 @@ struct construction_mark {
     zan_class *before;
 };
 
-zan_word word_of(const void *p)
-{
-    return reinterpret_cast<zan_word>(p);
-}
-
 } // namespace
 
 void *construct(zan_class *c, zan_word w1, zan_word w2, zan_word w3, zan_word w4, zan_word w5, zan_word w6,

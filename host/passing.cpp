@@ -171,12 +171,10 @@ template <class F> zan_word guarded(object *box, symbol *sel, F &&work)
 {
     try {
         return work();
-    } catch (const std::exception &e) {
-        object_error(looks_live(box) ? box : nullptr, "\"%s\" threw an exception: %s", sel->name, e.what());
     } catch (...) {
-        object_error(looks_live(box) ? box : nullptr, "\"%s\" threw an exception", sel->name);
+        object_error(looks_live(box) ? box : nullptr, "\"%s\" %s", sel->name, told_of_throw().c_str());
+        return 0;
     }
-    return 0;
 }
 
 // ---- the way there ----

@@ -66,12 +66,6 @@ bool is_full_name(const char *name)
     return name[0] == '/' || (name[0] == '~' && (name[1] == '/' || !name[1]));
 }
 
-bool is_folder(const std::string &name)
-{
-    struct stat info;
-    return stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-}
-
 bool copy_name(const std::string &from, char *to)
 {
     if (from.size() >= ZAN_NAME_SIZE)
@@ -119,7 +113,7 @@ std::vector<std::string> search_folders(bool for_classes)
                     folders.push_back(folder);
         if (folders.empty() || !for_classes)
             folders.push_back(here);
-        folders.insert(folders.end(), tables().added.begin(), tables().added.end());
+        folders.insert(folders.end(), t.added.begin(), t.added.end());
     }
     const std::string list = env("VOKRA_PATH");
     for (size_t at = 0; at < list.size();) {
@@ -156,6 +150,12 @@ bool listed(uint32_t type, const uint32_t *types, long count)
 }
 
 } // namespace
+
+bool is_folder(const std::string &name)
+{
+    struct stat info;
+    return stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
 
 short path_of_folder(const std::string &folder)
 {

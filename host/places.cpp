@@ -33,6 +33,12 @@ const zan_place *own_place(void *x)
     return side ? side->place.load(std::memory_order_acquire) : nullptr;
 }
 
+symbol *id_key()
+{
+    static symbol *const s = gensym("#id");
+    return s;
+}
+
 } // namespace
 
 extern "C" {
@@ -45,9 +51,16 @@ long zan_set_box_place(void *x, symbol *id, symbol *file, long line)
     side_record *side = side_make(box);
     if (!side)
         return zan_err_out_of_mem;
-    static symbol *const id_key = gensym("#id");
     side->place.store(keep_place({file, line, id, object_classname(box)}), std::memory_order_release);
-    return object_obex_storeflags(box, id_key, id, obex_borrowed);
+    return object_obex_storeflags(box, id_key(), id, obex_borrowed);
+}
+
+symbol *zbox_get_id(void *box)
+{
+    void *id = nullptr;
+    if (looks_live(box))
+        object_obex_lookup(box, id_key(), &id);
+    return static_cast<symbol *>(id);
 }
 
 const zan_place *zan_place_of(void *x)
