@@ -1,7 +1,6 @@
 // Scripts: which receiver hears what, what a wrong line costs, arguments in their places,
 // and random text held to the same atoms.
 #include "atom_generator.h"
-#include <algorithm>
 
 namespace {
 
@@ -11,16 +10,11 @@ struct listener {
     std::string *heard;
 };
 
-std::string written(long argc, const atom *argv)
+void hear(listener *x, symbol *selector, long argc, atom *argv)
 {
     char text[4096];
     atoms_totext(argc, argv, text, sizeof text);
-    return text;
-}
-
-void hear(listener *x, symbol *selector, long argc, atom *argv)
-{
-    *x->heard += std::string(selector->name) + "(" + written(argc, argv) + ")";
+    *x->heard += std::string(selector->name) + "(" + text + ")";
 }
 void *script_under_test;
 
@@ -62,10 +56,8 @@ class Binbuf : public testing::Test {
   protected:
     Binbuf()
     {
-        ear = static_cast<listener *>(object_alloc(listener_class()));
         ear->heard = &heard;
         S("ear")->thing = ear;
-        script = script_under_test = binbuf_new();
     }
     ~Binbuf() override
     {
@@ -83,6 +75,7 @@ class Binbuf : public testing::Test {
     std::string run(const std::string &text, const std::vector<atom> &arguments = {}, bool to_receiver = false)
     {
         heard.clear();
+        S("ear")->thing = ear;
         EXPECT_EQ(binbuf_settext(script, text.data(), long(text.size())), 0) << text;
         binbuf_eval(script, long(arguments.size()), const_cast<atom *>(arguments.data()),
                     to_receiver ? ear : nullptr);
@@ -90,25 +83,21 @@ class Binbuf : public testing::Test {
     }
 
     std::string heard;
-    listener *ear;
-    void *script;
+    listener *ear = static_cast<listener *>(object_alloc(listener_class()));
+    void *script = script_under_test = binbuf_new();
     report_catcher reports;
 };
 
-TEST_F(Binbuf, MessagesGoToTheNamedReceiver)
+TEST_F(Binbuf, MessagesGoWithTheirArgumentsToTheNamedReceiver)
 {
-    const struct {
-        const char *text, *heard;
-    } rows[] = {
+    const std::pair<std::string, const char *> named[] = {
         {"", ""},
         {"ear set 1 2.5 word;", "set(1 2.5 word)"},
         {"ear set 1; ear set 2", "set(1)set(2)"},
-        {"; ear set 1", "set(1)"},
         {";;; ear set 1;;", "set(1)"},
         {"ear set 1, set 2,set 3; ear set 4", "set(1)set(2)set(3)set(4)"},
         {"ear set, , set;", "set()set()"},
-        {"ear;", "bang!"},
-        {"ear, set 5;", "bang!set(5)"},
+        {"ear, set 5; ear;", "bang!set(5)bang!"},
         {"ear 7; ear 7.5; ear 1 2 3", "int(7)float(7.5)list(1 2 3)"},
         {"ear typed 3 4 five", "typed(3 4.000000f five)"},
         {"ear\n  set\n 1\n;", "set(1)"},
@@ -118,43 +107,25 @@ TEST_F(Binbuf, MessagesGoToTheNamedReceiver)
         {"\xEF\xBB\xBF"
          "ear set 1",
          "set(1)"},
-        {"ear set $1 $2-$1 \\$1", "set(0 0-0 \"$1\")"},
-    };
-    for (const auto &row : rows)
-        EXPECT_EQ(run(row.text), row.heard) << row.text;
-    EXPECT_EQ(reports.take(), std::vector<std::string>());
-}
-
-TEST_F(Binbuf, WithAReceiverTheFirstWordIsTheMessage)
-{
-    const std::pair<const char *, const char *> rows[] = {
-        {"set 1; set 2", "set(1)set(2)"},
-        {"set 1, 5, bang", "set(1)int(5)bang!"},
-        {"1 2", "list(1 2)"},
-        {"; ear set 3", "set(3)"},
-        {"set 1; ; ear set 3; set 4", "set(1)set(3)set(4)"},
-    };
-    for (const auto &[text, expected] : rows)
-        EXPECT_EQ(run(text, {}, true), expected) << text;
-    EXPECT_EQ(reports.take(), std::vector<std::string>());
-}
-
-TEST_F(Binbuf, ArgumentsTakeTheirPlaces)
-{
-    const std::vector<atom> arguments = {A(4), A("two words"), A(1.5), A("ear")};
-    const struct {
-        const char *text, *heard;
-    } rows[] = {
+        {"ear set $9 x$9 $0 $5-$1;", "set(0 x0 0 0-4)"},
         {"$4 set $1 $2 $3;", "set(4 \"two words\" 1.5)"},
         {"ear set a$1b-$2-$3;", "set(\"a4b-two words-1.5\")"},
-        {"ear set $9 x$9 $0;", "set(0 x0 0)"},
         {"ear set \"$1\" \\$1 x\\$1$1;", "set(\"$1\" \"$1\" \"x$14\")"},
         {"ear set x$1\\2;", "set(x42)"},
         {"ear $1; ear $1 $3;", "int(4)list(4 1.5)"},
         {"ear set $99999999999999999999;", "set(\"0\")"},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(run(row.text, arguments), row.heard) << row.text;
+    for (const auto &[text, expected] : named)
+        EXPECT_EQ(run(text, {A(4), A("two words"), A(1.5), A("ear")}), expected) << text;
+    // with a receiver the first word is the message
+    const std::pair<const char *, const char *> given[] = {
+        {"set 1, 5, bang; set 2", "set(1)int(5)bang!set(2)"},
+        {"1 2", "list(1 2)"},
+        {"; ear set 3", "set(3)"},
+        {"set 1; ; ear set 3; set 4", "set(1)set(3)set(4)"},
+    };
+    for (const auto &[text, expected] : given)
+        EXPECT_EQ(run(text, {}, true), expected) << text;
     EXPECT_EQ(reports.take(), std::vector<std::string>());
 }
 
@@ -176,7 +147,6 @@ TEST_F(Binbuf, AWrongMessageNamesItsLineAndTheNextOneRuns)
     };
     S("binbuf_test_function")->thing = reinterpret_cast<void *>(&hear);
     for (const auto &row : rows) {
-        S("ear")->thing = ear;
         EXPECT_EQ(run(row.text), row.heard) << row.text;
         const std::string error = reports.one_error();
         EXPECT_NE(error.find(row.report), error.npos) << row.text << "\n" << error;
@@ -186,18 +156,15 @@ TEST_F(Binbuf, AWrongMessageNamesItsLineAndTheNextOneRuns)
 
 TEST_F(Binbuf, TextThatIsNoScriptIsRefusedWithItsLine)
 {
-    const struct {
-        std::string text;
-        const char *report;
-    } rows[] = {
+    const std::pair<std::string, const char *> rows[] = {
         {"ear set 1;\near set \"open;\n", "line 2: the quote"},
         {std::string("ear set 1;\n\n\0ear set 2;", 24), "line 3: a zero byte"},
     };
-    for (const auto &row : rows) {
-        EXPECT_EQ(binbuf_settext(script, "ear set 1;", -1), 0);
-        EXPECT_NE(binbuf_settext(script, row.text.data(), long(row.text.size())), 0);
+    for (const auto &[text, report] : rows) {
+        run("ear set 1;");
+        EXPECT_NE(binbuf_settext(script, text.data(), long(text.size())), 0);
         const std::string error = reports.one_error();
-        EXPECT_NE(error.find(row.report), error.npos) << error;
+        EXPECT_NE(error.find(report), error.npos) << error;
         EXPECT_TRUE(atoms().empty()) << "half a script must not run";
     }
     EXPECT_NE(binbuf_settext(script, nullptr, 0), 0);
@@ -212,18 +179,14 @@ TEST_F(Binbuf, AScriptMayReplaceItselfOrRunItself)
     binbuf_eval(script, 0, nullptr, nullptr);
     EXPECT_EQ(heard, "other(words)");
     EXPECT_EQ(run("bang; again;", {}, true).size(), 64 * strlen("bang!"));
-    const std::vector<std::string> all = reports.take();
-    EXPECT_TRUE(std::any_of(all.begin(), all.end(), [](auto &line) { return line.find("deep") != line.npos; }));
-}
+    EXPECT_NE(reports.one_error().find("deep"), std::string::npos);
 
-TEST_F(Binbuf, ReportsAreBounded)
-{
     std::string text;
     for (int i = 0; i < 5000; i++)
         text += "ear missing_message;\n";
     run(text);
     const std::vector<std::string> all = reports.take(zan_report_error);
-    EXPECT_LT(all.size(), 60u);
+    EXPECT_EQ(all.size(), 51u);
     EXPECT_NE(all.back().find("4950 more errors"), std::string::npos) << all.back();
 }
 
@@ -239,16 +202,13 @@ TEST_F(Binbuf, FilesAreReadAndNamedInReports)
     EXPECT_EQ(heard, "set(1)");
     EXPECT_NE(reports.one_error().find("remarks.txt, line 3: "), std::string::npos);
     EXPECT_NE(binbuf_read(script, "absent.txt", path, 0), 0);
-    EXPECT_TRUE(reports.take().empty()) << "whoever asked decides whether a missing file is worth a word";
     EXPECT_NE(binbuf_read(script, nullptr, path, 0), 0);
+    EXPECT_TRUE(reports.take().empty()) << "whoever asked decides whether a missing file is worth a word";
 }
 
 TEST_F(Binbuf, WhatWouldBePassedOverIsMarkedWhereItStands)
 {
-    const struct {
-        atom value;
-        const char *text;
-    } rows[] = {
+    const std::pair<atom, std::string> rows[] = {
         {A("#"), "\"#\""},
         {A("##a"), "\"##a\""},
         {A("#a"), "#a"},
@@ -256,11 +216,13 @@ TEST_F(Binbuf, WhatWouldBePassedOverIsMarkedWhereItStands)
         {dollsym_atom("##$1"), "\\##$1"},
         {dollsym_atom("\xEF\xBB\xBF$1"), "\\\xEF\xBB\xBF$1"},
     };
-    for (const auto &row : rows) {
-        EXPECT_EQ(written(1, &row.value), row.text);
-        ASSERT_EQ(binbuf_settext(script, row.text, -1), 0);
-        ASSERT_EQ(atoms().size(), 1u) << row.text;
-        EXPECT_TRUE(same_atom(atoms()[0], row.value)) << row.text;
+    for (const auto &[value, text] : rows) {
+        char written[64];
+        atoms_totext(1, &value, written, sizeof written);
+        EXPECT_EQ(written, text);
+        ASSERT_EQ(binbuf_settext(script, text.c_str(), -1), 0);
+        ASSERT_EQ(atoms().size(), 1u) << text;
+        EXPECT_TRUE(same_atom(atoms()[0], value)) << text;
     }
 }
 
@@ -272,7 +234,6 @@ TEST_F(Binbuf, HostileTextIsReadAndRunWithoutHarm)
         std::string text;
         for (size_t i = generate.random() % 80; i > 0; i--)
             text += generate.random() % 4 ? letters[generate.random() % letters.size()] : "ear "[i % 4];
-        heard.clear();
         if (binbuf_settext(script, text.data(), long(text.size())) == 0)
             binbuf_eval(script, 0, nullptr, round % 2 ? ear : nullptr);
     }

@@ -9,7 +9,7 @@ int asked;
 zan_class *find(symbol *name)
 {
     asked++;
-    if (name != gensym("finder.one") && name != gensym("finder.two"))
+    if (name != gensym("finder.one"))
         return nullptr;
     zan_class *c = class_new(name->name, nullptr, nullptr, sizeof(object), nullptr, 0);
     zan_class_setdigest(c, "does nothing");
@@ -19,8 +19,8 @@ zan_class *find(symbol *name)
 
 void list(void (*tell)(void *, symbol *), void *data)
 {
-    tell(data, gensym("finder.two"));
-    tell(data, gensym("finder.one"));
+    for (const char *name : {"finder.two", "finder.one"})
+        tell(data, gensym(name));
 }
 
 TEST(BoxClasses, AreMadeWhenTheyAreAskedFor)
@@ -29,11 +29,8 @@ TEST(BoxClasses, AreMadeWhenTheyAreAskedFor)
     EXPECT_EQ(zan_add_class_finder(nullptr), zan_err_invalid_ptr);
     ASSERT_EQ(zan_add_class_finder(&finder), zan_err_none);
     EXPECT_EQ(zan_box_class(gensym("finder.none")), nullptr);
-    EXPECT_EQ(asked, 1);
     zan_class *one = zan_box_class(gensym("finder.one"));
-    ASSERT_TRUE(one);
     EXPECT_STREQ(zan_class_digest(one)->name, "does nothing");
-    EXPECT_EQ(zan_class_digest(nullptr), nullptr);
     void *box = newinstance(gensym("finder.one"), 0, nullptr);
     EXPECT_EQ(object_class(box), one);
     EXPECT_EQ(asked, 2) << "a class that exists is not asked for";
@@ -42,13 +39,11 @@ TEST(BoxClasses, AreMadeWhenTheyAreAskedFor)
     long count = 0;
     symbol **names = nullptr;
     ASSERT_EQ(zan_box_names(&count, &names), zan_err_none);
-    std::vector<std::string> known;
-    for (long i = 0; i < count; i++)
-        known.push_back(names[i]->name);
+    const auto before = [](const symbol *a, const symbol *b) { return std::string(a->name) < b->name; };
+    EXPECT_TRUE(std::is_sorted(names, names + count, before));
+    for (const char *name : {"finder.one", "finder.two"}) // registered and offered; only offered
+        EXPECT_EQ(std::count(names, names + count, gensym(name)), 1) << name;
     sysmem_freeptr(names);
-    EXPECT_TRUE(std::is_sorted(known.begin(), known.end()));
-    EXPECT_EQ(std::count(known.begin(), known.end(), "finder.one"), 1) << "registered and offered, told once";
-    EXPECT_EQ(std::count(known.begin(), known.end(), "finder.two"), 1) << "offered, not made";
 }
 
 } // namespace

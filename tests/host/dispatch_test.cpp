@@ -15,22 +15,14 @@ struct receiver {
 
 std::string seen;
 
-std::string told(symbol *s)
+template <class T> std::string told(T x)
 {
-    return s->name;
-}
-std::string told(object *x)
-{
-    return object_classname(x)->name;
-}
-template <class T> std::string told(T number)
-{
-    return std::to_string(number);
-}
-
-void note(std::string text)
-{
-    seen = std::move(text);
+    if constexpr (std::is_same_v<T, symbol *>)
+        return x->name;
+    else if constexpr (std::is_same_v<T, object *>)
+        return object_classname(x)->name;
+    else
+        return std::to_string(x);
 }
 
 // Notes the arguments that a list of tags gives it.
@@ -42,24 +34,19 @@ template <class... T> zan_word r_typed(receiver *, T... values)
 }
 zan_word r_gimme(receiver *, symbol *s, long argc, atom *argv)
 {
-    note(std::string(s->name) + "(" + text_of(argc, argv) + ")");
+    seen = s->name + ("(" + text_of(argc, argv) + ")");
     return 40 + argc;
 }
-zan_word r_gimmeback(receiver *, symbol *s, long argc, atom *argv, atom *rv)
+zan_word r_gimmeback(receiver *x, symbol *s, long argc, atom *argv, atom *rv)
 {
-    note(std::string(s->name) + "(" + text_of(argc, argv) + ")");
     atom_setfloat(rv, 0.25);
-    return 7;
+    return r_gimme(x, s, argc, argv);
 }
 zan_word r_giveobject(receiver *, symbol *, long, atom *, atom *rv)
 {
     atom list[] = {A(1), A(2)};
     atom_setobj(rv, object_new_imp(S("nobox"), S("atomarray"), 2, W(list), 0, 0, 0, 0, 0, 0));
     return 0;
-}
-void *r_decorator(receiver *x, symbol *)
-{
-    return x->next;
 }
 
 zan_class *receiver_class()
@@ -71,13 +58,14 @@ zan_class *receiver_class()
         };
         constexpr auto words = r_typed<long, long, long, long, long, long, long, long>;
         add("words", M(words), argtype_cant);
-        add("gimme", M(r_gimme), argtype_gimme);
         add("gimmeback", M(r_gimmeback), argtype_gimmeback);
         add("giveobject", M(r_giveobject), argtype_gimmeback);
-        add("defer", M(r_gimme), argtype_defer);
-        add("usurp", M(r_gimme), argtype_usurp);
-        add("defer_low", M(r_gimme), argtype_defer_low);
-        add("usurp_low", M(r_gimme), argtype_usurp_low);
+        for (const auto &[name, tag] : {std::pair("gimme", argtype_gimme),
+                                        {"defer", argtype_defer},
+                                        {"usurp", argtype_usurp},
+                                        {"defer_low", argtype_defer_low},
+                                        {"usurp_low", argtype_usurp_low}})
+            add(name, M(r_gimme), tag);
         add("none", M(r_typed<>));
         add("long", M(r_typed<long>), argtype_long);
         add("float", M(r_typed<double>), argtype_float);
@@ -87,14 +75,14 @@ zan_class *receiver_class()
         add("mixed", M(r_typed<long, double, long, double, symbol *, double, long, double>), argtype_long,
             argtype_float, argtype_long, argtype_float, argtype_sym, argtype_float, argtype_long, argtype_float);
         add("nine", M(words), 1, 1, 1, 1, 1, 1, 1, 1, 1);
-        class_addmethod(made, M(r_decorator), "decorator", argtype_cant, 0);
+        add("decorator", M(+[](receiver *x, symbol *) { return x->next; }), argtype_cant);
         class_addtypedwrapper(made, M(r_gimmeback), "words", argtype_gimmeback, 0);
-        class_addattr(made, attr_offset_new("value", S("long"), 0, nullptr, nullptr, offsetof(receiver, value)));
         class_addattr(made, attr_offset_array_new("numbers", S("float64"), 4, 0, nullptr, nullptr, 0,
                                                   offsetof(receiver, numbers)));
-        class_addattr(made, attr_offset_new("locked", S("long"), 2, nullptr, nullptr, offsetof(receiver, locked)));
-        class_addattr(made,
-                      attr_offset_new("hidden", S("long"), 0x300, nullptr, nullptr, offsetof(receiver, hidden)));
+        for (const auto &[name, flags, offset] : {std::tuple("value", 0L, offsetof(receiver, value)),
+                                                  {"locked", 2L, offsetof(receiver, locked)},
+                                                  {"hidden", 0x300L, offsetof(receiver, hidden)}})
+            class_addattr(made, attr_offset_new(name, S("long"), flags, nullptr, nullptr, long(offset)));
         class_register(S("test"), made);
         return made;
     }();
@@ -126,41 +114,34 @@ TEST_F(dispatch, words_pass_untouched_whatever_the_tags)
 
 TEST_F(dispatch, atoms_are_converted_by_the_tags)
 {
+    const std::vector<atom> eight = {A(1), A(2.5), A(3), A(4.5), A("e"), A(6), A(7.5), A(8.5)};
     const struct {
         const char *message;
         std::vector<atom> atoms;
         zan_word answer;
-        const char *seen;
-        const char *rv;
+        const char *seen, *rv;
     } rows[] = {
         {"gimme", {A(1), A(2.5), A("w")}, 43, "gimme(1 2.500000f w)", "nothing"},
-        {"gimme", {}, 40, "gimme()", "nothing"},
-        {"gimmeback", {A("w")}, 7, "gimmeback(w)", "0.250000f"},
-        {"words", {A(5)}, 7, "words(5)", "0.250000f"}, // the typed wrapper of a private method
-        {"defer", {A(1)}, 41, "defer(1)", "nothing"},
+        {"gimmeback", {A("w")}, 41, "gimmeback(w)", "0.250000f"},
+        {"words", {A(5)}, 41, "words(5)", "0.250000f"}, // the typed wrapper of a private method
         {"usurp_low", {A(1)}, 41, "usurp_low(1)", "nothing"},
         {"none", {A(1)}, 1, "", "nothing"},
-        {"long", {A(3)}, 1, "3", "nothing"},
         {"long", {A(3.9)}, 1, "3", "nothing"},
         {"long", {A(3), A(4)}, 1, "3", "nothing"}, // more than it takes
         {"float", {A(3)}, 1, "3.000000", "nothing"},
-        {"float", {A(3.5)}, 1, "3.500000", "nothing"},
         {"sym", {A("word")}, 1, "word", "nothing"},
         {"obj", {A(linklist_new())}, 1, "linklist", "nothing"},
         {"defaults", {}, 1, "0 0.000000 ", "nothing"},
-        {"defaults", {A(4)}, 1, "4 0.000000 ", "nothing"},
         {"defaults", {A(4), A(5), A("six")}, 1, "4 5.000000 six", "nothing"},
-        {"mixed",
-         {A(1), A(2.5), A(3), A(4.5), A("e"), A(6), A(7.5), A(8.5)},
-         1,
-         "1 2.500000 3 4.500000 e 6.000000 7 8.500000",
-         "nothing"},
+        {"mixed", eight, 1, "1 2.500000 3 4.500000 e 6.000000 7 8.500000", "nothing"},
         {"value", {A(17)}, 0, "", "nothing"},
         {"getvalue", {}, 0, "", "17"},
         {"numbers", {A(1), A(2)}, 0, "", "nothing"},
         {"getnumbers", {}, 0, "", "object"},
         {"hidden", {A(6)}, 0, "", "nothing"},
         {"gethidden", {}, 0, "", "6"},
+        {"locked", {A(6)}, zan_err_generic, "", "nothing"},
+        {"getlocked", {}, 0, "", "0"},
     };
     for (auto row : rows) {
         SCOPED_TRACE(row.message);
@@ -179,8 +160,8 @@ TEST_F(dispatch, atoms_are_converted_by_the_tags)
             EXPECT_EQ(text_of(count, argv), "1.000000f 2.000000f 0.000000f 0.000000f");
             object_free(atom_getobj(&rv));
         }
-        if (row.atoms.size() == 1 && row.atoms[0].type == argtype_obj)
-            object_free(row.atoms[0].value.as_obj);
+        if (argc == 1)
+            object_free(atom_getobj(row.atoms.data()));
     }
     EXPECT_TRUE(reports.take().empty());
 }
@@ -211,16 +192,13 @@ TEST_F(dispatch, what_does_not_fit_is_one_error_that_names_it)
         {"obj", {A(1.5)}, "test_receiver: obj: argument 1: expected an object, found a number"},
         {"defaults", {A(1), A("b")}, "test_receiver: defaults: argument 2: expected a number, found a symbol"},
         {"mixed", {A(1), A(2.5), A(3)}, "test_receiver: mixed: argument 4: expected a number, found nothing"},
-        {"nine",
-         {A(1), A(1), A(1), A(1), A(1), A(1), A(1), A(1), A(1)},
-         "test_receiver: nine: takes more than 8 arguments"},
+        {"nine", std::vector<atom>(9, A(1)), "test_receiver: nine: takes more than 8 arguments"},
         {"decorator", {}, "test_receiver: decorator: is private"},
     };
     for (auto row : rows) {
         SCOPED_TRACE(row.message);
-        EXPECT_EQ(
-            object_method_typed(x, S(row.message), static_cast<long>(row.atoms.size()), row.atoms.data(), nullptr),
-            zan_err_generic);
+        const long argc = static_cast<long>(row.atoms.size());
+        EXPECT_EQ(object_method_typed(x, S(row.message), argc, row.atoms.data(), nullptr), zan_err_generic);
         EXPECT_NE(reports.one_error().find(row.says), std::string::npos) << row.says;
         EXPECT_EQ(seen, "");
     }
@@ -231,7 +209,6 @@ TEST_F(dispatch, what_does_not_fit_is_one_error_that_names_it)
 TEST_F(dispatch, a_patcher_reaches_what_is_public)
 {
     atom three = A(3);
-    EXPECT_EQ(typedmess(x, S("gimme"), 1, &three), 41);
     EXPECT_EQ(typedmess(x, S("value"), 1, &three), 0);
     EXPECT_EQ(x->value, 3);
     EXPECT_EQ(typedmess(x, S("getvalue"), 0, nullptr), 0);
@@ -239,8 +216,7 @@ TEST_F(dispatch, a_patcher_reaches_what_is_public)
     EXPECT_EQ(seen, "3.000000");
     EXPECT_TRUE(reports.take().empty());
     const struct {
-        const char *message;
-        const char *says;
+        const char *message, *says;
     } refused[] = {
         {"words", "doesn't understand \"words\""}, // private: the wrapper is for languages
         {"gimmy", "doesn't understand \"gimmy\": did you mean \"gimme\"?"},
@@ -260,22 +236,6 @@ TEST_F(dispatch, a_patcher_reaches_what_is_public)
     EXPECT_TRUE(reports.take().empty());
 }
 
-TEST_F(dispatch, attributes_answer_their_names_with_words)
-{
-    atom list[] = {A(9), A(8)};
-    EXPECT_EQ(send(x, "value", 1, list), 0);
-    EXPECT_EQ(x->value, 9);
-    long argc = 0;
-    atom *argv = nullptr;
-    EXPECT_EQ(send(x, "getvalue", &argc, &argv), 0);
-    EXPECT_EQ(text_of(argc, argv), "9");
-    sysmem_freeptr(argv);
-    EXPECT_NE(send(x, "locked", 1, list), 0);
-    EXPECT_EQ(x->locked, 0);
-    EXPECT_EQ(send(x, "hidden", 1, list), 0); // by code it can
-    EXPECT_EQ(x->hidden, 9);
-}
-
 TEST_F(dispatch, unknown_messages_go_to_what_is_decorated)
 {
     zan_class *inner_class = class_new("test_inner", nullptr, nullptr, sizeof(receiver), nullptr, 0);
@@ -291,7 +251,7 @@ TEST_F(dispatch, unknown_messages_go_to_what_is_decorated)
     inner->value = 100;
     EXPECT_EQ(send(x, "inner", 5), 105);
     atom rv, three = A(3);
-    EXPECT_EQ(object_method_typed(x, S("back"), 1, &three, &rv), 7);
+    EXPECT_EQ(object_method_typed(x, S("back"), 1, &three, &rv), 41);
     EXPECT_EQ(text_of(rv), "0.250000f");
     EXPECT_EQ(typedmess(x, S("depth"), 1, &three), 0);
     EXPECT_EQ(inner->value, 3);
@@ -319,10 +279,8 @@ TEST_F(dispatch, methods_of_one_object_win_over_its_class)
     EXPECT_EQ(object_addmethod(x, M(r_typed<long>), "only_here", argtype_long, 0), 0);
     EXPECT_EQ(send(x, "none"), 500);
     EXPECT_EQ(send(other, "none"), 1);
-    EXPECT_EQ(send(other, "only_here", 1), 0);
     EXPECT_EQ(object_mess(x, S("only_here"))->types[0], argtype_long);
     EXPECT_EQ(object_getmethod(other, S("only_here")), M(method_false));
-    EXPECT_EQ(zgetfn(other, S("only_here")), nullptr);
     EXPECT_EQ(object_getmethod_object(x, S("none"))->entry.types[0], argtype_cant);
     EXPECT_EQ(object_getmethod_object(x, S("long"))->entry.function, M(r_typed<long>)); // the class's
     object_addmethod(x, M(r_typed<>), "none", 0);
@@ -338,7 +296,7 @@ TEST_F(dispatch, a_symbol_or_a_found_entry_serve_as_well)
     EXPECT_EQ(object_method_sym(x, S("sym"), S("word"), nullptr), 1);
     EXPECT_EQ(seen, "word");
     atom three = A(3), rv;
-    EXPECT_EQ(object_method_typedfun(x, object_mess(x, S("gimmeback")), S("other"), 1, &three, &rv), 7);
+    EXPECT_EQ(object_method_typedfun(x, object_mess(x, S("gimmeback")), S("other"), 1, &three, &rv), 41);
     EXPECT_EQ(seen, "other(3)");
     EXPECT_EQ(object_method_typedfun(x, object_mess(x, S("gimme")), nullptr, -1, nullptr, &rv), 40);
     EXPECT_EQ(seen, "gimme()");
@@ -353,19 +311,18 @@ TEST_F(dispatch, deferring_tags_run_on_the_main_thread)
         SCOPED_TRACE(tag);
         object_addmethod(x, M(+[](void *, symbol *s, long argc, atom *argv) -> zan_word {
                              ran = std::this_thread::get_id();
-                             note(s->name + (":" + text_of(argc, argv)));
-                             return 9;
+                             return r_gimme(nullptr, s, argc, argv);
                          }),
                          "d", tag, 0);
         atom list[] = {A(3), A("b")};
-        EXPECT_EQ(object_method_typed(x, S("d"), 2, list, nullptr), 9); // at once here
+        EXPECT_EQ(object_method_typed(x, S("d"), 2, list, nullptr), 42); // at once here
         seen.clear();
         ran = {};
         std::thread([&] { EXPECT_EQ(typedmess(x, S("d"), 2, list), 0); }).join();
         EXPECT_EQ(seen, "");
         list[0] = list[1] = A(4); // the queue has its own copy
         zan_service();
-        EXPECT_EQ(seen, "d:3 b");
+        EXPECT_EQ(seen, "d(3 b)");
         EXPECT_EQ(ran, std::this_thread::get_id());
     }
 }
