@@ -2,6 +2,7 @@
 // evaluator that fills a matrix.
 #pragma once
 #include <cmath>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -13,17 +14,28 @@
 
 #include "matrix/matrix_tools.h"
 
-// A functor made by name. Settings are "name value ..." each, chains allowed.
+// The parts of "a; b 1; c 2".
+inline std::vector<std::string> parts_of(const std::string &text)
+{
+    std::vector<std::string> parts;
+    std::istringstream in(text);
+    for (std::string part; std::getline(in >> std::ws, part, ';');)
+        parts.push_back(part);
+    return parts;
+}
+
+// A functor made by name, with settings behind it: "name; attribute value ...; ...". Chains are allowed.
 struct functor {
     void *object = nullptr;
     vok_functor_interface *interface = nullptr;
 
-    explicit functor(const std::string &name, const std::vector<std::string> &settings = {})
+    explicit functor(const std::string &text)
     {
-        EXPECT_EQ(vok_functor_new_object_with_interface(&object, &interface, nullptr, gensym(name.c_str())), 0)
-            << name;
-        for (const std::string &text : settings)
-            EXPECT_EQ(set(text), 0) << name << ": " << text;
+        const std::vector<std::string> parts = parts_of(text);
+        EXPECT_EQ(vok_functor_new_object_with_interface(&object, &interface, nullptr, gensym(parts[0].c_str())), 0)
+            << text;
+        for (size_t i = 1; i < parts.size(); i++)
+            EXPECT_EQ(set(parts[i]), 0) << text;
     }
     ~functor() { vok_object_free(object); }
     functor(const functor &) = delete;
@@ -76,6 +88,38 @@ inline int32_t fixed_of(double v)
 {
     const double scaled = std::trunc(v * 65536);
     return scaled >= -2147483648.0 && scaled <= 2147483647.0 ? static_cast<int32_t>(scaled) : INT32_MIN;
+}
+
+// Coordinates all over the place, the same in every run.
+inline std::vector<std::vector<double>> places(size_t dims, int count)
+{
+    std::mt19937_64 random(8);
+    std::vector<std::vector<double>> all(static_cast<size_t>(count), std::vector<double>(dims));
+    for (auto &place : all)
+        for (double &x : place)
+            x = (static_cast<double>(random() >> 11) * 0x1p-53 - 0.5) * 30;
+    return all;
+}
+
+inline double value_at(const functor &f, const std::vector<double> &x)
+{
+    return eval(f, static_cast<long>(x.size()), x.data());
+}
+
+// One number of the values at 100 places, which any of them changes. Those of float32 lie as near the
+// float64 ones as `tolerance`, if there is one.
+inline double sum_over_places(const functor &f, size_t dims, double tolerance = 0)
+{
+    double sum = 0, weight = 0;
+    for (const std::vector<double> &x : places(dims, 100)) {
+        sum += ++weight * value_at(f, x) / 100;
+        const std::vector<float> narrow(x.begin(), x.end());
+        const double rounded = value_at(f, {narrow.begin(), narrow.end()});
+        EXPECT_TRUE(!tolerance ||
+                    std::fabs(eval(f, static_cast<long>(dims), narrow.data()) - rounded) <= tolerance)
+            << rounded << " at " << x[0];
+    }
+    return sum;
 }
 
 // A matrix operator of the room with its lists of matrices.

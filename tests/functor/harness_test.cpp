@@ -1,5 +1,6 @@
 // Every registered functor, in every precision and type of cell, fills a grid by rows as its
 // own cells say one by one; and again on every instruction set.
+#include <algorithm>
 #include <cstring>
 #include <random>
 #include <set>
@@ -8,57 +9,58 @@
 
 #include "functor/functor_tools.h"
 #include "other_paths.h"
+#include "scratch.h"
 
 namespace {
 
 class FunctorHarness : public Library {};
 
-struct subject {
-    std::string name; // "category.name" or just its name
-    std::vector<std::string> settings = {};
-};
+// Of all that are registered, with their categories.
+std::set<std::string> names()
+{
+    std::set<std::string> all;
+    void *list = vok_functor_classlist_in_category(nullptr);
+    for (long i = 0; i < linklist_getsize(list); i++) {
+        std::string name = class_nameget(static_cast<zan_class *>(linklist_getindex(list, i)))->name;
+        std::replace(name.begin(), name.end(), '_', '.');
+        all.insert(name.substr(std::strlen("vok_functor_")));
+    }
+    linklist_chuck(list);
+    EXPECT_GE(all.size(), 44u);
+    return all;
+}
 
 // Classes join by themselves with their defaults; these are the settings that lead a rule
 // into other branches.
-std::vector<subject> subjects()
+std::vector<std::string> subjects()
 {
-    std::vector<subject> all = {
-        {"curve.cubicspline", {"knots 0. 1. 0.25 0.75 1. 0."}},
-        {"filter.lanczossinc", {"width 3.", "alpha 0.5"}},
-        {"distance.minkovsky", {"exponent 3."}},
-        {"distance.minkovsky", {"exponent 4."}},
-        {"transfer.gain", {"beta 0.2"}},
-        {"noise.checker", {"smooth 0.2"}},
-        {"noise.gradient", {"sign 1", "filter quintic", "tablesize 64"}},
-        {"noise.gradient", {"filter gaussian"}},
-        {"noise.distorted", {"distortion 0.5 0.25", "outer noise.cell"}},
-        {"noise.value.cubicspline", {"basis bspline", "abs 1", "sign 1"}},
-        {"noise.value.cubicspline", {"basis power"}},
-        {"noise.simplex", {"abs 1", "sign 1", "tablesize 1"}},
-        {"noise.voronoi", {"features 3", "weight -1. 1. 0.5", "exp 1. 2.5 0.", "postsqrt 1"}},
-        {"noise.voronoi", {"features 2", "metric id", "combiner mult", "sign 1"}},
-        {"noise.voronoi", {"metric id", "density 14.", "tablesize 1"}},
-        {"noise.voronoi", {"distance manhattan"}},
-        {"noise.voronoi", {"shape hexagon", "abs 1"}},
-        {"fractal.mono", {"rotate 1", "detail 2.5"}},
-        {"fractal.hetero", {"basis noise.simplex", "level 0.5"}},
-        {"fractal.multi.hybrid", {"basis noise.voronoi", "detail 0.5"}},
-        {"fractal.multi", {"basis noise.gradient", "detail 2.5", "result -2."}},
-        {"fractal.turbulence", {"basis noise.cell", "scale 2. 0.5", "offset 0.25"}},
-        {"fractal.multi.ridged", {"gain 2.", "detail 4.5"}},
+    std::vector<std::string> all = {
+        "curve.cubicspline; knots 0. 1. 0.25 0.75 1. 0.",
+        "filter.lanczossinc; width 3.; alpha 0.5",
+        "distance.minkovsky; exponent 3.",
+        "distance.minkovsky; exponent 4.",
+        "transfer.gain; beta 0.2",
+        "noise.checker; smooth 0.2",
+        "noise.gradient; sign 1; filter quintic; tablesize 64",
+        "noise.gradient; filter gaussian",
+        "noise.distorted; distortion 0.5 0.25; outer noise.cell",
+        "noise.value.cubicspline; basis bspline; abs 1; sign 1",
+        "noise.value.cubicspline; basis power",
+        "noise.simplex; abs 1; sign 1; tablesize 1",
+        "noise.voronoi; features 3; weight -1. 1. 0.5; exp 1. 2.5 0.; postsqrt 1",
+        "noise.voronoi; features 2; metric id; combiner mult; sign 1",
+        "noise.voronoi; metric id; density 14.; tablesize 1",
+        "noise.voronoi; distance manhattan",
+        "noise.voronoi; shape hexagon; abs 1",
+        "fractal.mono; rotate 1; detail 2.5",
+        "fractal.hetero; basis noise.simplex; level 0.5",
+        "fractal.multi.hybrid; basis noise.voronoi; detail 0.5",
+        "fractal.multi; basis noise.gradient; detail 2.5; result -2.",
+        "fractal.turbulence; basis noise.cell; scale 2. 0.5; offset 0.25",
+        "fractal.multi.ridged; gain 2.; detail 4.5",
     };
-    void *list = vok_functor_classlist_in_category(nullptr);
-    std::set<std::string> names;
-    for (long i = 0; i < linklist_getsize(list); i++)
-        names.insert(class_nameget(static_cast<zan_class *>(linklist_getindex(list, i)))->name);
-    linklist_chuck(list);
-    EXPECT_GE(names.size(), 29u);
-    for (std::string name : names) {
-        name = name.substr(std::strlen("vok_functor_"));
-        for (char &c : name)
-            c = c == '_' ? '.' : c;
-        all.push_back({name});
-    }
+    for (const std::string &name : names())
+        all.push_back(name);
     return all;
 }
 
@@ -77,10 +79,8 @@ template <typename T> T of(double v)
 
 template <typename T> T sum(T a, T b)
 {
-    if constexpr (std::is_same_v<T, int32_t>)
-        return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
-    else
-        return a + b;
+    using wrapping = std::conditional_t<std::is_integral_v<T>, uint32_t, T>;
+    return static_cast<T>(static_cast<wrapping>(a) + static_cast<wrapping>(b));
 }
 
 // What a value becomes in a cell, as the table of the evaluator has it.
@@ -115,14 +115,12 @@ template <typename T> bool same_bits(T a, T b)
 }
 
 template <typename T> struct evaluator : filler {
-    explicit evaluator(const subject &s) : filler("vok_functor_evaluate")
+    explicit evaluator(const std::string &text) : filler("vok_functor_evaluate")
     {
-        set("basis " + s.name);
-        for (const std::string &text : s.settings) {
-            std::vector<atom> list = atoms("basis " + text);
-            vok_object_method_typed(object, gensym("setattr"), static_cast<long>(list.size()), list.data(),
-                                    nullptr);
-        }
+        const std::vector<std::string> parts = parts_of(text);
+        set("basis " + parts[0]);
+        for (size_t i = 1; i < parts.size(); i++)
+            message(object, "setattr", "basis " + parts[i]);
         set(std::string("precision ") + precision<T>);
     }
 };
@@ -131,7 +129,7 @@ constexpr double origins[3] = {-1.25, 0.5, 3.0}, scales[3] = {9.5, -4.0, 1.5};
 constexpr double weights[2] = {1.0, -0.3};
 
 // Fills a grid and compares each cell with the functor at coordinates that run on as told.
-template <typename T, typename Out> void check(const subject &s, const functor &f, const char *type, long dims)
+template <typename T, typename Out> void check(const std::string &s, const functor &f, const char *type, long dims)
 {
     const long size[3] = {dims == 2 ? 301 : 67, dims == 2 ? 3 : 2, dims == 2 ? 1 : 2};
     matrix m(dims == 2 ? shape(type, 2, {size[0], size[1]}) : shape(type, 2, {size[0], size[1], size[2]}));
@@ -161,10 +159,9 @@ template <typename T, typename Out> void check(const subject &s, const functor &
                         c[d] = sum(x[d], of<T>(table[d][p]));
                     const Out expected = stored<Out>(eval(f, dims, c), of<T>(weights[p]));
                     ASSERT_TRUE(same_bits(cell<Out>(m, i, j, k)[p], expected))
-                        << s.name << (s.settings.empty() ? "" : " with " + s.settings[0]) << ", "
-                        << precision<T> << " into " << type << ", " << dims << " dimensions, cell " << i << " "
-                        << j << " " << k << " plane " << p << ": " << +cell<Out>(m, i, j, k)[p] << ", not "
-                        << +expected;
+                        << s << ", " << precision<T> << " into " << type << ", " << dims << " dimensions, cell "
+                        << i << " " << j << " " << k << " plane " << p << ": " << +cell<Out>(m, i, j, k)[p]
+                        << ", not " << +expected;
                 }
             }
         }
@@ -173,7 +170,7 @@ template <typename T, typename Out> void check(const subject &s, const functor &
 
 // An input whose rows move in their first coordinate alone, and as they like: rows are no
 // more than their cells there either.
-template <typename T> void check_input(const subject &s, const functor &f, const char *type)
+template <typename T> void check_input(const std::string &s, const functor &f, const char *type)
 {
     matrix in(type, 3, {300, 3}), out(type, 1, {300, 3});
     const evaluator<T> e(s);
@@ -196,12 +193,12 @@ template <typename T> void check_input(const subject &s, const functor &f, const
             std::transform(cell<T>(in, x, y), cell<T>(in, x, y) + 3, c, [](T v) { return v + T(0); });
             const T expected = eval(f, 3, c);
             ASSERT_TRUE(same_bits(*cell<T>(out, x, y), expected))
-                << s.name << ", " << type << " input, cell " << x << " " << y << " at " << *cell<T>(in, x, y)
-                << ": " << *cell<T>(out, x, y) << ", not " << expected;
+                << s << ", " << type << " input, cell " << x << " " << y << " at " << *cell<T>(in, x, y) << ": "
+                << *cell<T>(out, x, y) << ", not " << expected;
         }
 }
 
-template <typename T> void check_types(const subject &s, const functor &f)
+template <typename T> void check_types(const std::string &s, const functor &f)
 {
     for (long dims : {2L, 3L}) {
         check<T, uint8_t>(s, f, "char", dims);
@@ -213,8 +210,8 @@ template <typename T> void check_types(const subject &s, const functor &f)
 
 TEST_F(FunctorHarness, rows_equal_cells)
 {
-    for (const subject &s : subjects()) {
-        const functor f(s.name, s.settings);
+    for (const std::string &s : subjects()) {
+        const functor f(s);
         check_types<int32_t>(s, f);
         check_types<float>(s, f);
         check_types<double>(s, f);
@@ -222,6 +219,53 @@ TEST_F(FunctorHarness, rows_equal_cells)
         check_input<double>(s, f, "float64");
         if (HasFatalFailure())
             return;
+    }
+}
+
+// No number in an attribute, no word, no coordinate and no count of them.
+TEST_F(FunctorHarness, nothing_breaks_them)
+{
+    const double numbers[] = {0, -1, 0.5, 1, 33, 1e12, 1e30, -1e30, 1e-300, NAN, HUGE_VAL};
+    const char *words[] = {"shape triangle", "shape octagon", "basis power", "basis curve.linear", "nothing"};
+    const double odd[] = {0,   NAN,  HUGE_VAL, -HUGE_VAL, 1e30, -1e30, 2147483648.0, -2147483649.0,
+                          3e9, -0.0, 1e-320};
+    const std::vector<double> many(32, 0.3);
+    const std::vector<float> many32(32, 0.3f);
+    const std::vector<int32_t> raw(32, INT32_MIN);
+    const auto evaluate = [&](const functor &f) {
+        for (const double a : odd) {
+            f.at(a);
+            f.at(a, 0.5);
+            f.at(0.5, a, a);
+            f.at32(a, 0.25f);
+            f.raw(INT32_MIN, INT32_MAX, -1);
+        }
+        EXPECT_TRUE(same_bits(f.at(0.25, 0.75), f.at(0.25, 0.75)));
+    };
+    report_catcher reports;
+    for (const std::string &name : names()) {
+        SCOPED_TRACE(name);
+        long count = 0;
+        symbol **attributes = nullptr;
+        const functor unset(name);
+        for (const long n : {-1L, 0L, 6L, 32L}) { // also more than can be gone through
+            eval(unset, n, many.data());
+            eval(unset, n, many32.data());
+            eval(unset, n, raw.data());
+        }
+        object_attr_getnames(unset.object, &count, &attributes);
+        for (long i = 0; i < count; i++)
+            for (const double number : numbers) {
+                const functor f(name);
+                vok_attr_setfloat(f.object, attributes[i], number);
+                evaluate(f);
+            }
+        sysmem_freeptr(attributes);
+        for (const char *word : words) {
+            const functor f(name);
+            f.set(word); // not all have it
+            evaluate(f);
+        }
     }
 }
 
