@@ -14,21 +14,28 @@ struct thing {
 
 long freed;
 
-void *thing_new(zan_word a, zan_word b);
-void thing_free(thing *)
+zan_class *thing_class();
+void *thing_new(zan_word a, zan_word b)
 {
-    ++freed;
+    thing *x = static_cast<thing *>(object_alloc(thing_class()));
+    x->a = a;
+    x->b = b;
+    return x;
 }
 long thing_sum(thing *x)
 {
     return x->a + x->b;
 }
+template <zan_word number> zan_word answer(void *)
+{
+    return number;
+}
 
 zan_class *thing_class()
 {
     static zan_class *c = [] {
-        zan_class *made =
-            class_new("test_thing", M(thing_new), M(thing_free), sizeof(thing), nullptr, argtype_cant, 0);
+        zan_class *made = class_new("test_thing", M(thing_new), M(+[](void *) { ++freed; }), sizeof(thing),
+                                    nullptr, argtype_cant, 0);
         class_addmethod(made, M(thing_sum), "sum", argtype_cant, 0);
         class_obexoffset_set(made, offsetof(thing, obex));
         class_register(S("test"), made);
@@ -37,18 +44,15 @@ zan_class *thing_class()
     return c;
 }
 
-void *thing_new(zan_word a, zan_word b)
-{
-    thing *x = static_cast<thing *>(object_alloc(thing_class()));
-    x->a = a;
-    x->b = b;
-    return x;
-}
-
-thing *make_thing(long a = 1, long b = 2)
+thing *make_thing(long a = 1, long b = 2, const char *name = "test_thing")
 {
     thing_class();
-    return static_cast<thing *>(object_new_imp(S("test"), S("test_thing"), a, b, 0, 0, 0, 0, 0, 0));
+    return static_cast<thing *>(object_new_imp(S("test"), S(name), a, b, 0, 0, 0, 0, 0, 0));
+}
+
+zan_class *plain_class(const char *name, zan_method free_fn = nullptr)
+{
+    return class_new(name, nullptr, free_fn, sizeof(object), nullptr, 0);
 }
 
 TEST(classes, records_are_laid_out_as_others_read_them)
@@ -77,25 +81,26 @@ TEST(classes, records_are_laid_out_as_others_read_them)
 
 TEST(classes, what_is_added_later_is_seen_by_older_objects)
 {
-    zan_class *c = class_new("test_late", nullptr, nullptr, sizeof(object), nullptr, 0);
+    zan_class *c = plain_class("test_late");
     void *x = object_alloc(c);
-    void *methods = class_extra_lookup(c, S("methods"));
     EXPECT_EQ(send(x, "late"), 0);
-    class_addmethod(c, M(+[](void *) -> zan_word { return 1; }), "late", argtype_cant, 0);
+    class_addmethod(c, M(answer<1>), "late", argtype_cant, 0);
     EXPECT_EQ(send(x, "late"), 1);
-    class_addmethod(c, M(+[](void *) -> zan_word { return 2; }), "late", argtype_gimme, 0);
+    class_addmethod(c, M(answer<2>), "late", argtype_gimme, 0);
     EXPECT_EQ(send(x, "late"), 2); // replaced, not doubled
     EXPECT_EQ(class_mess(c, S("late"))->types[0], argtype_gimme);
     EXPECT_EQ(class_mess(c, S("late"))[1].name, nullptr);
-    EXPECT_EQ(hashtab_getsize(methods), 1);
+    EXPECT_EQ(hashtab_getsize(class_extra_lookup(c, S("methods"))), 1);
     EXPECT_EQ(object_getmethod_object(x, S("late"))->entry.types[0], argtype_gimme);
+    class_free(c); // early: waits for its object
+    EXPECT_EQ(send(x, "late"), 2);
     object_free(x);
-    class_free(c);
+    EXPECT_EQ(zan_object_count(S("test_late")), 0);
 }
 
 TEST(classes, hold_many_methods_at_a_fixed_place_and_refuse_too_many)
 {
-    zan_class *c = class_new("test_many", nullptr, nullptr, sizeof(object), nullptr, 0);
+    zan_class *c = plain_class("test_many");
     object *x = static_cast<object *>(object_alloc(c));
     void *table = x->messlist;
     const long most = 4095;
@@ -116,97 +121,73 @@ TEST(classes, hold_many_methods_at_a_fixed_place_and_refuse_too_many)
 
 TEST(classes, a_name_belongs_to_the_first_in_its_namespace)
 {
-    zan_class *first = class_new("test_same", nullptr, nullptr, sizeof(object), nullptr, 0);
-    zan_class *second = class_new("test_same", nullptr, nullptr, sizeof(object), nullptr, 0);
+    report_catcher reports;
+    zan_class *first = plain_class("test_same"), *second = plain_class("test_same");
     EXPECT_EQ(class_findbyname(S("test"), S("test_same")), nullptr);
     EXPECT_EQ(class_register(S("test"), first), 0);
     EXPECT_EQ(class_register(S("test"), first), 0);
     EXPECT_EQ(class_register(S("test"), second), zan_err_duplicate);
+    EXPECT_NE(reports.one_error().find("test_same"), std::string::npos);
     EXPECT_EQ(class_register(S("test_other"), second), 0);
     EXPECT_EQ(class_findbyname(S("test"), S("test_same")), first);
     EXPECT_EQ(class_findbyname(S("test_other"), S("test_same")), second);
-    EXPECT_EQ(class_findbyname(nullptr, S("test_same")), nullptr);
     class_free(first);
     EXPECT_EQ(class_findbyname(S("test"), S("test_same")), nullptr);
     class_free(second);
 }
 
-TEST(classes, one_that_is_freed_early_waits_for_its_objects)
-{
-    zan_class *c = class_new("test_doomed", nullptr, nullptr, sizeof(object), nullptr, 0);
-    class_addmethod(c, M(+[](void *) -> zan_word { return 5; }), "five", argtype_cant, 0);
-    void *both[] = {object_alloc(c), object_alloc(c)};
-    EXPECT_EQ(class_free(c), 0);
-    for (void *x : both) {
-        EXPECT_EQ(send(x, "five"), 5);
-        object_free(x);
-    }
-    EXPECT_EQ(zan_object_count(S("test_doomed")), 0);
-}
-
 TEST(classes, wrong_set_up_is_refused)
 {
     report_catcher reports;
-    EXPECT_EQ(class_new("small", nullptr, nullptr, 8, nullptr, 0), nullptr);
-    EXPECT_NE(reports.one_error().find("small"), std::string::npos);
-    EXPECT_EQ(class_new(nullptr, nullptr, nullptr, 32, nullptr, 0), nullptr);
-    reports.take();
-    EXPECT_NE(class_addmethod(nullptr, M(method_false), "a", 0), 0);
-    EXPECT_NE(class_addattr(thing_class(), nullptr), 0);
-    EXPECT_NE(class_addadornment(thing_class(), nullptr), 0);
-    EXPECT_NE(class_register(nullptr, thing_class()), 0);
-    EXPECT_NE(class_extra_store(thing_class(), S("methods"), nullptr), 0);
-    EXPECT_EQ(class_free(nullptr), zan_err_invalid_ptr);
-    EXPECT_EQ(class_method(thing_class(), S("absent")), nullptr);
+    zan_class *c = thing_class();
+    EXPECT_FALSE(class_new("small", nullptr, nullptr, 8, nullptr, 0) ||
+                 class_new(nullptr, nullptr, nullptr, 32, nullptr, 0));
+    EXPECT_NE(reports.take().at(0).find("small"), std::string::npos);
+    for (const long error : {class_addmethod(nullptr, M(method_false), "a", 0), class_addattr(c, nullptr),
+                             class_addadornment(c, nullptr), class_register(nullptr, c),
+                             class_extra_store(c, S("methods"), nullptr), class_free(nullptr)})
+        EXPECT_NE(error, 0);
+    EXPECT_FALSE(class_method(c, S("absent")) || class_findbyname(nullptr, S("test_thing")) ||
+                 class_extra_lookup(c, S("absent")) || class_copy(S("test"), S("absent"), S("test"), S("x")));
 }
 
 TEST(classes, a_copy_makes_objects_of_its_own_name)
 {
     zan_class *from = thing_class();
-    class_extra_store(from, S("word"), reinterpret_cast<void *>(99));
-    thing *adornment = make_thing();
+    for (const long word : {98, 99})
+        class_extra_store(from, S("word"), reinterpret_cast<void *>(word));
+    class_flagsset(from, 0x20000);
+    EXPECT_EQ(class_flagsget(from), 0x20000);
+    thing *adornment = make_thing(), *y = make_thing();
     class_addadornment(from, adornment);
-    class_addtypedwrapper(from, M(+[](void *) -> zan_word { return 3; }), "wrapped", argtype_gimme, 0);
-    void *x = make_thing();
-    void *method = object_getmethod_object(x, S("sum"));
-    object_free(x);
+    class_addtypedwrapper(from, M(answer<3>), "wrapped", argtype_gimme, 0);
+    void *method = object_getmethod_object(y, S("sum"));
+    EXPECT_EQ(object_refpage_method_is_undocumented(method), 0);
     object_addattr_parse(method, "undocumented", S("long"), 0, "1");
     class_copy(S("test"), S("test_thing"), S("test"), S("test_between"));
     zan_class *copy = class_copy(S("test"), S("test_between"), S("test"), S("test_copy")); // a copy's copy
     ASSERT_NE(copy, nullptr);
     object_deleteattr(method, S("undocumented"));
-    EXPECT_EQ(class_copy(S("test"), S("absent"), S("test"), S("x")), nullptr);
+    report_catcher reports;
     EXPECT_EQ(class_copy(S("test"), S("test_thing"), S("test"), S("test_copy")), nullptr); // taken
-    // the constructor knows only the first class
-    x = object_new_imp(S("test"), S("test_copy"), 4, 5, 0, 0, 0, 0, 0, 0);
+    reports.one_error();
+    thing *x = make_thing(4, 5, "test_copy"); // the constructor knows only the first class
     EXPECT_EQ(object_refpage_method_is_undocumented(object_getmethod_object(x, S("sum"))), 1);
+    EXPECT_EQ(object_refpage_method_is_groupreference(object_getmethod_object(x, S("sum"))), 0);
     EXPECT_EQ(object_classname(x), S("test_copy"));
     EXPECT_EQ(send(x, "sum"), 9);
-    void *y = make_thing();
-    EXPECT_EQ(object_classname(y), S("test_thing"));
     EXPECT_EQ(class_extra_lookup(copy, S("word")), reinterpret_cast<void *>(99));
     EXPECT_EQ(class_adornment_get(copy, S("test_thing")), adornment);
     EXPECT_EQ(class_adornment_get(copy, S("absent")), nullptr);
     EXPECT_NE(class_typedwrapper_get(copy, S("wrapped")), nullptr);
-    class_addmethod(copy, M(+[](void *) -> zan_word { return 1; }), "sum", argtype_cant, 0);
+    class_addmethod(copy, M(answer<1>), "sum", argtype_cant, 0);
+    EXPECT_EQ(send(x, "sum"), 1);
     EXPECT_EQ(send(y, "sum"), 3); // the first class keeps its own
     object_free(x);
     object_free(y);
     class_free(copy);
     class_free(class_findbyname(S("test"), S("test_between")));
     EXPECT_EQ(class_adornment_get(from, S("test_thing")), adornment); // still the first class's
-}
-
-TEST(classes, extra_words_flags_and_the_absent_key)
-{
-    zan_class *c = thing_class();
-    EXPECT_EQ(class_extra_lookup(c, S("absent")), nullptr);
-    class_extra_store(c, S("k"), c);
-    class_extra_store(c, S("k"), S("k"));
-    EXPECT_EQ(class_extra_lookup(c, S("k")), S("k"));
-    class_flagsset(c, 0x20000);
-    EXPECT_EQ(class_flagsget(c), 0x20000);
-    class_flagsset(c, 0);
 }
 
 TEST(objects, freeing_runs_the_free_function_with_the_last_reference)
@@ -221,15 +202,16 @@ TEST(objects, freeing_runs_the_free_function_with_the_last_reference)
     object_free(x); // takes one reference like any release
     EXPECT_EQ(freed, 0);
     EXPECT_EQ(send(x, "sum"), 3);
-    object_release(x);
+    freeobject(x);
     EXPECT_EQ(freed, 1);
-    EXPECT_EQ(object_free(make_thing()), 0);
-    EXPECT_EQ(freed, 2);
     EXPECT_EQ(zan_object_count(S("test_thing")), alive);
     EXPECT_EQ(object_free(nullptr), 0);
     object stale{}; // what is left of a freed object has no magic
     EXPECT_EQ(object_free(&stale), zan_err_invalid_ptr);
-    EXPECT_EQ(freed, 2);
+    zan_class *c = plain_class("test_again", M(+[](void *again) { object_free(again); }));
+    EXPECT_EQ(object_free(object_alloc(c)), 0); // frees itself once more
+    EXPECT_EQ(zan_object_count(S("test_again")), 0);
+    class_free(c);
 }
 
 TEST(objects, a_dead_object_answers_nothing)
@@ -239,43 +221,27 @@ TEST(objects, a_dead_object_answers_nothing)
     dead.magic = 0;
     atom rv;
     void *value = nullptr;
-    symbol *name = nullptr;
+    symbol *name = nullptr, *sum = S("sum"), *space = S("test");
     for (void *nobody : {static_cast<void *>(nullptr), static_cast<void *>(&dead)}) {
-        EXPECT_EQ(send(nobody, "sum"), 0);
-        EXPECT_NE(object_method_typed(nobody, S("sum"), 0, nullptr, &rv), 0);
-        EXPECT_NE(typedmess(nobody, S("sum"), 0, nullptr), 0);
-        EXPECT_EQ(object_getmethod(nobody, S("sum")), M(method_false));
-        EXPECT_EQ(zgetfn(nobody, S("sum")), nullptr);
-        EXPECT_EQ(object_mess(nobody, S("sum")), nullptr);
-        EXPECT_EQ(object_getmethod_object(nobody, S("sum")), nullptr);
-        EXPECT_EQ(object_class(nobody), nullptr);
+        for (const zan_word error :
+             {object_method_typed(nobody, sum, 0, nullptr, &rv), typedmess(nobody, sum, 0, nullptr),
+              zan_word(object_retain(nobody)), zan_word(object_unregister(nobody)),
+              zan_word(object_findregisteredbyptr(&name, &name, nobody)),
+              zan_word(object_detach(space, sum, nobody)), zan_word(object_notify(nobody, sum, nullptr)),
+              zan_word(object_obex_lookup(nobody, sum, &value)), zan_word(object_obex_store(nobody, sum, x)),
+              zan_word(object_addmethod(nobody, M(method_false), "a", 0)),
+              zan_word(object_attr_touch(nobody, sum))})
+            EXPECT_NE(error, 0);
+        EXPECT_FALSE(send(nobody, "sum") || zgetfn(nobody, sum) || object_mess(nobody, sum) ||
+                     object_getmethod_object(nobody, sum) || object_class(nobody) || object_clone(nobody) ||
+                     object_register(space, sum, nobody) || object_attach(space, sum, nobody) ||
+                     object_attr_get(nobody, sum));
+        EXPECT_EQ(object_getmethod(nobody, sum), M(method_false));
         EXPECT_EQ(object_classname(nobody), S(""));
-        EXPECT_NE(object_retain(nobody), 0);
-        EXPECT_EQ(object_clone(nobody), nullptr);
-        EXPECT_EQ(object_register(S("test"), S("dead"), nobody), nullptr);
-        EXPECT_NE(object_unregister(nobody), 0);
-        EXPECT_NE(object_findregisteredbyptr(&name, &name, nobody), 0);
-        EXPECT_EQ(object_attach(S("test"), S("dead"), nobody), nullptr);
-        EXPECT_NE(object_detach(S("test"), S("dead"), nobody), 0);
-        EXPECT_NE(object_notify(nobody, S("a"), nullptr), 0);
-        EXPECT_NE(object_obex_lookup(nobody, S("a"), &value), 0);
-        EXPECT_NE(object_obex_store(nobody, S("a"), x), 0);
-        EXPECT_NE(object_addmethod(nobody, M(method_false), "a", 0), 0);
-        EXPECT_EQ(object_attr_get(nobody, S("a")), nullptr);
-        EXPECT_NE(object_attr_touch(nobody, S("a")), 0);
     }
     EXPECT_EQ(send(x, "sum"), 3);
     EXPECT_EQ(object_method_imp(x, nullptr, 0, 0, 0, 0, 0, 0, 0, 0), 0);
     object_free(x);
-}
-
-TEST(objects, a_free_function_that_frees_its_object_again_does_no_harm)
-{
-    zan_class *c =
-        class_new("test_again", nullptr, M(+[](void *x) { object_free(x); }), sizeof(object), nullptr, 0);
-    EXPECT_EQ(object_free(object_alloc(c)), 0);
-    EXPECT_EQ(zan_object_count(S("test_again")), 0);
-    class_free(c);
 }
 
 TEST(objects, constructors_get_what_their_tags_say)
@@ -327,13 +293,13 @@ TEST(objects, constructors_get_what_their_tags_say)
     EXPECT_EQ(seen, "1 2 3 4 5 6 7 8");
     EXPECT_EQ(typed("test_words", 1), "none");
     EXPECT_NE(reports.one_error().find("test_words"), std::string::npos);
+    EXPECT_EQ(typed("test_words", 0), "0 0 0 0 0 0 0 0");
     class_addtypedwrapper(
         c, M(+[](symbol *s, long argc, atom *argv) { return made("wrapped " + text_of(argc, argv)); }), "new",
         argtype_gimme, 0);
     EXPECT_EQ(typed("test_words", 1), "wrapped 7");
     class_free(c);
-
-    EXPECT_EQ(object_new_typed(S("test"), S("test_absent"), 0, nullptr), nullptr);
+    EXPECT_EQ(typed("test_absent", 0), "none");
     EXPECT_EQ(object_new_imp(nullptr, nullptr, 0, 0, 0, 0, 0, 0, 0, 0), nullptr);
 }
 
@@ -341,33 +307,27 @@ TEST(objects, the_obex_owns_what_it_is_not_told_to_borrow)
 {
     const struct {
         const char *key;
-        long flags;
-        bool owned;
-    } rows[] = {{"mine", 0, true}, {"borrowed", 1, false}, {"#B", 0, false}, {"zanwrapper", 0, false}};
+        long flags, freed;
+    } rows[] = {{"mine", 0, 2}, {"borrowed", 1, 1}, {"#B", 0, 1}, {"zanwrapper", 0, 1}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.key);
-        thing *x = make_thing(), *inner = make_thing();
+        thing *x = make_thing(), *old = make_thing(), *inner = make_thing();
         EXPECT_EQ(x->obex, nullptr);
         void *value = x;
         EXPECT_EQ(object_obex_lookup(x, S(row.key), &value), zan_err_generic);
-        EXPECT_EQ(value, x); // left alone
-        EXPECT_EQ(object_obex_storeflags(x, S(row.key), inner, row.flags), 0);
+        EXPECT_EQ(value, x);                                                   // left alone
+        for (thing *stored : {old, static_cast<thing *>(nullptr), old, inner}) // the old one is its owner's again
+            EXPECT_EQ(object_obex_storeflags(x, S(row.key), stored, row.flags), 0);
         EXPECT_NE(x->obex, nullptr); // mirrored where the class said
         EXPECT_EQ(object_obex_lookup(x, S(row.key), &value), 0);
         EXPECT_EQ(value, inner);
+        object_free(old);
         freed = 0;
         object_free(x);
-        EXPECT_EQ(freed, row.owned ? 2 : 1);
-        if (!row.owned)
+        EXPECT_EQ(freed, row.freed);
+        if (freed == 1)
             object_free(inner);
     }
-    thing *x = make_thing(), *first = make_thing(), *second = make_thing();
-    object_obex_store(x, S("k"), first);
-    object_obex_store(x, S("k"), second); // the first goes back to its owner
-    freed = 0;
-    object_free(first);
-    object_free(x);
-    EXPECT_EQ(freed, 3);
 }
 
 TEST(objects, a_clone_is_another_instance_with_the_same_bytes)
@@ -377,32 +337,15 @@ TEST(objects, a_clone_is_another_instance_with_the_same_bytes)
     object_obex_storeflags(x, S("k"), x, 1);
     object_addattr_parse(x, "label", S("symbol"), 0, "two words");
     thing *copy = static_cast<thing *>(object_clone(x));
-    ASSERT_NE(copy, nullptr);
-    EXPECT_NE(copy, x);
+    ASSERT_TRUE(copy && copy != x);
     EXPECT_EQ(send(copy, "sum"), 7);
     EXPECT_STREQ(copy->text, "bytes");
-    EXPECT_EQ(copy->header.magic, ZAN_OBJECT_MAGIC);
     void *value = nullptr;
-    EXPECT_NE(object_obex_lookup(copy, S("k"), &value), 0);          // not its obex
-    EXPECT_EQ(object_attr_getsym(copy, S("label")), S("two words")); // but its own attributes
+    EXPECT_NE(object_obex_lookup(copy, S("k"), &value), 0); // not its obex, but its own attributes
     EXPECT_NE(object_attr_get(copy, S("label")), object_attr_get(x, S("label")));
     object_free(x);
     EXPECT_EQ(object_attr_getsym(copy, S("label")), S("two words"));
     object_free(copy);
-}
-
-TEST(objects, marks_of_method_objects_are_read_from_their_attributes)
-{
-    thing *x = make_thing();
-    void *method = object_getmethod_object(x, S("sum"));
-    for (const zan_word marked : {0, 1}) {
-        EXPECT_EQ(object_refpage_method_is_undocumented(method), marked);
-        EXPECT_EQ(object_refpage_method_is_groupreference(method), 0);
-        object_addattr_parse(method, "undocumented", S("long"), 0, "1");
-    }
-    EXPECT_EQ(object_refpage_method_is_undocumented(nullptr), 0);
-    object_deleteattr(method, S("undocumented"));
-    object_free(x);
 }
 
 } // namespace
