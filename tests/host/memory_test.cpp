@@ -63,7 +63,7 @@ TEST(Memory, ImpossibleSizesAreRefusedAndLeaveTheBlockAsItWas)
     }
 }
 
-TEST(Memory, NullAndStrayPointersDoNothing)
+TEST(Memory, NullAndStrayPointersDoNothingAndACopyMayOverlap)
 {
     sysmem_freeptr(nullptr);
     sysmem_freehandle(nullptr);
@@ -76,21 +76,16 @@ TEST(Memory, NullAndStrayPointersDoNothing)
         EXPECT_EQ(sysmem_ptrsize(block), 20);
         sysmem_freeptr(block);
     }
+    char text[] = "abcdef--";
+    sysmem_copyptr(text, text + 2, 6); // areas may overlap
+    sysmem_copyptr("xyz", text, -1);
+    EXPECT_STREQ(text, "ababcdef");
     report_catcher reports;
     alignas(16) char own[64] = {};
     sysmem_freeptr(own + 32);
     EXPECT_NE(reports.one_error().find("no block of this host"), std::string::npos);
     EXPECT_EQ(sysmem_ptrsize(own + 32), 0);
     EXPECT_EQ(sysmem_resizeptr(own + 32, 10), nullptr);
-}
-
-TEST(Memory, CopyTakesTheSourceFirstAndAreasMayOverlap)
-{
-    char text[] = "abcdef--";
-    sysmem_copyptr(text, text + 2, 6);
-    EXPECT_STREQ(text, "ababcdef");
-    sysmem_copyptr("xyz", text, -1);
-    EXPECT_EQ(text[0], 'a');
 }
 
 // Blocks of all large sizes come and go in any order on several threads; none may touch
@@ -178,27 +173,7 @@ TEST(Memory, LargeBlocksCostLittleStartAtDifferentLinesAndGoBackToTheSystem)
     EXPECT_LT(resident_bytes() - before, (64 + 96 + 60) * mib);
 }
 
-TEST(Handles, ALockSaysWhatWasBeforeAndStopsMoving)
-{
-    zan_handle handle = sysmem_newhandle(10);
-    ASSERT_NE(handle, nullptr);
-    memcpy(*handle, "0123456789", 10);
-    EXPECT_EQ(sysmem_lockhandle(handle, 1), 0);
-    EXPECT_EQ(sysmem_lockhandle(handle, 77), 1) << "nested locks restore the outer one";
-    char *place = *handle;
-    EXPECT_NE(sysmem_resizehandle(handle, 4 * mib), 0);
-    EXPECT_NE(sysmem_ptrandhand("x", handle, 1), 0);
-    EXPECT_EQ(*handle, place);
-    EXPECT_EQ(sysmem_handlesize(handle), 10);
-    EXPECT_EQ(sysmem_lockhandle(handle, 0), 1);
-    EXPECT_EQ(sysmem_resizehandle(handle, 4 * mib), 0);
-    EXPECT_EQ(memcmp(*handle, "0123456789", 10), 0);
-    EXPECT_NE(sysmem_resizehandle(handle, -1), 0);
-    EXPECT_EQ(sysmem_handlesize(handle), 4 * mib);
-    sysmem_freehandle(handle);
-}
-
-TEST(Handles, AppendingAddsUpAlsoFromTheHandleItself)
+TEST(Memory, HandlesStayWhileTheyAreLockedAndGrowByAppending)
 {
     zan_handle handle = sysmem_newhandleclear(0);
     std::string model;
@@ -208,11 +183,21 @@ TEST(Handles, AppendingAddsUpAlsoFromTheHandleItself)
         ASSERT_EQ(sysmem_ptrandhand(piece.data(), handle, long(piece.size())), 0);
         model += piece;
     }
-    ASSERT_EQ(sysmem_ptrandhand(*handle, handle, sysmem_handlesize(handle)), 0);
+    ASSERT_EQ(sysmem_ptrandhand(*handle, handle, sysmem_handlesize(handle)), 0); // of itself
     model += model;
-    EXPECT_NE(sysmem_ptrandhand("x", handle, -1), 0);
-    EXPECT_NE(sysmem_ptrandhand("x", handle, LONG_MAX), 0);
+    for (const long lock : {1, 77}) // tells what was before: nested ones restore the outer one
+        EXPECT_EQ(sysmem_lockhandle(handle, lock), lock == 77);
+    char *place = *handle;
+    for (const long failed : {sysmem_resizehandle(handle, 4 * mib), sysmem_ptrandhand("x", handle, 1)})
+        EXPECT_NE(failed, 0);
+    EXPECT_EQ(*handle, place);
+    EXPECT_EQ(sysmem_lockhandle(handle, 0), 1);
+    for (const long failed : {sysmem_resizehandle(handle, -1), sysmem_ptrandhand("x", handle, -1),
+                              sysmem_ptrandhand("x", handle, LONG_MAX)})
+        EXPECT_NE(failed, 0);
     ASSERT_EQ(sysmem_handlesize(handle), long(model.size()));
+    EXPECT_EQ(sysmem_resizehandle(handle, 4 * mib), 0);
+    EXPECT_EQ(sysmem_handlesize(handle), 4 * mib);
     EXPECT_EQ(memcmp(*handle, model.data(), model.size()), 0);
     sysmem_freehandle(handle);
 }

@@ -1,6 +1,5 @@
-// Makes PNG files by hand, of any colour type, depth and interlacing, with no
-// compression, and the Exif block of a JPEG: what the picture readers are held against
-// knows nothing of their libraries.
+// Makes PNG files by hand, of any colour type, depth and interlacing, and the Exif block of
+// a JPEG: what the picture readers are held against knows nothing of their libraries.
 #pragma once
 #include <algorithm>
 #include <array>
@@ -8,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <vector>
+#include <zlib.h>
 
 namespace pictures {
 
@@ -20,13 +20,7 @@ inline std::string be32(uint32_t v)
 // The check that stands behind a chunk, over its name and data.
 inline std::string png_check(std::string_view bytes)
 {
-    uint32_t crc = ~0u;
-    for (const char c : bytes) {
-        crc ^= static_cast<unsigned char>(c);
-        for (int i = 0; i < 8; ++i)
-            crc = crc & 1 ? crc >> 1 ^ 0xedb88320u : crc >> 1;
-    }
-    return be32(~crc);
+    return be32(uint32_t(crc32(0, reinterpret_cast<const Bytef *>(bytes.data()), uInt(bytes.size()))));
 }
 
 inline std::string png_chunk(const std::string &name, const std::string &data)
@@ -34,26 +28,13 @@ inline std::string png_chunk(const std::string &name, const std::string &data)
     return be32(static_cast<uint32_t>(data.size())) + name + data + png_check(name + data);
 }
 
-// A zlib stream of stored blocks.
-inline std::string zlib_stored(const std::string &data)
+inline std::string zipped(const std::string &data)
 {
-    std::string out = "\x78\x01";
-    uint32_t a = 1, b = 0;
-    for (size_t at = 0; at == 0 || at < data.size(); at += 65535) {
-        const std::string part = data.substr(at, 65535);
-        const auto n = static_cast<uint16_t>(part.size());
-        out += static_cast<char>(at + part.size() >= data.size());
-        for (const uint16_t v : {n, static_cast<uint16_t>(~n)}) {
-            out += static_cast<char>(v & 255);
-            out += static_cast<char>(v >> 8);
-        }
-        out += part;
-    }
-    for (const char c : data) {
-        a = (a + static_cast<unsigned char>(c)) % 65521;
-        b = (b + a) % 65521;
-    }
-    return out + be32(b << 16 | a);
+    uLongf size = compressBound(data.size());
+    std::string out(size, 0);
+    compress(reinterpret_cast<Bytef *>(out.data()), &size, reinterpret_cast<const Bytef *>(data.data()),
+             data.size());
+    return out.substr(0, size);
 }
 
 // The marker of a JPEG with the directory of its camera, of two entries, or the first bytes of it.
@@ -128,7 +109,7 @@ struct png {
                 data += pass(p[0], p[1], p[2], p[3]);
         else
             data = pass(0, 0, 1, 1);
-        return header() + chunks + png_chunk("IDAT", zlib_stored(data)) + png_chunk("IEND", "");
+        return header() + chunks + png_chunk("IDAT", zipped(data)) + png_chunk("IEND", "");
     }
 };
 

@@ -213,30 +213,6 @@ TEST_F(registry, a_client_of_a_dying_object_finds_it_and_may_put_another_in_its_
 
 using ThreadsRegistry = registry;
 
-TEST_F(ThreadsRegistry, names_are_found_while_another_registers)
-{
-    party *x = make();
-    std::vector<symbol *> list(500);
-    for (symbol *&name : list)
-        name = symbol_unique();
-    std::atomic<bool> done{false};
-    std::thread reader([&] {
-        while (!done)
-            for (symbol *name : list) {
-                void *found = object_findregistered(space, name);
-                ASSERT_TRUE(!found || found == x);
-            }
-    });
-    for (int round = 0; round < 5; ++round)
-        for (symbol *name : list)
-            object_register(space, name, x);
-    done = true;
-    reader.join();
-    EXPECT_EQ(object_findregistered(space, list.back()), x);
-    EXPECT_EQ(object_findregistered(space, list.front()), nullptr);
-    object_free(x);
-}
-
 TEST_F(ThreadsRegistry, who_is_freed_while_another_thread_tells_goes_behind_the_call)
 {
     for (const bool frees_sender : {false, true}) {
@@ -261,20 +237,26 @@ TEST_F(ThreadsRegistry, who_is_freed_while_another_thread_tells_goes_behind_the_
     }
 }
 
-TEST_F(ThreadsRegistry, many_share_one_name)
+TEST_F(ThreadsRegistry, many_share_a_few_names)
 {
+    std::vector<symbol *> list(50);
+    for (symbol *&name : list)
+        name = symbol_unique();
     std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([this] {
-            for (int i = 0; i < 3000; ++i) {
-                void *there = object_register(space, n, object_alloc(kinds[0]));
+    for (unsigned t = 0; t < 4; ++t)
+        threads.emplace_back([this, t, &list] {
+            for (unsigned i = 0; i < 3000; ++i) {
+                symbol *name = list[i % 100 ? i * (t + 1) % 50 : 0]; // often apart, now and then together
+                void *there = object_register(space, name, object_alloc(kinds[0]));
                 ASSERT_NE(there, nullptr);
+                EXPECT_EQ(object_findregistered(space, name), there);
                 object_free(there);
             }
         });
     for (std::thread &t : threads)
         t.join();
-    EXPECT_EQ(object_findregistered(space, n), nullptr);
+    for (symbol *name : list)
+        EXPECT_EQ(object_findregistered(space, name), nullptr);
 }
 
 } // namespace

@@ -126,12 +126,4 @@ TEST(atoms, an_argument_out_of_reach_leaves_the_destination_alone)
     EXPECT_EQ(s, S("word"));
 }
 
-TEST(atoms, attributes_begin_at_the_first_word_with_an_at_sign)
-{
-    const atom list[] = {A(4), A("char"), A("a@b"), A("@dim"), A(3), A("@x")};
-    for (const auto &[argc, offset] : {std::pair(6L, 3L), {3, 3}, {-1, 0}})
-        EXPECT_EQ(attr_args_offset(argc, list), offset);
-    EXPECT_EQ(attr_args_offset(3, nullptr), 0);
-}
-
 } // namespace

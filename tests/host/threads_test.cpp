@@ -4,6 +4,8 @@
 #include <atomic>
 #include <chrono>
 #include <climits>
+#include <deque>
+#include <functional>
 #include <sched.h>
 #include <thread>
 #include <zan/host.h>
@@ -12,45 +14,36 @@ namespace {
 
 // A mutex and a condition.
 struct gate {
-    gate()
-    {
-        EXPECT_EQ(systhread_mutex_new(&mutex, 0), 0);
-        EXPECT_EQ(systhread_cond_new(&cond, 0), 0);
-    }
-    ~gate()
-    {
-        EXPECT_EQ(systhread_mutex_free(mutex), 0);
-        EXPECT_EQ(systhread_cond_free(cond), 0);
-    }
+    gate() { EXPECT_EQ(systhread_mutex_new(&mutex, 0) + systhread_cond_new(&cond, 0), 0); }
+    ~gate() { EXPECT_EQ(systhread_mutex_free(mutex) + systhread_cond_free(cond), 0); }
     template <class Fn> void holding(Fn fn)
     {
         systhread_mutex_lock(mutex);
         fn();
         systhread_mutex_unlock(mutex);
     }
-    void wait() { systhread_cond_wait(cond, mutex); }
     zan_mutex_handle mutex = nullptr;
     zan_cond_handle cond = nullptr;
 };
 
 // Runs fn(index) on `count` of the host's threads and joins them.
-template <class Fn> void on_threads(int count, Fn fn)
+void on_threads(int count, const std::function<void(int)> &fn)
 {
     struct seat {
-        Fn *fn;
+        const std::function<void(int)> &fn;
         int index;
         zan_thread_handle thread = nullptr;
+        static void *run(void *p)
+        {
+            static_cast<seat *>(p)->fn(static_cast<seat *>(p)->index);
+            return p;
+        }
     };
-    const auto run = [](void *p) -> void * {
-        auto *s = static_cast<seat *>(p);
-        (*s->fn)(s->index);
-        return p;
-    };
-    std::vector<seat> seats;
-    for (int i = 0; i < count; i++)
-        seats.push_back({&fn, i});
-    for (seat &s : seats)
-        ASSERT_EQ(systhread_create(run, &s, 0, 0, 0, &s.thread), 0);
+    std::deque<seat> seats;
+    for (int i = 0; i < count; i++) {
+        seats.push_back({fn, i});
+        ASSERT_EQ(systhread_create(seat::run, &seats[size_t(i)], 0, 0, 0, &seats[size_t(i)].thread), 0);
+    }
     for (seat &s : seats) {
         void *result = nullptr;
         ASSERT_EQ(systhread_join(s.thread, &result), 0);
@@ -63,84 +56,50 @@ void rest(long microseconds)
     std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
 }
 
-TEST(Threads, MutexExcludesAndWakesThoseItPutToSleep)
-{
-    for (const long pause : {0, 200}) { // far beyond any turning
-        gate m;
-        long count = 0; // plain on purpose: the mutex is all that guards it
-        const int rounds = pause ? 20 : 20000;
-        on_threads(4, [&](int) {
-            for (int i = 0; i < rounds; i++)
-                m.holding([&] {
-                    if (pause)
-                        rest(pause);
-                    count++;
-                });
-        });
-        EXPECT_EQ(count, 4 * rounds);
-    }
-}
-
-TEST(Threads, EachSignalWakesOneWhoWaits)
+TEST(Threads, EachSignalWakesOneWhoWaitsAndABroadcastAll)
 {
     gate g;
-    constexpr long tokens = 4000;
-    long there = 0, taken = 0;
-    on_threads(5, [&](int index) {
-        for (long i = 0; i < (index ? tokens / 4 : tokens); i++)
+    for (int round = 0; round < 20; round++) {
+        constexpr long tokens = 200;
+        long there = 0, taken = 0;
+        bool over = false;
+        on_threads(5, [&](int index) {
             if (index == 0) { // gives
-                g.holding([&] { there++; });
-                systhread_cond_signal(g.cond);
-                if (i % 100 == 0)
-                    rest(100);
+                for (long i = 0; i < tokens; i++) {
+                    g.holding([&] { there++; });
+                    systhread_cond_signal(g.cond);
+                    if (i % 50 == 0)
+                        rest(200); // all fall asleep
+                }
+                rest(200);
+                g.holding([&] { over = true; });
+                systhread_cond_broadcast(g.cond);
             } else {
                 g.holding([&] {
-                    while (!there)
-                        g.wait();
-                    there--;
-                    taken++;
+                    while (there || !over)
+                        if (there)
+                            there--, taken++;
+                        else
+                            systhread_cond_wait(g.cond, g.mutex);
                 });
             }
-    });
-    EXPECT_EQ(taken, tokens);
-    EXPECT_EQ(there, 0);
-}
-
-TEST(Threads, BroadcastWakesAllSleepers)
-{
-    gate g;
-    long waiting = 0, round = 0;
-    on_threads(5, [&](int index) {
-        for (long r = 1; r <= 20; r++)
-            if (index == 0) {
-                for (long inside = 0; inside < 4; rest(50))
-                    g.holding([&] { inside = waiting; });
-                rest(300);
-                g.holding([&] {
-                    waiting = 0;
-                    round = r;
-                    systhread_cond_broadcast(g.cond);
-                });
-            } else {
-                g.holding([&] {
-                    waiting++;
-                    while (round < r)
-                        g.wait();
-                });
-            }
-    });
-    EXPECT_EQ(round, 20);
+        });
+        EXPECT_EQ(taken, tokens);
+        EXPECT_EQ(there, 0);
+    }
 }
 
 TEST(Threads, CriticalRegionsAreRecursiveAndExclude)
 {
-    long count[2] = {};
+    long count[2] = {}; // plain on purpose: the region is all that guards it
     on_threads(4, [&](int index) {
         const long region = index % 2 ? 0 : 7;
         for (int i = 0; i < 5000; i++) {
             critical_enter(region);
             critical_enter(region);
             count[index % 2]++;
+            if (i % 500 == 0)
+                rest(200); // far beyond any turning
             critical_exit(region);
             count[index % 2]++;
             critical_exit(region);
