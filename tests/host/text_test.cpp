@@ -72,8 +72,9 @@ TEST(AtomText, WordsReadAsWhatTheyAre)
 
 TEST(AtomText, IsCanonicalWhenItIsWritten)
 {
-    for (const char *text : {"", "#ff8000", "a #", "a; \"##\"", ";;", "-0.", "100000.", "0.1",
-                             "0.3333333333333333", "5e-324", "1e+100", "nan", "inf", "-inf"})
+    for (const char *text :
+         {"", "#ff8000", "a #", "a; \"##\"", ";;", "-0.", "100000.", "0.1", "0.3333333333333333", "5e-324",
+          "1e+100", "nan", "inf", "-inf", "\"##a\"", "\"\xEF\xBB\xBFx\"", "\\##$1", "\\\xEF\xBB\xBF$1"})
         EXPECT_EQ(write_all(read_all(text)), text);
     const std::pair<const char *, const char *> rows[] = {
         {" \t\r\n\v\f", ""},       {"a  b\n1\t2.50", "a b 1 2.5"},
@@ -136,9 +137,7 @@ TEST(AtomText, TheCallersBufferIsNeverOverrun)
     const std::string whole = "\xC3\xA4\xC3\xB6 12"; // two letters of two bytes
     const std::vector<atom> atoms = read_all(whole);
     for (long size = 1; size < 12; size++) {
-        char gotten[16], totext[16], *text = gotten;
-        memset(gotten, '!', sizeof gotten);
-        memset(totext, '!', sizeof totext);
+        char gotten[] = "!!!!!!!!!!!!", totext[] = "!!!!!!!!!!!!", *text = gotten;
         long given = size;
         EXPECT_EQ(atom_gettext(2, atoms.data(), &given, &text, 0), 0);
         EXPECT_EQ(text, gotten);
@@ -171,8 +170,7 @@ TEST(AtomArrays, ResultArraysAreSizedOrAllocated)
     const struct {
         long minsize, argc;
         bool given;
-        long expected;
-        char alloc;
+        long expected, alloc;
     } rows[] = {{3, 4, true, 3, 0},  {6, 4, true, 4, 0}, {0, 4, true, 0, 0},  {3, 0, false, 3, 1},
                 {3, 4, false, 3, 1}, {3, 0, true, 3, 1}, {0, 0, false, 0, 0}, {-5, 0, false, 0, 0}};
     for (const auto &row : rows) {
@@ -180,18 +178,15 @@ TEST(AtomArrays, ResultArraysAreSizedOrAllocated)
         atom *argv = row.given ? own : nullptr;
         char alloc = 9;
         EXPECT_EQ(atom_alloc_array(row.minsize, &argc, &argv, &alloc), 0);
-        EXPECT_EQ(argc, row.expected) << row.minsize;
-        EXPECT_EQ(alloc, row.alloc) << row.minsize;
+        EXPECT_EQ(std::pair(argc, long(alloc)), std::pair(row.expected, row.alloc)) << row.minsize;
         if (alloc) {
-            EXPECT_NE(argv, own);
-            EXPECT_EQ(argv[argc - 1].type, argtype_nothing);
+            EXPECT_EQ(text_of(argc, argv), "nothing nothing nothing");
             sysmem_freeptr(argv);
         }
     }
     long argc = 0;
     atom *argv = nullptr;
     EXPECT_NE(atom_alloc_array(std::numeric_limits<long>::max(), &argc, &argv, nullptr), 0);
-    EXPECT_EQ(argv, nullptr);
 }
 
 TEST(Utf8, CountsAndFindsCharactersInAnyBytes)
@@ -218,24 +213,21 @@ TEST(Utf8, CountsAndFindsCharactersInAnyBytes)
 
 TEST(BoundedText, EveryCallEndsItsText)
 {
-    for (long size = 0; size <= 9; size++) {
-        char buffer[12];
-        const std::string expected = std::string("abcdefg").substr(0, size_t(std::max(0L, size - 1)));
-        for (int call = 0; call < 3; call++) {
-            memset(buffer, '!', sizeof buffer);
-            if (call == 0) {
-                EXPECT_EQ(snprintf_zero(buffer, size_t(size), "%s%c", "abcdef", 'g'), int(expected.size()));
-            } else if (call == 1) {
-                EXPECT_EQ(strncpy_zero(buffer, "abcdefg", size), buffer);
-            } else {
-                buffer[0] = 0;
-                strncat_zero(buffer, "abc", size);
-                strncat_zero(buffer, "defg", size);
-            }
+    void (*const calls[])(char *, long) = {
+        [](char *buffer, long size) {
+            EXPECT_EQ(snprintf_zero(buffer, size_t(size), "%s%c", "abcdef", 'g'), std::clamp(size - 1, 0L, 7L));
+        },
+        [](char *buffer, long size) { EXPECT_EQ(strncpy_zero(buffer, "abcdefg", size), buffer); },
+        [](char *buffer, long size) { strncat_zero(strncpy_zero(buffer, "abc", size), "defg", size); },
+    };
+    for (long size = 0; size <= 9; size++)
+        for (const auto call : calls) {
+            char buffer[] = "!!!!!!!!!!!";
+            call(buffer, size);
+            const std::string expected = std::string("abcdefg").substr(0, size_t(std::max(0L, size - 1)));
             EXPECT_TRUE(!size || buffer == expected) << size;
-            EXPECT_EQ(buffer[std::max(size, 1L)], '!') << size;
+            EXPECT_EQ(buffer[size], '!') << size;
         }
-    }
     char full[4] = {'a', 'b', 'c', 'd'}, shifted[] = "abcdef";
     strncat_zero(full, "x", sizeof full);
     EXPECT_STREQ(full, "abc");
@@ -253,9 +245,7 @@ TEST(Domains, ANamespaceMakesItsBoxesAndItsComments)
     symbol *domain = S("text_test_domain");
     for (int time = 0; time < 2; time++)
         EXPECT_EQ(patcherdomain_namespace_init("text_test_domain", fn), domain);
-    for (const auto &[name, constructor] :
-         {std::pair("", fn), {static_cast<const char *>(nullptr), fn}, {"x", nullptr}})
-        EXPECT_EQ(patcherdomain_namespace_init(name, constructor), nullptr);
+    EXPECT_EQ(patcherdomain_namespace_init("", fn), nullptr);
     void *comment = object_new_typed(domain, S("comment"), 0, nullptr);
     EXPECT_EQ(object_classname(comment), S("comment"));
     object_free(comment);
