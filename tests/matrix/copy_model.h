@@ -22,19 +22,17 @@ inline long bytes_of(char kind)
     return kind == 'c' ? 1 : kind == 'd' ? 8 : 4;
 }
 
+template <class T> T load(const unsigned char *at)
+{
+    T value;
+    std::memcpy(&value, at, sizeof value);
+    return value;
+}
+
 // Any element fits a double exactly.
 inline double read(char kind, const unsigned char *at)
 {
-    int32_t l;
-    float f;
-    double d;
-    if (kind == 'c')
-        return *at;
-    if (kind == 'l')
-        return std::memcpy(&l, at, 4), l;
-    if (kind == 'f')
-        return std::memcpy(&f, at, 4), f;
-    return std::memcpy(&d, at, 8), d;
+    return kind == 'c' ? *at : kind == 'l' ? load<int32_t>(at) : kind == 'f' ? load<float>(at) : load<double>(at);
 }
 
 inline int32_t cut(double x)
@@ -98,52 +96,38 @@ inline axis make_axis(const vok_matrix_conv_info *conv, const vok_matrix_info &d
     return a;
 }
 
-inline long clamp_to(const axis &a, long v)
-{
-    return v < a.low ? a.low : v > a.high ? a.high : v;
-}
-
 struct position {
     long i0 = 0, i1 = 0;
-    int w0 = 0, w1 = 0;
-    double f0 = 0, f1 = 0;
+    double w0 = 0, w1 = 0;
 };
 
 // All positions of one axis: the case is 'A' to 'E'. Fixed-point positions are 32 bits
 // and wrap, then the first neighbour too is kept inside.
 inline std::vector<position> positions(const axis &a, char which)
 {
+    const auto inside = [&](long v) { return v < a.low ? a.low : v > a.high ? a.high : v; };
     std::vector<position> all(static_cast<size_t>(a.d));
-    const int64_t step = cut(a.ratio * 65536.0);
+    const int64_t step = cut(a.ratio * 65536.0), bias = which != 'B' ? 0 : a.sign < 0 ? 65470 : 65;
     double sum = 0;
     for (long i = 0; i < a.d; i++, sum += a.ratio) {
         position &p = all[static_cast<size_t>(i)];
-        const int64_t fixed = static_cast<int32_t>(static_cast<uint32_t>(i * step));
-        if (which == 'A') {
-            p.i0 = i;
-        } else if (which == 'B') {
-            p.i0 =
-                clamp_to(a, static_cast<int32_t>(static_cast<uint32_t>(fixed + (a.sign < 0 ? 65470 : 65))) >> 16);
-        } else if (which == 'C') {
-            p.i0 = clamp_to(a, static_cast<long>(sum));
-        } else if (which == 'D') {
-            p.i0 = static_cast<long>(fixed >> 16);
-            int f = static_cast<int>(fixed & 65535);
+        const auto fixed = static_cast<int32_t>(static_cast<uint32_t>(i * step + bias));
+        p.i0 = which == 'A' ? i : which == 'C' || which == 'E' ? static_cast<long>(sum) : fixed >> 16;
+        if (which == 'D') {
+            int f = fixed & 65535;
             if (a.sign < 0 && f != 0)
                 f = 65536 - f;
             p.w0 = (65536 - f) >> 8;
             p.w1 = f >> 8;
-            p.i1 = clamp_to(a, p.i0 + a.sign);
-            p.i0 = clamp_to(a, p.i0);
-        } else {
-            p.i0 = static_cast<long>(sum);
-            double f = sum - static_cast<double>(p.i0);
-            if (a.sign < 0 && f != 0)
-                f = -f;
-            p.f0 = 1 - f;
-            p.f1 = f;
-            p.i1 = clamp_to(a, p.i0 + a.sign);
+        } else if (which == 'E') {
+            p.w1 = sum - static_cast<double>(p.i0);
+            if (a.sign < 0 && p.w1 != 0)
+                p.w1 = -p.w1;
+            p.w0 = 1 - p.w1;
         }
+        p.i1 = inside(p.i0 + a.sign);
+        if (which >= 'B' && which <= 'D')
+            p.i0 = inside(p.i0);
     }
     return all;
 }
@@ -164,38 +148,34 @@ inline char slice(const vok_matrix_conv_info *conv, const vok_matrix_info &dst, 
     for (long j = 0; j < y.d; j++)
         for (long i = 0; i < x.d; i++)
             for (long p = 0; p < dst.planecount; p++) {
-                long plane = conv ? conv->planemap[p] : p;
+                const long plane = conv ? conv->planemap[p] : p;
                 if (plane < 0)
                     continue;
-                plane %= src.planecount;
                 unsigned char *at = dstdata + (x.dst_first + i) * (dst.dimstride[0] / db * db) +
                                     (y.dst_first + j) * dst.dimstride[1] + p * db;
                 const position &cx = columns[static_cast<size_t>(i)], &cy = rows[static_cast<size_t>(j)];
-                auto cell = [&](long at_x, long at_y) {
+                const auto cell = [&](long at_x, long at_y) {
                     return srcdata + (x.src_first + at_x) * (src.dimstride[0] / sb * sb) +
-                           (y.src_first + at_y) * src.dimstride[1] + plane * sb;
+                           (y.src_first + at_y) * src.dimstride[1] + plane % src.planecount * sb;
                 };
+                const double a = read(from, cell(cx.i0, cy.i0));
                 if (which < 'D') {
-                    if (from == to)
+                    if (from == to) // NaN keeps its bits
                         std::memcpy(at, cell(cx.i0, cy.i0), static_cast<size_t>(db));
                     else
-                        convert(to, at, from, read(from, cell(cx.i0, cy.i0)), from == 'f');
+                        convert(to, at, from, a, from == 'f');
                     continue;
                 }
-                const double a = read(from, cell(cx.i0, cy.i0)), b = read(from, cell(cx.i1, cy.i0));
-                const double c = read(from, cell(cx.i0, cy.i1)), d = read(from, cell(cx.i1, cy.i1));
-                if (which == 'D') {
-                    const double sum = a * cx.w0 * cy.w0 + b * cx.w1 * cy.w0 + c * cx.w0 * cy.w1 +
-                                       d * cx.w1 * cy.w1; // whole numbers below 2 to the 24
-                    const bool whole = to == 'c' || to == 'l';
+                const double b = read(from, cell(cx.i1, cy.i0)), c = read(from, cell(cx.i0, cy.i1));
+                const double sum = a * cx.w0 * cy.w0 + b * cx.w1 * cy.w0 + c * cx.w0 * cy.w1 +
+                                   read(from, cell(cx.i1, cy.i1)) * cx.w1 * cy.w1;
+                if (which == 'E')
+                    convert(to, at, from, from == 'c' ? std::trunc(sum) : sum, false);
+                else // in fixed point: whole numbers below 2 to the 24
                     store(to, at,
-                          whole       ? static_cast<int>(sum) >> 16
-                          : to == 'f' ? sum / 65536.0 * 0.003921568859368563
-                                      : sum / 65536.0 * (1.0 / 255.0));
-                    continue;
-                }
-                const double sum = a * cx.f0 * cy.f0 + b * cx.f1 * cy.f0 + c * cx.f0 * cy.f1 + d * cx.f1 * cy.f1;
-                convert(to, at, from, from == 'c' ? std::trunc(sum) : sum, false);
+                          to == 'f'   ? sum / 65536 * 0.003921568859368563
+                          : to == 'd' ? sum / 65536 * (1.0 / 255.0)
+                                      : std::floor(sum / 65536));
             }
     return which;
 }

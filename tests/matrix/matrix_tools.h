@@ -3,7 +3,6 @@
 #pragma once
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <initializer_list>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -24,7 +23,7 @@ template <typename Row> class LibraryTable : public testing::TestWithParam<Row> 
     static void SetUpTestSuite() { initialize(); }
 };
 
-inline vok_matrix_info shape(const char *type, long planes, std::initializer_list<long> dims, long flags = 0)
+inline vok_matrix_info shape(const char *type, long planes, const std::vector<long> &dims, long flags = 0)
 {
     vok_matrix_info info;
     vok_matrix_info_default(&info);
@@ -36,6 +35,15 @@ inline vok_matrix_info shape(const char *type, long planes, std::initializer_lis
     return info;
 }
 
+// "char 4 320 240"
+inline std::string format_of(const vok_matrix_info &info)
+{
+    std::string text = info.type->name + (" " + std::to_string(info.planecount));
+    for (long i = 0; i < info.dimcount; i++)
+        text += " " + std::to_string(info.dim[i]);
+    return text;
+}
+
 // A matrix made by class name, as a client makes it.
 class matrix {
   public:
@@ -43,7 +51,7 @@ class matrix {
         : x_(static_cast<vok_matrix *>(vok_object_new(_vok_sym_vok_matrix, &info, 0L, 0L, 0L, 0L, 0L, 0L, 0L)))
     {
     }
-    matrix(const char *type, long planes, std::initializer_list<long> dims, long flags = 0)
+    matrix(const char *type, long planes, const std::vector<long> &dims, long flags = 0)
         : matrix(shape(type, planes, dims, flags))
     {
     }
