@@ -106,22 +106,6 @@ inline double value_at(const functor &f, const std::vector<double> &x)
     return eval(f, static_cast<long>(x.size()), x.data());
 }
 
-// One number of the values at 100 places, which any of them changes. Those of float32 lie as near the
-// float64 ones as `tolerance`, if there is one.
-inline double sum_over_places(const functor &f, size_t dims, double tolerance = 0)
-{
-    double sum = 0, weight = 0;
-    for (const std::vector<double> &x : places(dims, 100)) {
-        sum += ++weight * value_at(f, x) / 100;
-        const std::vector<float> narrow(x.begin(), x.end());
-        const double rounded = value_at(f, {narrow.begin(), narrow.end()});
-        EXPECT_TRUE(!tolerance ||
-                    std::fabs(eval(f, static_cast<long>(dims), narrow.data()) - rounded) <= tolerance)
-            << rounded << " at " << x[0];
-    }
-    return sum;
-}
-
 // A matrix operator of the room with its lists of matrices.
 struct filler {
     void *object;
