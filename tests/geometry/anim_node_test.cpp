@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include "geometry/rotations.h"
 #include "scratch.h"
 #include <vokra/vokra.h>
 #include <zan/zan.h>
@@ -73,6 +72,11 @@ class node {
         update();
         has(wanted, tolerance);
     }
+    void with(settings list, settings wanted, double tolerance = 2e-6)
+    {
+        set(list);
+        becomes(wanted, tolerance);
+    }
     void send(const char *message, const floats &values = {})
     {
         std::vector<atom> list = atoms(values);
@@ -115,48 +119,47 @@ TEST(AnimNode, a_tree_is_the_product_of_its_matrices)
     std::uniform_real_distribution<float> real(-1, 1);
     constexpr size_t count = 60;
     node nodes[count];
-    square_matrix<4> wanted[count];
-    for (size_t i = 0; i < count; i++) {
+    size_t parents[count] = {};
+    vok_mat4 wanted[count];
+    const auto place = [&](size_t i, const vok_vec3 &p) {
         vok_quat q = {real(random), real(random), real(random), real(random)};
         vok_quat_normalize(&q);
-        const floats p = {real(random), real(random), real(random)};
         const float scale = 1 + 0.3f * real(random);
-        nodes[i].set({{"position", p}, {"quat", {q.x, q.y, q.z, q.w}}, {"scale", {scale}}});
-        wanted[i] = {};
-        wanted[i].e[3][3] = 1;
-        for (size_t k = 0; k < 9; k++)
-            wanted[i].e[k / 3][k % 3] = static_cast<double>(scale) * of_quat(&q.x).e[k / 3][k % 3];
-        for (size_t k = 0; k < 3; k++)
-            wanted[i].e[k][3] = p[k];
-        if (i) {
-            const size_t parent = static_cast<size_t>(random()) % i;
-            nodes[i].set({{"anim", nodes[parent].x->name}});
-            wanted[i] = wanted[parent] * wanted[i];
-        }
-    }
-    const auto check = [&](size_t i) {
-        const floats m = nodes[i].get("worldtransform"), inverse = nodes[i].get("invtransform");
-        for (size_t k = 0; k < 16; k++) {
-            const size_t row = k % 4, col = k / 4;
-            EXPECT_NEAR(static_cast<double>(m[k]), wanted[i].e[row][col], 1e-5) << "node " << i;
-            double unit = 0;
-            for (size_t n = 0; n < 4; n++)
-                unit += static_cast<double>(inverse[n * 4 + row]) * wanted[i].e[n][col];
-            EXPECT_NEAR(unit, row == col, 1e-4) << "node " << i;
-        }
+        nodes[i].set({{"position", {p.x, p.y, p.z}}, {"quat", {q.x, q.y, q.z, q.w}}, {"scale", {scale}}});
+        vok_mat4_identity(&wanted[i]);
+        vok_mat4_from_quat(&wanted[i], &q);
+        for (int k = 0; k < 12; k++)
+            wanted[i].e[k] *= scale;
+        vok_mat4_set_translation(&wanted[i], &p);
+        if (i)
+            vok_mat4_mult(&wanted[i], &wanted[parents[i]], &wanted[i]);
     };
+    const auto check = [&](size_t i) {
+        SCOPED_TRACE(i);
+        nodes[i].has({{"worldtransform", floats(wanted[i].e, wanted[i].e + 16)}}, 2e-5);
+        vok_mat4 unit;
+        std::copy_n(nodes[i].get("invtransform").data(), 16, unit.e);
+        vok_mat4_mult(&unit, &unit, &wanted[i]);
+        near(floats(unit.e, unit.e + 16), {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, 1e-4, "inverse");
+    };
+    for (size_t i = 0; i < count; i++) {
+        parents[i] = i ? static_cast<size_t>(random()) % i : 0;
+        if (i)
+            nodes[i].set({{"anim", nodes[parents[i]].x->name}});
+        place(i, {real(random), real(random), real(random)});
+    }
     for (size_t i = count; i-- > 0;) { // leaves first: each brings its ancestors
         nodes[i].update();
         check(i);
     }
+    const float *from = wanted[0].e + 12, by[] = {5 - from[0], -from[1], -from[2]};
     nodes[0].set({{"position", {5, 0, 0}}}); // all below follow from the top
-    const double by[] = {5 - wanted[0].e[0][3], -wanted[0].e[1][3], -wanted[0].e[2][3]};
-    for (auto &m : wanted)
-        for (size_t k = 0; k < 3; k++)
-            m.e[k][3] += by[k];
     nodes[0].update(1);
-    for (size_t i = 0; i < count; i++)
+    for (size_t i = 0; i < count; i++) {
+        for (int k = 0; k < 3; k++)
+            wanted[i].e[12 + k] += by[k];
         check(i);
+    }
 }
 
 TEST(AnimNode, what_a_child_inherits)
@@ -165,8 +168,7 @@ TEST(AnimNode, what_a_child_inherits)
     node child({{"anim", parent.x->name}, {"position", {1, 1, 1}}});
     child.becomes({{"worldpos", {7, 2, 4}}, {"worldscale", {2, 3, 4}}, {"worldquat", about_z}});
     child.has({{"worldrot", {90, 0, 0, 1}}}, 1e-4);
-    child.set({{"anchor", {1, 0, 0}}}); // by the parent's scale
-    child.becomes({{"worldpos", {7, 4, 4}}});
+    child.with({{"anchor", {1, 0, 0}}}, {{"worldpos", {7, 4, 4}}}); // by the parent's scale
     child.set({{"anchor", {0, 0, 0}}});
     const struct {
         const char *attribute, *of;
@@ -176,11 +178,9 @@ TEST(AnimNode, what_a_child_inherits)
                 {"inherit_rotate", "worldquat", about_z, {0, 0, 0, 1}}};
     for (const auto &row : rows)
         for (const bool on : {false, true}) {
-            child.set({{row.attribute, {on ? 1.0f : 0.0f}}});
-            child.becomes({{row.of, on ? row.on : row.off}});
+            child.with({{row.attribute, {on ? 1.0f : 0.0f}}}, {{row.of, on ? row.on : row.off}});
         }
-    child.set({{"automatic", {0}}, {"position", {0, 0, 0}}});
-    child.becomes({{"worldpos", {7, 2, 4}}});
+    child.with({{"automatic", {0}}, {"position", {0, 0, 0}}}, {{"worldpos", {7, 2, 4}}});
     child.send("update_node");
     child.has({{"worldpos", {10, 0, 0}}, {"automatic", {0}}});
     child.set({{"automatic", {1}}, {"anim", nothing}});
@@ -408,8 +408,7 @@ TEST(AnimNode, looks_at_points_and_along_directions)
     x.set({{"direction", {0, 0, 7}}});
     x.has({{"direction", {0, 0, 7}}}); // as it was set, until it is done
 
-    x.set({{"locklook", {1}}, {"lookat", {9, 0, 0}}});
-    x.becomes({{"worlddir", {1, 0, 0}}});
+    x.with({{"locklook", {1}}, {"lookat", {9, 0, 0}}}, {{"worlddir", {1, 0, 0}}});
     x.send("move", {7.95f, 0.1f, -0.1f}); // nearly there: back to where it looked from
     x.becomes({{"worldpos", {1, 0, 0}}, {"worlddir", {1, 0, 0}}});
     x.send("move", {0, 8, 0});
@@ -421,8 +420,7 @@ TEST(AnimNode, looks_at_points_and_along_directions)
     EXPECT_EQ(camera.x->turnmode, gensym("parent"));
     camera.send("reset");
     camera.becomes({{"worldpos", {0, 0, 2}}, {"direction", {0, 0, -1}}});
-    camera.set({{"lookat", {3, 0, 2}}});
-    camera.becomes({{"direction", {1, 0, 0}}});
+    camera.with({{"lookat", {3, 0, 2}}}, {{"direction", {1, 0, 0}}});
     child.set({{"anim", camera.x->name}, {"position", {0, 0, 1}}, {"lookat", {10, 0, 2}}});
     child.becomes({{"worlddir", {1, 0, 0}}}, 1e-5); // an aimed child does without its parent's rotation
     child.has({{"worldquat", child.get("quat")}});
@@ -435,14 +433,11 @@ TEST(AnimNode, a_tripod_keeps_the_horizon)
     EXPECT_NEAR(x.get("worldtransform")[1], 0, 1e-5) << "its side is level";
     const floats before = x.get("quat");
     for (const float up : {1.0f, -1.0f}) { // along up: stays as it is
-        x.set({{"direction", {0.05f, up, 0}}});
-        x.becomes({{"quat", before}}, 0);
+        x.with({{"direction", {0.05f, up, 0}}}, {{"quat", before}}, 0);
     }
     x.send("move", {1, 2, 3}); // and a node that moved goes back
-    x.set({{"direction", {0, 1, 0}}});
-    x.becomes({{"worldpos", {0, 0, 0}}, {"quat", before}}, 0);
-    x.set({{"up", {0, 0, 3}}, {"direction", {0, 1, 0}}});
-    x.becomes({{"worlddir", {0, 1, 0}}}, 1e-5);
+    x.with({{"direction", {0, 1, 0}}}, {{"worldpos", {0, 0, 0}}, {"quat", before}}, 0);
+    x.with({{"up", {0, 0, 3}}, {"direction", {0, 1, 0}}}, {{"worlddir", {0, 1, 0}}}, 1e-5);
     EXPECT_NEAR(x.get("worldtransform")[6], 1, 1e-5);
 }
 
@@ -471,8 +466,8 @@ TEST(AnimNode, transforms_and_conversions)
     // parent values set by hand, and given back
     node alone({{"position", {1, 0, 0}}});
     alone.update(); // the first one clears what the parent would have set
-    alone.set({{"parentrot", {90, 0, 1, 0}}, {"parentscale", {3}}, {"parentpos", {0, 5}}});
-    alone.becomes({{"worldpos", {0, 5, -3}}, {"parentquat", about_y}});
+    alone.with({{"parentrot", {90, 0, 1, 0}}, {"parentscale", {3}}, {"parentpos", {0, 5}}},
+               {{"worldpos", {0, 5, -3}}, {"parentquat", about_y}});
     EXPECT_EQ(alone.x->flags, vok_anim_parentpos | vok_anim_parentquat | vok_anim_parentscale);
     alone.set({{"parentpos", floats{}}, {"parentscale", floats{}}});
     EXPECT_EQ(alone.x->flags, vok_anim_parentquat);
