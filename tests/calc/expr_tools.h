@@ -2,6 +2,7 @@
 // as text.
 #pragma once
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,17 @@ inline std::string tree_text(const vok_tree_node *n)
                                             : "(" + self + " " + below + ")";
 }
 
+// Whether two matrices of a shape hold the same cells, padding left out.
+inline bool same_bits(vok_matrix *a, vok_matrix *b)
+{
+    const size_t cells = static_cast<size_t>(a->info.dim[0] * a->info.dimstride[0]);
+    const long row = a->info.dimcount > 1 ? a->info.dimstride[1] : a->info.size;
+    for (long at = 0; at + static_cast<long>(cells) <= a->info.size; at += row)
+        if (std::memcmp(a->data + at, b->data + at, cells))
+            return false;
+    return true;
+}
+
 // All reports since the last call, a line each.
 inline std::string reported(report_catcher &reports)
 {
@@ -69,22 +81,18 @@ struct expression {
     }
     std::string tree(long i = 0) const { return tree_text(x->trees[i]); }
 
-    vok_err calc(const std::vector<void *> &in, void *out) const
+    // By the message, or as it is told: node by node on whole matrices.
+    vok_err calc(const std::vector<void *> &in, vok_matrix *out, bool by_nodes = false) const
     {
         void *inputs = vok_linklist_new();
         for (void *m : in)
             vok_linklist_append(inputs, m);
-        const vok_err err = vok_object_method(x, _vok_sym_matrix_calc, inputs, out);
+        vok_err err = VOK_ERR_NONE;
+        if (by_nodes)
+            calculate_by_nodes(x, inputs, out);
+        else
+            err = vok_object_method(x, _vok_sym_matrix_calc, inputs, out);
         vok_linklist_chuck(inputs);
         return err;
-    }
-    // As matrix_calc is told, node by node on whole matrices.
-    void calc_by_nodes(const std::vector<void *> &in, vok_matrix *out) const
-    {
-        void *inputs = vok_linklist_new();
-        for (void *m : in)
-            vok_linklist_append(inputs, m);
-        calculate_by_nodes(x, inputs, out);
-        vok_linklist_chuck(inputs);
     }
 };

@@ -1,17 +1,13 @@
 // Linear algebra against the definitions, in a few lines of plain arithmetic.
 #include <algorithm>
 #include <complex>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <random>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include <vokra/vokra.h>
-#include <zan/host.h>
 
+#include "matrix/matrix_tools.h"
 #include "other_paths.h"
 
 namespace {
@@ -28,53 +24,39 @@ constexpr format formats[] = {{"float32", 1}, {"float32", 2}, {"float64", 1}, {"
 // A matrix of the library as one of numbers.
 class grid {
   public:
-    grid(const format &f, long rows, long columns)
-    {
-        vok_matrix_info info;
-        vok_matrix_info_default(&info);
-        info.type = gensym(f.type);
-        info.planecount = f.planes;
-        info.dim[0] = columns;
-        info.dim[1] = rows;
-        object_.reset(vok_object_new(gensym("vok_matrix"), &info));
-    }
+    grid(const format &f, long rows, long columns) : m_(f.type, f.planes, {columns, rows}) {}
     grid(const format &f, long rows, long columns, const std::function<number(long, long)> &value)
         : grid(f, rows, columns)
     {
         for (long r = 0; r < rows; r++)
-            for (long c = 0; c < columns; c++)
-                set(r, c, value(r, c));
+            for (long c = 0; c < columns; c++) {
+                const number v = value(r, c);
+                const double parts[] = {v.real(), v.imag()};
+                for (long p = 0; p < f.planes; p++)
+                    at(r, c, p, [&](auto &part) { part = static_cast<std::decay_t<decltype(part)>>(parts[p]); });
+            }
     }
-    vok_matrix *matrix() const { return static_cast<vok_matrix *>(object_.get()); }
-    long rows() const { return matrix()->info.dim[1]; }
-    long columns() const { return matrix()->info.dim[0]; }
-    number at(long r, long c) const { return {part(r, c, 0), matrix()->info.planecount == 2 ? part(r, c, 1) : 0}; }
-    void set(long r, long c, number v) const
+    vok_matrix *matrix() const { return m_; }
+    long rows() const { return m_->info.dim[1]; }
+    long columns() const { return m_->info.dim[0]; }
+    number at(long r, long c) const
     {
-        for (long p = 0; p < matrix()->info.planecount; p++) {
-            const double x = p ? v.imag() : v.real();
-            if (matrix()->info.type == gensym("float32")) {
-                const auto f = static_cast<float>(x);
-                std::memcpy(place(r, c, p), &f, 4);
-            } else
-                std::memcpy(place(r, c, p), &x, 8);
-        }
+        double parts[2] = {};
+        for (long p = 0; p < m_->info.planecount; p++)
+            at(r, c, p, [&](auto &part) { parts[p] = static_cast<double>(part); });
+        return {parts[0], parts[1]};
     }
 
   private:
-    long size() const { return matrix()->info.type == gensym("float32") ? 4 : 8; }
-    unsigned char *place(long r, long c, long p) const
+    template <typename F> void at(long r, long c, long plane, F use) const
     {
-        return matrix()->data + r * matrix()->info.dimstride[1] + c * matrix()->info.dimstride[0] + p * size();
+        unsigned char *cell = m_->data + r * m_->info.dimstride[1] + c * m_->info.dimstride[0];
+        if (m_->info.type == _vok_sym_float32)
+            use(reinterpret_cast<float *>(cell)[plane]);
+        else
+            use(reinterpret_cast<double *>(cell)[plane]);
     }
-    double part(long r, long c, long p) const
-    {
-        float f;
-        double d;
-        std::memcpy(size() == 4 ? static_cast<void *>(&f) : &d, place(r, c, p), static_cast<size_t>(size()));
-        return size() == 4 ? static_cast<double>(f) : d;
-    }
-    object_ptr object_;
+    ::matrix m_;
 };
 
 struct calculation {
@@ -103,9 +85,8 @@ struct calculation {
     }
 };
 
-class La : public testing::Test {
+class La : public Library {
   protected:
-    void SetUp() override { initialize(); }
     // Halves of small integers: their products and sums are exact in every type.
     std::function<number(long, long)> some()
     {
