@@ -1,6 +1,7 @@
 // Runs the program as a person does, in a scratch folder.
 #pragma once
 #include "scratch.h"
+#include <algorithm>
 #include <sys/wait.h>
 
 struct outcome {
@@ -17,12 +18,37 @@ class Program : public testing::Test {
         const std::string command = "cd '" + folder.name() + "' && " + before + " '" VOKRA_BIN_DIR "/vokra' " +
                                     args + " >'" + out + "' 2>'" + err + "'";
         const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(out), read(err)};
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, bytes_of(out), bytes_of(err)};
     }
-    static std::string read(const std::string &name)
+    // What it writes; it must end with this code.
+    std::string output(const std::string &args, int code = 0, const std::string &before = "") const
     {
-        std::ifstream in(name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
+        const outcome o = run(args, before);
+        EXPECT_EQ(o.code, code) << args << "\n" << o.err;
+        return o.out;
+    }
+    // The cells of the npy file that it writes, whose name is its last word.
+    std::string cells(const std::string &args) const
+    {
+        output(args + " cells.npy");
+        const std::string all = bytes_of(folder / "cells.npy");
+        return all.substr(std::min<size_t>(all.size(), 128)); // behind the header
+    }
+    struct failing {
+        std::string args;
+        int code;
+        std::vector<std::string> said;
+    };
+    // Each run ends with its code, and says this in so many lines at most.
+    void expect(const std::vector<failing> &rows, long lines, const std::string &verb = "") const
+    {
+        for (const auto &[args, code, said] : rows) {
+            const outcome o = run(verb + args);
+            EXPECT_EQ(o.code, code) << args << "\n" << o.err;
+            for (const std::string &words : said)
+                EXPECT_NE(o.err.find(words), std::string::npos) << args << "\n" << o.err;
+            EXPECT_LE(std::count(o.err.begin(), o.err.end(), '\n'), lines) << args << "\n" << o.err;
+        }
     }
     scratch_folder folder;
     const std::string picture = "'" VOKRA_SOURCE_DIR "/examples/pictures/harbour.png'";

@@ -3,7 +3,6 @@
 #pragma once
 #include "scratch.h"
 #include <set>
-#include <sstream>
 
 namespace box_tools {
 
@@ -41,23 +40,17 @@ struct ear {
 // Boxes that go with it, in the order opposite to their making.
 class patch {
   public:
-    patch() = default;
     ~patch()
     {
         while (!boxes_.empty())
             free(boxes_.back());
     }
-    patch(const patch &) = delete;
-    patch &operator=(const patch &) = delete;
-
     // "class argument ..."; null when there is no such box.
     void *make(const std::string &text)
     {
         std::vector<atom> atoms = atoms_of(text);
-        void *box = newinstance(gensym(text.substr(0, text.find(' ')).c_str()), long(atoms.size()) - 1, &atoms[1]);
-        if (box)
-            boxes_.push_back(box);
-        return box;
+        boxes_.push_back(newinstance(atom_getsym(&atoms[0]), long(atoms.size()) - 1, &atoms[1]));
+        return boxes_.back();
     }
     void free(void *box)
     {

@@ -70,16 +70,7 @@ TEST_F(BoxAttributes, OneElementIsSetTheUsualWay)
 
 TEST_F(BoxAttributes, SettingMarksAndTells)
 {
-    static zan_class *const clients = [] {
-        zan_class *c = class_new("bridge.client", nullptr, nullptr, sizeof(object), nullptr, 0);
-        const auto notify = [](void *, symbol *name, symbol *message, void *, void *data) {
-            auto *attr = reinterpret_cast<symbol *>(vok_object_method(data, gensym("getname")));
-            calls.push_back(std::string(name->name) + " " + message->name + " " + attr->name);
-        };
-        class_addmethod(c, erase(notify), "notify", argtype_cant, 0);
-        return c;
-    }();
-    void *hears = object_alloc(clients);
+    void *hears = p.make("shell");
     symbol *space = gensym("box tests");
     object_register(space, gensym("shell"), box);
     object_register(space, gensym("frame"), replier);
@@ -100,7 +91,7 @@ TEST_F(BoxAttributes, SettingMarksAndTells)
                            "shell attr_modified own"}));
     EXPECT_EQ(own()->own, 12);
     EXPECT_EQ(zan_vok_obex_attr_set(box, gensym("val"), 1, &a), VOK_ERR_EROR) << "not the box's own";
-    object_free(hears);
+    p.free(hears);
 }
 
 TEST_F(BoxAttributes, TheHostSeesBothThroughTheBox)

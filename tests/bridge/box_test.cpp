@@ -9,13 +9,9 @@ TEST_F(Boxes, EveryAccessorTakesAnObjectThatIsNoBox)
 {
     alignas(16) static long dead[16];
     void *plain = object_new_imp(gensym("nobox"), gensym("hashtab"), 0, 0, 0, 0, 0, 0, 0, 0);
-    void *(*const getters[])(void *) = {zan_vok_obex_vokob_get,         zan_vok_obex_usurplist_get,
-                                        zan_vok_obex_proxylist_get,     zan_vok_obex_dumpout_get,
-                                        zan_vok_obex_adornmentlist_get, zan_vok_obex_box_get,
+    void *(*const getters[])(void *) = {zan_vok_obex_vokob_get, zan_vok_obex_dumpout_get,
                                         zan_vok_obex_attrlist_get};
-    vok_err (*const setters[])(void *, void *) = {zan_vok_obex_vokob_set,         zan_vok_obex_usurplist_set,
-                                                  zan_vok_obex_proxylist_set,     zan_vok_obex_dumpout_set,
-                                                  zan_vok_obex_adornmentlist_set, zan_vok_obex_box_set,
+    vok_err (*const setters[])(void *, void *) = {zan_vok_obex_vokob_set, zan_vok_obex_dumpout_set,
                                                   zan_vok_obex_addadornment};
     vok_err (*const methods[])(void *, symbol *, long, atom *) = {
         zan_vok_gimme_method,          zan_vok_usurp_method,   zan_defer_method,

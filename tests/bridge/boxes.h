@@ -28,19 +28,6 @@ struct shell { // its box
     long own, low;
 };
 
-inline void pair(void *x, long n, symbol *s)
-{
-    atom a[2] = {A(n), A(s->name)};
-    gimme(x, gensym("pair"), 2, a);
-}
-inline void answer(void *, symbol *, long, atom *, atom *rv)
-{
-    atom_setlong(rv, 41);
-}
-inline void answers(void *, symbol *, long argc, atom *argv, atom *rv)
-{
-    atom_setobj(rv, object_new_imp(gensym("nobox"), gensym("atomarray"), argc, (zan_word)argv, 0, 0, 0, 0, 0, 0));
-}
 inline vok_err set_low(shell *x, void *attr, long argc, atom *argv)
 {
     gimme(x, gensym("set_low"), argc, argv);
@@ -64,9 +51,14 @@ inline zan_class *subject_class()
                                         {"assist", argtype_gimme},
                                         {"hidden", argtype_cant}})
             vok_class_addmethod(made.c, erase(gimme), name, tag, 0);
+        const auto pair = [](void *, long n, symbol *s) { calls.push_back(std::to_string(n) + s->name); };
+        const auto answer = [](void *, symbol *, long, atom *, atom *rv) { atom_setlong(rv, 41); };
+        const auto echo = [](void *, symbol *, long argc, atom *argv, atom *rv) {
+            atom_setobj(rv, object_new_imp(gensym("nobox"), gensym("atomarray"), argc, W(argv), 0, 0, 0, 0, 0, 0));
+        };
         vok_class_addmethod(made.c, erase(pair), "pair", argtype_long, argtype_sym, 0);
         vok_class_addmethod(made.c, erase(answer), "getfoo", argtype_gimmeback, 0);
-        vok_class_addmethod(made.c, erase(answers), "echo", argtype_gimmeback, 0);
+        vok_class_addmethod(made.c, erase(echo), "echo", argtype_gimmeback, 0);
         vok_class_method_addargsafe(made.c, "param", "now");
         constexpr long low = 0x8040000;
         made.value("val", "long", offsetof(subject, val), low);
@@ -83,12 +75,6 @@ inline zan_class *subject_class()
     return c;
 }
 
-inline void free_shell(shell *x)
-{
-    vok_object_free(zan_vok_obex_vokob_get(x));
-    zan_vok_obex_free(x);
-}
-
 inline void *new_shell(symbol *name, long, atom *)
 {
     void *x = zan_vok_obex_new(class_findbyname(gensym("box"), name), gensym("vok_subject"));
@@ -100,7 +86,11 @@ inline void *new_shell(symbol *name, long, atom *)
 // A class of boxes that is still to be wrapped and registered.
 inline zan_class *bare_class(const char *name)
 {
-    return class_new(name, erase(new_shell), erase(free_shell), sizeof(shell), nullptr, argtype_gimme, 0);
+    const auto release = [](void *x) {
+        vok_object_free(zan_vok_obex_vokob_get(x));
+        zan_vok_obex_free(x);
+    };
+    return class_new(name, erase(new_shell), erase(release), sizeof(shell), nullptr, argtype_gimme, 0);
 }
 
 inline zan_class *shell_class(const char *name, long flags = 0)
@@ -111,6 +101,11 @@ inline zan_class *shell_class(const char *name, long flags = 0)
     zan_vok_class_addattr(c, offset_attr("own", "long", 0, offsetof(shell, own)));
     zan_vok_class_addattr(c, offset_attr("low", "char", 0x8040000, offsetof(shell, low), erase(set_low)));
     zan_vok_class_addmethod_usurp_low(c, erase(gimme), "boxmerge");
+    const auto notified = [](void *, symbol *from, symbol *message, void *, void *data) {
+        auto *attr = reinterpret_cast<symbol *>(vok_object_method(data, gensym("getname")));
+        calls.push_back(std::string(from->name) + " " + message->name + " " + attr->name);
+    };
+    class_addmethod(c, erase(notified), "notify", argtype_cant, 0);
     class_register(gensym("box"), c);
     return c;
 }

@@ -32,7 +32,7 @@ TEST_F(Boxes, EachTagRunsWhereItSays)
                                        : (log{row.word + " 1", row.word + " 2"}));
     }
     send("pair 3 blue");
-    EXPECT_EQ(take(), log{"pair 3 blue"});
+    EXPECT_EQ(take(), log{"3blue"});
     EXPECT_EQ(p.errors(), "");
     send("hidden");
     EXPECT_TRUE(take().empty());

@@ -33,6 +33,7 @@ vok_mop_io *output(void *x, long i)
 {
     return static_cast<vok_mop_io *>(zan_vok_mop_getoutput(x, i));
 }
+// Of input 2 and the outputs.
 std::string formats_of(void *x)
 {
     return format_of(input(x, 2)->matrix) + ", " + format_of(output(x, 1)->matrix) + ", " +
@@ -80,52 +81,36 @@ class MopBox : public Library {
             p.send(m, "0 setcell " + std::to_string(i) + " val " + std::to_string(i));
     }
     static counting *counter_of(void *box) { return static_cast<counting *>(zan_vok_obex_vokob_get(box)); }
-    static vok_mop *mop_of(void *box)
-    {
-        return static_cast<vok_mop *>(zan_vok_obex_adornment_get(box, _vok_sym_vok_mop));
-    }
-    // What is heard when these outputs' matrices go out, one after the other.
-    static std::string names(void *b, std::initializer_list<long> outputs)
-    {
-        std::string all;
-        for (long i : outputs)
-            all += (all.empty() ? "" : "; ") + std::to_string(i - 1) + " vok_matrix " +
-                   output(b, i)->matrixname->name;
-        return all;
-    }
     box_tools::patch p;
 };
 
 TEST_F(MopBox, TheLeftInletCalculatesWithWhatTheRightOneTook)
 {
-    void *b = make("vok.op @op +");
-    ramp("left", "char", 4);
-    ramp("right", "char", 8);
-    p.send(b, "1 vok_matrix right");
-    EXPECT_EQ(format_of(input(b, 2)->matrix), "char 4 1 1"); // keeps its format, and takes the picture
-    EXPECT_EQ(p.heard(), "");
-    EXPECT_EQ(p.ask(b, "0 vok_matrix left"), names(b, {1}));
-    EXPECT_EQ(format_of(input(b, 2)->matrix), "char 1 4");
-    EXPECT_EQ(row_of(output(b, 1)->matrix), "0 1 2 3");
-    p.send(b, "1 vok_matrix right");
-    EXPECT_EQ(row_of(input(b, 2)->matrix), "0 2 4 6"); // resampled
-    p.send(b, "0 vok_matrix left");
-    EXPECT_EQ(row_of(output(b, 1)->matrix), "0 3 6 9");
+    void *b = make("vok.op @op + @out_name sum");
+    ramp("four", "char", 4);
+    ramp("eight", "char", 8);
+    ramp("longs", "long", 2);
+    const char *const sum = "0 vok_matrix sum", *const zeros = "char 1 4: 0 0 0 0";
+    const struct {
+        const char *message, *heard, *in2, *out;
+    } steps[] = {
+        {"1 vok_matrix eight", "", "char 4 1 1: 0", "char 4 1 1: 0"}, // keeps its format, and takes the picture
+        {"0 vok_matrix four", sum, zeros, "char 1 4: 0 1 2 3"},       // adapts: its one cell is everywhere
+        {"1 vok_matrix eight", "", "char 1 4: 0 2 4 6", "char 1 4: 0 1 2 3"}, // resampled
+        {"0 vok_matrix four", sum, "char 1 4: 0 2 4 6", "char 1 4: 0 3 6 9"},
+        {"0 vok_matrix eight", sum, "char 1 8: 0 0 2 2 4 4 6 6", "char 1 8: 0 1 4 5 8 9 12 13"},
+        {"0 vok_matrix longs", sum, "long 1 2: 0 4", "long 1 2: 0 5"},
+        {"0 adapt 0", "", "long 1 2: 0 4", "long 1 2: 0 5"},
+        {"0 vok_matrix four", "", "long 1 2: 0 4", "long 1 2: 0 5"}, // char into long: nothing changes its format
+        {"0 clear", "", "long 1 2: 0 0", "long 1 2: 0 0"}};
+    for (const auto &step : steps) {
+        EXPECT_EQ(p.ask(b, step.message), step.heard);
+        EXPECT_EQ(format_of(input(b, 2)->matrix) + ": " + row_of(input(b, 2)->matrix), step.in2) << step.message;
+        EXPECT_EQ(format_of(output(b, 1)->matrix) + ": " + row_of(output(b, 1)->matrix), step.out) << step.message;
+    }
     EXPECT_EQ(input(b, 1)->matrix, nullptr);
     EXPECT_EQ(input(b, 1)->matrixname, _vok_sym_nothing);
-
-    void *same = p.make("vok.op"); // keeps its picture when the left one changes size
-    ramp("floats", "float32", 8);
-    p.send(same, "0 vok_matrix floats");
-    p.send(same, "1 vok_matrix left");
-    p.send(b, "1 vok_matrix left");
-    p.send(b, "0 vok_matrix floats");
-    EXPECT_EQ(format_of(input(b, 2)->matrix), "float32 1 8");
-    EXPECT_EQ(row_of(input(b, 2)->matrix), row_of(input(same, 2)->matrix));
-    EXPECT_NE(p.complaint(b, "0 adapt 0", "0 vok_matrix left"), "");
-    EXPECT_EQ(format_of(output(b, 1)->matrix), "float32 1 8");
-
-    p.heard();
+    EXPECT_NE(p.errors(), "");
     zan_in_scheduler(
         [](void *x) {
             for (int i = 0; i < 10; i++)
@@ -135,62 +120,39 @@ TEST_F(MopBox, TheLeftInletCalculatesWithWhatTheRightOneTook)
     EXPECT_EQ(p.heard(), "");
     while (zan_service())
         ;
-    EXPECT_EQ(p.heard(), names(b, {1})) << "bangs in the scheduler merge";
+    EXPECT_EQ(p.heard(), sum) << "bangs in the scheduler merge";
 }
 
 TEST_F(MopBox, TheOutputModeDecides)
 {
+    const char *const both = "1 vok_matrix second; 0 vok_matrix first";
     const struct {
-        long mode, calls;                         // by a matrix at the left inlet
-        std::initializer_list<long> matrix, bang; // outputs whose names come out
-    } rows[] = {{0, 0, {}, {}},
-                {1, 1, {2, 1}, {2, 1}},
-                {2, 0, {}, {2, 1}},
-                {3, 0, {2, 1}, {2, 1}},
-                {7, 1, {2, 1}, {2, 1}}};
+        long mode, calls; // by a matrix at the left inlet
+        const char *heard, *at_a_bang;
+    } rows[] = {{0, 0, "", ""},
+                {1, 1, both, both},
+                {2, 0, "0 vok_matrix left", both},
+                {3, 0, both, both},
+                {7, 1, both, both}};
     ramp("left", "char", 5);
     for (const auto &row : rows) {
         SCOPED_TRACE(row.mode);
-        void *b = make("vok.test.count @outputmode " + std::to_string(row.mode));
-        EXPECT_EQ(p.ask(b, "0 vok_matrix left"), row.mode == 2 ? "0 vok_matrix left" : names(b, row.matrix));
+        void *b = make("vok.test.count @out_name first @out2_name second @outputmode " + std::to_string(row.mode));
+        EXPECT_EQ(p.ask(b, "0 vok_matrix left"), row.heard);
         EXPECT_EQ(counter_of(b)->calls, row.calls);
         EXPECT_EQ(format_of(output(b, 2)->matrix), row.calls ? "char 1 5" : "char 4 1 1");
-        EXPECT_EQ(p.ask(b, "0 bang"), names(b, row.bang));
-        EXPECT_EQ(message(vok_object_findregistered(gensym("left")), "setall", "7"), 0);
+        EXPECT_EQ(p.ask(b, "0 bang"), row.at_a_bang);
         p.send(b, "1 vok_matrix left"); // is taken whatever the mode
-        EXPECT_EQ(row_of(input(b, 2)->matrix).substr(0, 1), "7");
-    }
-}
-
-TEST_F(MopBox, ArgumentsGiveTheFormat)
-{
-    const struct {
-        const char *arguments, *format;
-        long adapt;
-    } rows[] = {{"", "char 4 1 1", 1},
-                {"2", "char 2 1 1", 0},
-                {"3 long 7", "long 3 7", 0},
-                {"1 char 6 5 4", "char 1 6 5 4", 0},
-                {"40 nonsense 0 2", "char 32 1 2", 0},
-                {"1 char 6 @adapt 1", "char 1 6", 1}};
-    ramp("left", "char", 5);
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.arguments);
-        void *b = p.make(std::string("vok.test.count ") + row.arguments);
-        EXPECT_EQ(format_of(output(b, 2)->matrix), row.format);
-        EXPECT_EQ(format_of(input(b, 2)->matrix), row.format);
-        EXPECT_EQ(mop_of(b)->adapt, row.adapt);
-        p.send(b, "0 vok_matrix left");
-        EXPECT_EQ(format_of(output(b, 1)->matrix), row.adapt ? "char 1 5" : row.format);
+        EXPECT_EQ(row_of(input(b, 2)->matrix).back(), row.calls ? '4' : '0');
+        p.free(b); // gives the names back
     }
 }
 
 TEST_F(MopBox, WhatGoesWrongIsReportedAndNothingGoesOut)
 {
     void *b = make("vok.test.count 1 char 3");
-    for (const char *missing : {"0 vok_matrix no_such_matrix", "1 vok_matrix no_such_matrix"}) {
+    for (const char *missing : {"0 vok_matrix no_such_matrix", "1 vok_matrix no_such_matrix"})
         EXPECT_NE(p.complaint(b, missing).find("matrix unknown"), std::string::npos);
-    }
     p.send(b, "0 vok_matrix");
     ramp("left", "char", 5);
     const std::pair<vok_err, const char *> answers[] = {
@@ -206,36 +168,26 @@ TEST_F(MopBox, WhatGoesWrongIsReportedAndNothingGoesOut)
     EXPECT_EQ(format_of(output(b, 1)->matrix), "char 1 3");
 }
 
-// ---- procs ----
-
-std::string proc_log;
-
-vok_err log_output_proc(vok_mop *, vok_mop_io *io, void *matrix)
-{
-    proc_log += "out " + format_of(io->matrix) + " from " + format_of(matrix) + ";";
-    return 0;
-}
-
-vok_err log_mproc(void *, vok_mop *mop)
-{
-    proc_log += std::string("mproc ") + static_cast<vok_mop_io *>(vok_mop_getinput(mop, 1))->matrixname->name;
-    return VOK_ERR_EROR;
-}
-
 TEST_F(MopBox, ProcsReplaceCopyingAdaptingAndCalculating)
 {
+    static std::string proc_log;
     void *b = make("vok.test.count");
     ramp("left", "char", 5);
     input(b, 2)->ioproc = vok_mop_ioproc_copy_adapt;
-    output(b, 1)->ioproc = log_output_proc;
-    mop_of(b)->special = reinterpret_cast<void *>(log_mproc);
-    p.send(b, "1 vok_matrix left");
-    EXPECT_EQ(format_of(input(b, 2)->matrix), "char 1 5");
-    p.send(b, "0 vok_matrix left");
-    EXPECT_EQ(proc_log, "out char 4 1 1 from char 1 5;mproc left"); // it isn't adapted
-    EXPECT_EQ(format_of(output(b, 2)->matrix), "char 1 5");
+    output(b, 1)->ioproc = [](vok_mop *, vok_mop_io *io, void *matrix) -> vok_err {
+        proc_log += "out " + format_of(io->matrix) + " from " + format_of(matrix) + ";";
+        return 0;
+    };
+    const zan_vok_mproc mproc = [](void *x, vok_mop *) -> vok_err {
+        proc_log += std::string("mproc ") + input(x, 1)->matrixname->name;
+        return VOK_ERR_EROR;
+    };
+    static_cast<vok_mop *>(zan_vok_obex_adornment_get(b, _vok_sym_vok_mop))->special =
+        reinterpret_cast<void *>(mproc);
+    EXPECT_EQ(p.ask(b, "1 vok_matrix left", "0 vok_matrix left"), "");
+    EXPECT_EQ(formats_of(b), "char 1 5, char 4 1 1, char 1 5"); // output 1 isn't adapted
+    EXPECT_EQ(proc_log, "out char 4 1 1 from char 1 5;mproc left");
     EXPECT_EQ(counter_of(b)->calls, 0);
-    EXPECT_EQ(p.heard(), "");
 }
 
 // ---- names ----
@@ -266,7 +218,7 @@ TEST_F(MopBox, AnInputTakesTheMatrixThatHasItsName)
 
 TEST_F(MopBox, GoesOnWhenItsMatrixIsFreedUnderIt)
 {
-    void *b = make("vok.op @op + @in2_name freed"), *sharing = p.make("vok.op @out_name freed");
+    void *b = make("vok.op @op + @in2_name freed @out_name sum"), *sharing = p.make("vok.op @out_name freed");
     ramp("left", "char", 3);
     p.send(b, "0 vok_matrix left");
     EXPECT_EQ(format_of(output(sharing, 1)->matrix), "char 1 3");
@@ -278,7 +230,7 @@ TEST_F(MopBox, GoesOnWhenItsMatrixIsFreedUnderIt)
     EXPECT_EQ(format_of(in_its_place), "char 1 3");
     EXPECT_NE(input(b, 2)->matrixname, gensym("freed"));
     p.heard();
-    EXPECT_EQ(p.ask(b, "0 vok_matrix left"), names(b, {1}));
+    EXPECT_EQ(p.ask(b, "0 vok_matrix left"), "0 vok_matrix sum");
     EXPECT_EQ(row_of(output(b, 1)->matrix), "0 1 2");
     EXPECT_EQ(vok_object_findregistered(input(b, 2)->matrixname), input(b, 2)->matrix);
     while (in_its_place == vok_object_findregistered(gensym("freed")))
@@ -300,25 +252,33 @@ TEST_F(MopBox, MayBeFreedByItsOwnOutput)
 
 // ---- attributes ----
 
-TEST_F(MopBox, AFormatAttributeGoesWhereItsNameSays)
+TEST_F(MopBox, ArgumentsAndAttributesGiveTheFormat)
 {
     const struct {
-        const char *message, *formats; // of input 2 and the outputs
-        std::string got;               // of the attribute, out of dumpout
-    } rows[] = {{"type char", "char 2 3 4, char 2 3 4, long 2 3 4", "type char"},
-                {"type nonsense", "long 2 3 4, long 2 3 4, long 2 3 4", "type long"},
-                {"out2_type float64", "long 2 3 4, long 2 3 4, float64 2 3 4", "out2_type float64"},
-                {"in2_type float32", "float32 2 3 4, long 2 3 4, long 2 3 4", "in2_type float32"},
-                {"planecount 1", "long 1 3 4, long 1 3 4, long 2 3 4", "planecount 1"},
-                {"out2_planecount 99", "long 2 3 4, long 2 3 4, long 32 3 4", "out2_planecount 32"},
-                {"dim 5", "long 2 5, long 2 5, long 2 3 4", "dim 5"},
-                {"in2_dim 6 7 8", "long 2 6 7 8, long 2 3 4, long 2 3 4", "in2_dim 6 7 8"},
-                {"outputmode 3", "long 2 3 4, long 2 3 4, long 2 3 4", "outputmode 3"}};
+        const char *arguments, *message, *formats;
+        std::string got; // of the attribute, out of dumpout
+    } rows[] = {{"", "getdim", "char 4 1 1, char 4 1 1, char 4 1 1", "adapt 1"},
+                {"", "vok_matrix five", "char 1 5, char 1 5, char 4 1 1", "adapt 1"},
+                {"2", "vok_matrix five", "char 2 1 1, char 2 1 1, char 2 1 1", "adapt 0"},
+                {"3 long 7", "vok_matrix five", "long 3 7, long 3 7, long 3 7", "adapt 0"},
+                {"1 char 6 5 4", "vok_matrix five", "char 1 6 5 4, char 1 6 5 4, char 1 6 5 4", "adapt 0"},
+                {"40 nonsense 0 2", "vok_matrix five", "char 32 1 2, char 32 1 2, char 32 1 2", "adapt 0"},
+                {"1 char 6 @adapt 1", "vok_matrix five", "char 1 5, char 1 5, char 1 6", "adapt 1"},
+                {"2 long 3 4", "type char", "char 2 3 4, char 2 3 4, long 2 3 4", "type char"},
+                {"2 long 3 4", "type nonsense", "long 2 3 4, long 2 3 4, long 2 3 4", "type long"},
+                {"2 long 3 4", "out2_type float64", "long 2 3 4, long 2 3 4, float64 2 3 4", "out2_type float64"},
+                {"2 long 3 4", "in2_type float32", "float32 2 3 4, long 2 3 4, long 2 3 4", "in2_type float32"},
+                {"2 long 3 4", "planecount 1", "long 1 3 4, long 1 3 4, long 2 3 4", "planecount 1"},
+                {"2 long 3 4", "out2_planecount 99", "long 2 3 4, long 2 3 4, long 32 3 4", "out2_planecount 32"},
+                {"2 long 3 4", "dim 5", "long 2 5, long 2 5, long 2 3 4", "dim 5"},
+                {"2 long 3 4", "in2_dim 6 7 8", "long 2 6 7 8, long 2 3 4, long 2 3 4", "in2_dim 6 7 8"},
+                {"2 long 3 4", "outputmode 3", "long 2 3 4, long 2 3 4, long 2 3 4", "outputmode 3"}};
+    ramp("five", "char", 5);
     for (const auto &row : rows) {
         SCOPED_TRACE(row.message);
-        void *b = make("vok.test.count 2 long 3 4");
+        void *b = make(std::string("vok.test.count ") + row.arguments);
         output(b, 2)->typelink = output(b, 2)->dimlink = output(b, 2)->planelink = 0;
-        p.send(b, std::string("0 ") + row.message);
+        p.ask(b, std::string("0 ") + row.message);
         EXPECT_EQ(formats_of(b), row.formats);
         EXPECT_EQ(p.ask(b, "0 get" + row.got.substr(0, row.got.find(' '))), "2 " + row.got);
     }
@@ -366,24 +326,28 @@ TEST_F(MopBox, FlagsLeaveFeaturesOut)
 
 TEST_F(MopBox, ResizedOutputsKeepTheirCordsAndDumpoutRightmost)
 {
-    void *b = make("vok.test.count 1 char 4"), *first = output(b, 1)->matrix;
-    long before = 2, heard_as = 2; // the number that dumpout has for the ear
-    for (const long count : {4L, 1L, 3L}) {
-        EXPECT_EQ(zan_vok_mop_outputs_resize(b, count), 0);
-        ASSERT_EQ(outlet_count(b), count + 1);
-        EXPECT_EQ(zan_vok_obex_dumpout_get(b), outlet_nth(b, count));
+    const struct {
+        long count;
+        const char *at_a_bang, *dumpout; // which keeps its ear when there are fewer
+    } rows[] = {{4, "3 vok_matrix d; 2 vok_matrix c; 1 vok_matrix b; 0 vok_matrix a", "4 adapt 0"},
+                {1, "0 vok_matrix a", "4 adapt 0"},
+                {3, "2 vok_matrix c; 1 vok_matrix b; 0 vok_matrix a", "3 adapt 0"}};
+    void *b = make("vok.test.variable 1 char 4 @outputs 2"), *first = output(b, 1)->matrix;
+    long before = 2;
+    for (const auto &row : rows) {
+        EXPECT_EQ(zan_vok_mop_outputs_resize(b, row.count), 0);
+        ASSERT_EQ(outlet_count(b), row.count + 1);
+        EXPECT_EQ(zan_vok_obex_dumpout_get(b), outlet_nth(b, row.count));
         EXPECT_EQ(output(b, 1)->matrix, first);
-        if (count > before) { // what is new has no cords
+        if (row.count > before) { // what is new has no cords
             EXPECT_EQ(p.ask(b, "0 getadapt"), "");
             p.listen(b, 0, before);
-            heard_as = count;
         }
-        std::string all = names(b, {1});
-        for (long i = 2; i <= count; i++)
-            all = names(b, {i}) + "; " + all;
-        EXPECT_EQ(p.ask(b, "0 bang"), all);
-        EXPECT_EQ(p.ask(b, "0 getadapt"), std::to_string(heard_as) + " adapt 0");
-        before = count;
+        for (before = 1; before <= row.count; before++)
+            p.send(b, "0 out" + std::to_string(before) + "_name " + "abcd"[before - 1]);
+        before = row.count;
+        EXPECT_EQ(p.ask(b, "0 bang"), row.at_a_bang);
+        EXPECT_EQ(p.ask(b, "0 getadapt"), row.dumpout);
     }
     EXPECT_EQ(zan_vok_mop_outputs_resize(b, -2), 0);
     EXPECT_EQ(outlet_count(b), 1);
@@ -422,7 +386,7 @@ TEST_F(MopBox, OfAVariableNumberAnswersByMessages)
     EXPECT_EQ(zan_vok_mop_variable_anything(nullptr, gensym("in2_dim"), 0, nullptr), VOK_ERR_INVP);
 }
 
-TEST_F(MopBox, NamesAddressAndPortsSayWhatTheyAre)
+TEST_F(MopBox, NamesAddress)
 {
     const struct {
         const char *name;
@@ -438,14 +402,8 @@ TEST_F(MopBox, NamesAddressAndPortsSayWhatTheyAre)
         EXPECT_EQ(index, row.index) << row.name;
     }
     EXPECT_EQ(zan_vok_mop_parse_name(nullptr, nullptr, nullptr), VOK_ERR_INVP);
-    void *b = p.make("vok.test.count");
     char text[512];
-    for (const auto &[kind, index, said] :
-         {std::tuple{1L, 1L, "(matrix) in2"}, {2, 0, "(matrix) out"}, {2, 2, "dumpout"}}) {
-        EXPECT_EQ(zan_vok_mop_assist(b, nullptr, kind, index, text), 0);
-        EXPECT_STREQ(text, said);
-    }
-    EXPECT_NE(zan_vok_mop_assist(b, nullptr, 1, 2, text), 0);
+    EXPECT_NE(zan_vok_mop_assist(p.make("vok.test.count"), nullptr, 1, 2, text), 0) << "no such inlet";
 }
 
 } // namespace
