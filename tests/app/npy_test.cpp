@@ -82,7 +82,7 @@ TEST(npy, headers_are_read_however_they_are_spaced)
 
 TEST(npy, what_is_wrong_is_said)
 {
-    const std::string good = described("|u1", "(2, 3)");
+    const std::string good = described("|u1", "(2, 3)"), three = described("|u1", "(1,)").substr(0, 54);
     std::string axes = "(";
     for (int i = 0; i < 65; ++i)
         axes += i < 64 ? "1, " : "1)";
@@ -99,19 +99,15 @@ TEST(npy, what_is_wrong_is_said)
     };
     for (const char *descr : {"<i8", "|b1", "|f4", "f4", ""})
         rows.emplace_back(file(described(descr, "(1,)"), "12345678"), "\"" + std::string(descr) + "\"");
-    const auto is_strange = [&](const std::string &header) {
-        rows.emplace_back(file(header, "1"), "can't be understood");
-    };
-    const std::string three = "{'descr': '|u1', 'fortran_order': False, 'shape': (1,)";
-    for (size_t size = 0; size <= three.size(); ++size)
-        is_strange(three.substr(0, size));
+    std::vector<std::string> strange = {three.substr(0, 15) + "}", described("|u1", "(1,)", "0")};
     for (const char *rest : {", 'more': 1}", ", 'descr': '|u1'}", "} x", "'more'}"})
-        is_strange(three + rest);
-    for (const char *header : {"{}", "{'descr': '|u1', 'shape': (1,)}"})
-        is_strange(header);
+        strange.push_back(three + rest);
     for (const char *shape : {"(-1,)", "(1)", "(99999999999999999999,)", axes.c_str()})
-        is_strange(described("|u1", shape));
-    is_strange(described("|u1", "(1,)", "0"));
+        strange.push_back(described("|u1", shape));
+    for (size_t size = 0; size <= three.size(); ++size)
+        strange.push_back(three.substr(0, size));
+    for (const std::string &header : strange)
+        rows.emplace_back(file(header, "1"), "can't be understood");
     for (const auto &[bytes, words] : rows) {
         npy::array a;
         a.shape = {7};
@@ -127,8 +123,7 @@ TEST(npy, a_header_is_what_numpy_writes_and_no_prefix_is_an_array)
         std::string("\x93NUMPY\1\0\x76\0", 10) + "{'descr': '<f4', 'fortran_order': False, 'shape': (2, 3), }";
     expected.resize(127, ' ');
     EXPECT_EQ(npy::header(element::f4, {2, 3}), expected + "\n");
-    EXPECT_NE(npy::header(element::u1, {}).find("'|u1', 'fortran_order': False, 'shape': (), }"),
-              std::string::npos);
+    EXPECT_NE(npy::header(element::u1, {}).find("'|u1', 'fortran_order': False, 'shape': (), }"), expected.npos);
     for (size_t axes = 0; axes < 33; ++axes) {
         const std::string head = npy::header(element::f8, extents(axes, 1)), whole = head + "12345678";
         EXPECT_EQ(head.size() % 64, 0u);

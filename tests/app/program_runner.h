@@ -27,6 +27,12 @@ class Program : public testing::Test {
         EXPECT_EQ(o.code, code) << args << "\n" << o.err;
         return o.out;
     }
+    void tells(const std::string &args, const std::vector<std::string> &words) const
+    {
+        const std::string out = output(args);
+        for (const std::string &each : words)
+            EXPECT_NE(out.find(each), std::string::npos) << args << ": " << each << "\n" << out;
+    }
     // The cells of the npy file that it writes, whose name is its last word.
     std::string cells(const std::string &args) const
     {

@@ -4,19 +4,13 @@
 
 namespace {
 
-class RunVerb : public Program {
-  protected:
-    void SetUp() override
-    {
-        folder.make("count.patch",
-                    "patch 1;\nbox beat metro 20;\nbox count counter 0 99;\nbox show print count;\n"
-                    "box in receive there;\ncord beat 0 count 0;\ncord count 0 show 0;\ncord in 0 show 0;\n"
-                    "show first $1;\nbeat bang;\n");
-    }
-};
+const char count_patch[] =
+    "patch 1;\nbox beat metro 20;\nbox count counter 0 99;\nbox show print count;\nbox in receive there;\n"
+    "cord beat 0 count 0;\ncord count 0 show 0;\ncord in 0 show 0;\nshow first $1;\nbeat bang;\n";
 
-TEST_F(RunVerb, a_patch_prints_the_same_on_every_virtual_run)
+TEST_F(Program, a_patch_prints_the_same_on_every_virtual_run)
 {
+    folder.make("count.patch", count_patch);
     const std::string numbers = "count: 0\ncount: 1\ncount: 2\n";
     const std::pair<std::string, std::string> table[] = {
         {"--clock virtual --frames 3", "count: first 0\n" + numbers},
@@ -34,8 +28,9 @@ TEST_F(RunVerb, a_patch_prints_the_same_on_every_virtual_run)
     }
 }
 
-TEST_F(RunVerb, errors_name_the_line_and_the_box)
+TEST_F(Program, errors_name_the_line_and_the_box)
 {
+    folder.make("count.patch", count_patch);
     folder.make("wrong.patch", "patch 1;\nbox count countr;\nbox show print;\nshow hello;\n");
     folder.make("text.patch", "patch 1;\nbox show print;\ncord show 5 show 0;\nshow hello;\n");
     folder.make("loop.patch", "patch 1;\nbox a trigger b b;\nbox b int;\nbox end print;\n"
@@ -64,8 +59,9 @@ TEST_F(RunVerb, errors_name_the_line_and_the_box)
     EXPECT_NE(run("run loop.patch").out.find("fine"), std::string::npos);
 }
 
-TEST_F(RunVerb, what_is_told_of_a_run)
+TEST_F(Program, what_is_told_of_a_run)
 {
+    folder.make("count.patch", count_patch);
     const outcome o = run("run count.patch --clock virtual --frames 50 --profile --stats --progress json");
     EXPECT_EQ(o.code, 0) << o.err;
     std::string told = o.err; // without the columns
@@ -79,8 +75,9 @@ TEST_F(RunVerb, what_is_told_of_a_run)
     EXPECT_EQ(run("run - <stdin.patch").out, "from stdin\n");
 }
 
-TEST_F(RunVerb, an_interrupt_finishes_and_a_second_one_ends_at_once)
+TEST_F(Program, an_interrupt_finishes_and_a_second_one_ends_at_once)
 {
+    folder.make("count.patch", count_patch);
     folder.make("long.patch", "patch 1;\nbox r repeat 1000000000;\nbox n int;\nbox show print;\n"
                               "cord r 0 n 0;\nshow on;\nr bang;\n");
     // as soon as it has printed something; `again`: until it has ended
