@@ -1,11 +1,7 @@
 // Script text from anywhere: it is read, its atoms are written and read again to the same
 // atoms, and it runs against a receiver that takes every message it knows and does nothing.
-#include <zan/host.h>
-
-#include <cstdlib>
+#include "fuzz.h"
 #include <cstring>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -14,39 +10,26 @@ void take_typed(object *, zan_word, double, symbol *) {}
 
 void *hidden; // kept from the leak checker's list
 
-object *receiver()
+object *made_receiver()
 {
-    static object *made = [] {
-        zan_start();
-        zan_set_reporter([](void *, long, void *, const char *) {}, nullptr);
-        zan_class *c =
-            class_new("binbuf_fuzz_receiver", nullptr, nullptr, sizeof(object), nullptr, argtype_cant, 0);
-        for (const char *name : {"list", "int", "float", "set", "a"})
-            class_addmethod(c, reinterpret_cast<zan_method>(take), name, argtype_gimme, 0);
-        class_addmethod(c, reinterpret_cast<zan_method>(take_typed), "t", argtype_long, argtype_float, argtype_sym,
-                        0);
-        class_register(gensym("nobox"), c);
-        object *x = static_cast<object *>(object_alloc(c));
-        gensym("r")->thing = x;
-        // the host's own receiver opens files and quits: not in here
-        hidden = gensym("zan")->thing;
-        gensym("zan")->thing = nullptr;
-        return x;
-    }();
-    return made;
-}
-
-void require(bool holds)
-{
-    if (!holds)
-        abort();
+    start_quietly();
+    zan_class *c = class_new("binbuf_fuzz_receiver", nullptr, nullptr, sizeof(object), nullptr, argtype_cant, 0);
+    for (const char *name : {"list", "int", "float", "set", "a"})
+        class_addmethod(c, reinterpret_cast<zan_method>(take), name, argtype_gimme, 0);
+    class_addmethod(c, reinterpret_cast<zan_method>(take_typed), "t", argtype_long, argtype_float, argtype_sym, 0);
+    class_register(gensym("nobox"), c);
+    // the host's own receiver opens files and quits: not in here
+    hidden = gensym("zan")->thing;
+    gensym("zan")->thing = nullptr;
+    gensym("r")->thing = object_alloc(c);
+    return static_cast<object *>(gensym("r")->thing);
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    object *x = receiver();
+    static object *const x = made_receiver();
     void *script = binbuf_new();
     if (binbuf_settext(script, reinterpret_cast<const char *>(data), long(size)) == 0) {
         long argc = 0, again = 0;

@@ -3,24 +3,12 @@
 // Fuzzing starts from small whole pictures, and the checks of a PNG's chunks are put
 // right after each change: nothing would get past them by chance.
 #include "../host/pictures.h"
-
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-#include <sys/mman.h>
-#include <unistd.h>
+#include "fuzz.h"
+#include <fstream>
+#include <iterator>
 #include <vector>
-#include <zan/host.h>
 
 namespace {
-
-struct memory_file {
-    int fd;
-    std::string name;
-    memory_file() : fd(memfd_create("picture", MFD_CLOEXEC)), name("/proc/self/fd/" + std::to_string(fd)) {}
-};
 
 std::vector<unsigned char> pixels_of(zan_surface *s)
 {
@@ -34,21 +22,9 @@ std::vector<unsigned char> pixels_of(zan_surface *s)
     return out;
 }
 
-void start()
+std::string scratch_name(const char *ending)
 {
-    static const bool started = [] {
-        zan_start();
-        zan_set_reporter([](void *, long, void *, const char *) {}, nullptr);
-        return true;
-    }();
-    (void)started;
-}
-
-const std::string &scratch_name(const char *ending)
-{
-    static std::string name;
-    name = "/tmp/vokra-picture-fuzz-" + std::to_string(getpid()) + ending;
-    return name;
+    return "/tmp/vokra-picture-fuzz-" + std::to_string(getpid()) + ending;
 }
 
 std::string a_jpeg()
@@ -58,15 +34,11 @@ std::string a_jpeg()
         pixels[i] = static_cast<unsigned char>(i % 4 == 3 ? 255 : i * 5);
     zan_surface *s = zgraphics_image_surface_create_for_data(pixels, 0, 9, 7, 36, nullptr, nullptr);
     const std::string name = scratch_name(".jpg");
-    if (zgraphics_image_surface_writejpeg(s, name.c_str(), 0) != 0)
-        abort();
+    require(zgraphics_image_surface_writejpeg(s, name.c_str(), 0) == 0);
     zgraphics_surface_destroy(s);
-    std::string bytes(1 << 14, 0);
-    FILE *file = fopen(name.c_str(), "rb");
-    bytes.resize(fread(bytes.data(), 1, bytes.size(), file));
-    fclose(file);
+    std::ifstream file(name, std::ios::binary);
     unlink(name.c_str());
-    return bytes;
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // With the block in which a camera tells how it was held: on its side.
@@ -124,7 +96,7 @@ void put_checks_right(uint8_t *data, size_t size)
 extern "C" size_t LLVMFuzzerMutate(uint8_t *data, size_t size, size_t most);
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t most, unsigned seed)
 {
-    start();
+    start_quietly();
     if (size < 16) {
         const std::string &whole = seeds()[seed % seeds().size()];
         return whole.copy(reinterpret_cast<char *>(data), most);
@@ -137,19 +109,16 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t mos
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static memory_file in;
-    start();
+    static const memory_file in;
+    start_quietly();
     const std::string out = scratch_name(".png");
-    if (ftruncate(in.fd, 0) != 0 || pwrite(in.fd, data, size, 0) != static_cast<ssize_t>(size))
-        abort();
+    in.hold(data, size);
     zan_surface *s = zgraphics_image_surface_create_from_file(in.name.c_str(), 0);
     // a huge picture says no more about the writer than a small one, and takes seconds
     if (s && zgraphics_image_surface_get_width(s) * zgraphics_image_surface_get_height(s) < 1 << 16) {
-        if (zgraphics_image_surface_writepng(s, out.c_str(), 0, 0) != 0)
-            abort();
+        require(zgraphics_image_surface_writepng(s, out.c_str(), 0, 0) == 0);
         zan_surface *back = zgraphics_image_surface_create_from_file(out.c_str(), 0);
-        if (!back || pixels_of(back) != pixels_of(s))
-            abort();
+        require(back && pixels_of(back) == pixels_of(s));
         zgraphics_surface_destroy(back);
         unlink(out.c_str());
     }
