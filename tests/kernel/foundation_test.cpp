@@ -5,13 +5,9 @@
 
 namespace {
 
-class FoundationUp : public testing::Test {
-  protected:
-    void SetUp() override { initialize(); }
-};
-
-TEST_F(FoundationUp, ASecondStartDoesNothing)
+TEST(FoundationUp, ASecondStartDoesNothing)
 {
+    initialize();
     zan_class *c = _vok_class_class;
     for (const auto start : {initialize, vok_object_init, vok_gl_initialize})
         EXPECT_EQ(start(), 0);
@@ -23,8 +19,9 @@ TEST_F(FoundationUp, ASecondStartDoesNothing)
     EXPECT_TRUE(_vok_mess_freemethod.selector == S("free") && _vok_mess_freemethod.function == M(vok_object_free));
 }
 
-TEST_F(FoundationUp, Symbols)
+TEST(FoundationUp, Symbols)
 {
+    initialize();
 #define ROW(name) {_vok_sym_##name, #name},
 #define ROW_RENAMED(name, text) {_vok_sym_##name, text},
 #define ROW_HOST(name) {ps_##name, #name},
@@ -41,9 +38,10 @@ TEST_F(FoundationUp, Symbols)
     EXPECT_TRUE(ps_vokra == S("vokra") && ps_vokraCFM == S("vokraCFM"));
 }
 
-TEST_F(FoundationUp, TheConfigurationIsAScriptOfMessages)
+TEST(FoundationUp, TheConfigurationIsAScriptOfMessages)
 {
     scratch_folder folder;
+    initialize();
     EXPECT_NE(vok_load_config(), 0) << "no file anywhere";
     folder.make("vokra-config.txt", "vok parallelthreshold 4321;\nvokra paralleldebug 0;\n");
     path_addsearchpath(folder.name().c_str());
@@ -52,7 +50,7 @@ TEST_F(FoundationUp, TheConfigurationIsAScriptOfMessages)
     EXPECT_EQ(std::exchange(_vok_parallelthresh, before), 4321);
 }
 
-TEST_F(FoundationUp, HostErrorNumbers)
+TEST(FoundationUp, HostErrorNumbers)
 {
     const vok_err codes[] = {VOK_ERR_EROR, 0,           VOK_ERR_EROR, VOK_ERR_INVP, VOK_ERR_DUPL,
                              VOK_ERR_OMEM, VOK_ERR_EROR};

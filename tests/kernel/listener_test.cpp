@@ -3,21 +3,12 @@
 
 namespace {
 
-struct sender {
-    object header;
-    long level;
-};
-
 vok_mouse_info mouse, wheel;
 using words = std::vector<std::string>;
 
 class Listener : public testing::Test {
   protected:
-    void SetUp() override
-    {
-        zan_set_clock(zan_clock_virtual);
-        mouse.message = nullptr;
-    }
+    void SetUp() override { zan_set_clock(zan_clock_virtual); }
     void TearDown() override
     {
         object_free(listener);
@@ -26,7 +17,8 @@ class Listener : public testing::Test {
     }
     void listen(symbol *to)
     {
-        atom a = A(to->name);
+        atom a;
+        vok_atom_setsym(&a, to);
         listener = static_cast<vok_listener *>(vok_object_new(S("vok_listener"), 1L, &a));
         const vok_listener_callback callback = [](void *data, symbol *subjectname, symbol *message, long argc,
                                                   atom *argv) {
@@ -42,11 +34,10 @@ class Listener : public testing::Test {
     }
     void appear()
     {
-        static const quick_class k =
-            quick_class("vok_sender", sizeof(sender))
-                .value("level", "long", offsetof(sender, level))
-                .message("get_mouse_info", [](sender *) { return mouse.message ? &mouse : nullptr; })
-                .message("get_mousewheel_info", [](sender *) { return &wheel; });
+        const auto pointer = [](void *) { return mouse.message ? &mouse : nullptr; };
+        static const quick_class k = quick_class("vok_sender", sizeof(object))
+                                         .message("get_mouse_info", pointer)
+                                         .message("get_mousewheel_info", [](void *) { return &wheel; });
         subject = vok_object_register(k.make<void>(), name);
     }
     // What is heard of a notice after some time.
@@ -105,13 +96,11 @@ TEST_F(Listener, NotificationsBecomeAtoms)
     appear();
     listen(name);
     EXPECT_EQ(notify("modified"), words{"modified"});
-    EXPECT_EQ(notify("attr_modified", vok_object_attr_get(subject, S("level"))), words{"attr_modified level"});
+    EXPECT_EQ(notify("attr_modified", object_attr_get(listener, S("polltime"))), words{"attr_modified polltime"});
     EXPECT_EQ(notify("attr_modified"), words{"attr_modified"});
     std::vector<atom> atoms(300, A(1));
     atoms[0] = A("said");
-    std::string most = "said";
-    for (int i = 0; i < 255; ++i)
-        most += " 1";
+    const std::string most = text_of(256, atoms.data());
     for (const auto &[count, text] : {std::pair(3L, std::string("said 1 1")), {300, most}, {0, "typedmess"}}) {
         void *data = object_new_imp(S("nobox"), S("atomarray"), count, W(atoms.data()), 0, 0, 0, 0, 0, 0);
         EXPECT_EQ(notify("typedmess", data), words{text});
@@ -123,6 +112,7 @@ TEST_F(Listener, PointerEventsComeWithTheirOwnMessage)
 {
     appear();
     listen(name);
+    mouse.message = nullptr;
     EXPECT_EQ(notify("mouseout"), words{"mouseout"});
     for (long i = 0; i < 10; ++i) {
         mouse.atoms[i] = A(i);
@@ -140,8 +130,8 @@ TEST_F(Listener, CleanupRunsOnceAndTheCallbackMayFreeIt)
     listen(name);
     static int cleaned;
     cleaned = 0;
-    send(
-        listener, "setcleanup", +[](void *data) { cleaned += data != nullptr; });
+    const auto clean = [](void *data) { cleaned += data != nullptr; };
+    send(listener, "setcleanup", +clean);
     frees = true;
     object_free(std::exchange(subject, nullptr)); // the callback frees the listener while it is told
     vok_listener_notify(nullptr, name, S("x"), nullptr, nullptr);

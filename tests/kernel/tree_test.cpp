@@ -30,34 +30,23 @@ long is_before(void *a, void *b)
     return static_cast<thing *>(a)->value < static_cast<thing *>(b)->value;
 }
 
-TEST(List, IsAClassOfTheLibrary)
-{
-    void *list = vok_object_new(_vok_sym_vok_linklist, 0);
-    send(list, "append", make_thing(1));
-    EXPECT_EQ(send(list, "getsize"), 1);
-    EXPECT_EQ(vok_linklist_getsize(list), 1);
-    vok_object_free(list);
-    EXPECT_TRUE(things.empty()) << "a list frees what it holds";
-}
-
 TEST(List, ItemsAndOrder)
 {
-    void *list = vok_linklist_new();
+    void *list = vok_object_new(S("vok_linklist"), 0);
     thing *t[4];
     for (long i = 0; i < 4; ++i)
         vok_linklist_append(list, t[i] = make_thing(i % 2));
+    EXPECT_EQ(send(list, "getsize"), 4);
     thing *first = make_thing(9);
     vok_linklist_insertindex(list, first, 0);
     EXPECT_EQ(vok_linklist_getindex(list, 0), first);
     EXPECT_EQ(vok_linklist_objptr2index(list, t[2]), 3);
 
-    long one = 1, five = 5;
+    long one = 1;
     void *found = nullptr;
     EXPECT_EQ(vok_linklist_findfirst(list, &found, is_value, &one), 2);
     EXPECT_EQ(found, t[1]);
     EXPECT_EQ(vok_linklist_findcount(list, is_value, &one), 2);
-    EXPECT_EQ(vok_linklist_findcount(list, is_value, &five), 0);
-    EXPECT_EQ(things.size(), 5u) << "counting frees nothing";
 
     EXPECT_EQ(vok_linklist_methodindex(list, 1, S("addproduct"), 2L, 3L), 6);
     vok_linklist_methodall(list, S("addproduct"), 1L, 100L);
@@ -72,12 +61,14 @@ TEST(List, ItemsAndOrder)
     EXPECT_EQ(vok_linklist_getindex(list, 0), array[0]);
     vok_linklist_chuckindex(list, 0);
     vok_linklist_deleteindex(list, 0);
-    EXPECT_EQ(things.size(), 4u);
     vok_linklist_free(list);
     EXPECT_EQ(vok_linklist_getsize(list), 0);
     EXPECT_EQ(things, std::vector{static_cast<thing *>(array[0])}) << "what was chucked is the caller's";
     vok_object_free(array[0]);
-    vok_linklist_chuck(list);
+    vok_linklist_append(list, make_thing(1));
+    vok_object_free(list);
+    EXPECT_TRUE(things.empty()) << "a list frees what it holds";
+    vok_linklist_chuck(vok_linklist_new());
 }
 
 using node = vok_tree_node;
@@ -116,9 +107,7 @@ TEST(Tree, WhatEachMessageKeepsAndFrees)
         size_t alive;      // things, the new and the chucked ones too
         size_t orphans;    // of these without a node
     } rows[] = {
-        {[](node *r) { EXPECT_EQ(child(r, 9), nullptr); }, "0(1 2(20) 3)", 5, 0},
         {[](node *r) { send(r, "appendchild", 0L); }, "0(1 2(20) 3)", 5, 0},
-        {[](node *r) { send(r, "insertchild", 0L); }, "0(1 2(20) 3)", 5, 0},
         {[](node *r) { send(r, "insertchild", make_node(7), 0L); }, "0(7 1 2(20) 3)", 6, 0},
         {[](node *r) { send(r, "deletechild", 1L); }, "0(1 3)", 3, 0},
         {[](node *r) { send(r, "deletechild", 17L); }, "0(1 2(20) 3)", 5, 0},
