@@ -1,7 +1,9 @@
-// The calculation of expressions: values of small ones at a cell, and thousands of generated
-// texts in all precisions, for which the two roads of the library are held to the same bits.
+// The calculation of expressions against another evaluator, which goes over single cells:
+// thousands of generated texts in all precisions. The two roads of the library are held to
+// the same bits.
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <random>
 
 #include "calc/expr_tools.h"
@@ -11,128 +13,225 @@ namespace {
 
 class Expr : public Library {};
 
-TEST_F(Expr, ValuesOfACell)
+// ---- another evaluator, over single cells ----
+
+enum type { t_char, t_long, t_float32, t_float64 };
+constexpr const char *types[] = {"char", "long", "float32", "float64"};
+using number = double; // holds every cell of the four types exactly
+
+// One element as another type, as matrices are copied. A float's product with 255 is rounded
+// in its own precision.
+number converted(number x, type from, type to)
 {
-    matrix bytes("char", 2, {5, 4}), longs("long", 2, {5, 4}), doubles("float64", 2, {5, 4});
-    message(bytes, "setall", "51 102");
-    message(longs, "setall", "-3 7");
-    message(doubles, "setall", "0.25 -1.5");
-    const struct {
-        const char *precision, *text, *value; // of cell 3 2
-    } rows[] = {
-        {"float32", "norm[0]*4+norm[1]*3", "5 5"},
-        {"float32", "snorm[0]*4+snorm[1]*3", "3 3"},
-        {"float32", "cell[0]*10+cell[1]+dim[0]*1000+dim[1]*100", "5432 5432"},
-        {"float32", "in[0]", "0.2 0.4"},
-        {"float32", "in[0].p[1]*in[1].p[2]", "-1.2 -1.2"}, // planes come round
-        {"float32", "in[1]*in[2]+in[9]", "-0.75 -10.5"},
-        {"float32", "max(in[2], -in[1])/TWOPI", "0.477465 -0.238732"},
-        {"float32", "2+in[2]*4-1 > 1 && !(in[2] < 0)", "1 0"},
-        {"float64", "0.1", "0.1 0.1"},
-        {"float64", "(0.1-in[2])*1000000", "-150000 1.6e+06"},
-        {"float64", "no_such_name+3.5", "3.5 3.5"},
-        {"char", "in[0]+in[0]", "102 204"},
-        {"char", "norm[0]", "191 191"},
-        {"char", "in[1]", "253 7"},
-        {"char", "in[2]", "63 0"},
-        {"char", "0.1*2+0.3", "127 127"}, // constant parts are calculated in double
-        {"char", "dim[0]", "255 255"},
-        {"long", "in[2]*2", "0 -2"},
-        {"long", "in[0]", "51 102"},
-        {"long", "7/2*1.5", "5 5"},
-        {"long", "cell[0]*dim[1]+norm[0]", "12 12"},
-    };
-    for (const auto &row : rows)
-        for (const bool by_nodes : {false, true}) {
-            matrix out(row.precision, 2, {5, 4});
-            const expression e({row.text}, row.precision);
-            EXPECT_EQ(e.calc({bytes, longs, doubles}, out, by_nodes), 0);
-            EXPECT_EQ(cell(out, "3 2"), row.value) << row.precision << " " << row.text << " " << by_nodes;
-        }
+    if (to == from)
+        return x;
+    if (from == t_char && to >= t_float32)
+        return to == t_float32 ? static_cast<float>(x / 255.0) : x / 255.0;
+    if (from == t_long && to == t_char)
+        return static_cast<number>(static_cast<long>(x) & 255);
+    const double clipped = x > 0 ? std::min(x, 1.0) : 0.0;
+    switch (to) {
+    case t_char: return std::trunc(from == t_float32 ? static_cast<float>(clipped) * 255.0f : clipped * 255.0);
+    case t_long: return x >= -2147483648.0 && x < 2147483648.0 ? std::trunc(x) : -2147483648.0;
+    default: return to == t_float32 ? static_cast<float>(x) : x;
+    }
 }
 
-// ---- generated texts ----
+// A number of the text in a cell: a char takes it as an atom does.
+number of_literal(double x, type to)
+{
+    atom a;
+    atom_setfloat(&a, x);
+    return to == t_char      ? static_cast<uint8_t>(atom_getcharfix(&a))
+           : to == t_long    ? static_cast<int32_t>(atom_getlong(&a))
+           : to == t_float32 ? static_cast<float>(x)
+                             : x;
+}
+
+type type_of(const vok_matrix *m)
+{
+    return static_cast<type>(std::find(types, types + 3, std::string(m->info.type->name)) - types);
+}
+
+number read(const vok_matrix *m, const long *at, long plane)
+{
+    const unsigned char *p = m->data;
+    for (long d = 0; d < m->info.dimcount; d++)
+        p += at[d] * m->info.dimstride[d];
+    switch (type_of(m)) {
+    case t_char: return p[plane];
+    case t_long: return reinterpret_cast<const int32_t *>(p)[plane];
+    case t_float32: return reinterpret_cast<const float *>(p)[plane];
+    default: return reinterpret_cast<const double *>(p)[plane];
+    }
+}
+
+number applied(const op_rule &r, type t, number a, number b)
+{
+    switch (t) {
+    case t_char: return applied(r, static_cast<uint8_t>(a), static_cast<uint8_t>(b));
+    case t_long: return applied(r, static_cast<int32_t>(a), static_cast<int32_t>(b));
+    case t_float32: return applied(r, static_cast<float>(a), static_cast<float>(b));
+    default: return applied<double>(r, a, b);
+    }
+}
+
+// A text, and its value at a place, for a plane, in a type.
+struct meaning {
+    std::string text;
+    bool constant = false;
+    std::function<number(const long *, long, type)> value;
+};
 
 struct lot {
-    std::minstd_rand random{7};
+    const std::vector<vok_matrix *> &in;
+    vok_matrix *out;
+    std::minstd_rand &random;
+
     unsigned pick(unsigned n) { return static_cast<unsigned>(random() >> 4) % n; }
-    template <typename T, size_t n> const T &one_of(const T (&list)[n]) { return list[pick(n)]; }
-    std::string digit(unsigned n) { return std::to_string(pick(n)); }
-    void fill(vok_matrix *m)
+    meaning leaf()
     {
-        for (long i = 0; i < m->info.size; i++)
-            m->data[i] = static_cast<uint8_t>(random() >> 8);
-        if (m->info.type == _vok_sym_long) // small ones
-            for (long i = 0; i + 4 <= m->info.size; i += 4)
-                *reinterpret_cast<int32_t *>(m->data + i) %= 64;
-        if (m->info.type == _vok_sym_float32)
-            for (long i = 0; i + 4 <= m->info.size; i += 4)
-                *reinterpret_cast<float *>(m->data + i) = static_cast<float>(pick(4001)) / 500 - 4;
-        if (m->info.type == _vok_sym_float64)
-            for (long i = 0; i + 8 <= m->info.size; i += 8)
-                *reinterpret_cast<double *>(m->data + i) = pick(4001) / 500.0 - 4;
+        const unsigned d = pick(static_cast<unsigned>(out->info.dimcount)), mode = pick(9);
+        const std::string index = std::to_string(d) + "]";
+        const long size = out->info.dim[d], own = pick(2), plane = pick(4), i = pick(3);
+        if (mode < 3) {
+            constexpr const char *texts[] = {"0", "1", "2", "0.5", "0.1", "3.25", "255", "1000", ".75", "TWOPI"};
+            const std::string text = texts[pick(std::size(texts))];
+            const double literal = text == "TWOPI" ? 6.283185307179586 : std::stof(text);
+            return {text, true, [=](const long *, long, type p) { return of_literal(literal, p); }};
+        }
+        if (mode == 3)
+            return {"no_such_name", false, [](const long *, long, type) { return 0.0; }};
+        if (mode == 4)
+            return {"dim[" + index, false,
+                    [=](const long *, long, type p) { return of_literal(double(size), p); }};
+        if (mode < 7) {
+            const unsigned kind = pick(3);
+            const double first = kind == 1 ? -1 : 0,
+                         step = kind == 2 ? 1 : (kind + 1) / static_cast<double>(size - 1);
+            return {(kind == 0   ? "norm["
+                     : kind == 1 ? "snorm["
+                                 : "cell[") +
+                        index,
+                    false, [=](const long *at, long, type p) {
+                        double v = first;
+                        for (long k = 0; k < at[d]; k++)
+                            v += step;
+                        return converted(v, t_float64, p);
+                    }};
+        }
+        const vok_matrix *from = i < 2 ? in[static_cast<size_t>(i)] : nullptr;
+        return {"in[" + std::to_string(i) + (own ? "]" : "].p[" + std::to_string(plane) + "]"), false,
+                [=](const long *at, long p, type to) {
+                    return from ? converted(read(from, at, (own ? p : plane) % from->info.planecount),
+                                            type_of(from), to)
+                                : 0.0;
+                }};
     }
-    std::string text(int depth, unsigned dims)
+    // A call, as an operator or by name. Constant parts are calculated in double.
+    meaning make(int depth)
     {
-        static constexpr const char *leaves[] = {"0",   "1",   "0.5", "0.1",   "3.25",
-                                                 "255", ".75", "7",   "TWOPI", "no_such_name"};
-        static constexpr const char *places[] = {"norm[", "snorm[", "cell[", "dim["};
-        static constexpr const char *infix[] = {"*",  "/",  "%",  "+",  "-",  ">", "<",
-                                                ">=", "<=", "==", "!=", "&&", "||"};
+        constexpr const char *signs[] = {"*",  "/",  "%",  "+",  "-",  ">",  "<",
+                                         ">=", "<=", "==", "!=", "&&", "||", "!"};
         if (depth == 0 || pick(6) == 0)
-            switch (pick(4)) {
-            case 0: return one_of(leaves);
-            case 1: return one_of(places) + digit(dims) + "]";
-            case 2: return "in[" + digit(3) + "]";
-            default: return "in[" + digit(3) + "].p[" + digit(4) + "]";
-            }
-        const std::string a = text(depth - 1, dims);
-        switch (pick(6)) {
-        case 0: return "-(" + a + ")";
-        case 1: return "!(" + a + ")";
-        case 2: return a + " " + one_of(infix) + " " + text(depth - 1, dims);
-        case 3: return "(" + a + ")" + one_of(infix) + "(" + text(depth - 1, dims) + ")";
-        default: {
-            const op_rule &rule = one_of(op_rules::all);
-            return rule.word + ("(" + a) + (rule.inputs > 1 ? ", " + text(depth - 1, dims) : "") + ")";
-        }
-        }
+            return leaf();
+        const char *sign = pick(4) ? signs[pick(std::size(signs))] : nullptr;
+        const op_rule &rule =
+            sign ? *std::find_if(op_rules::all, std::end(op_rules::all),
+                                 [&](const op_rule &r) { return r.alias && !std::strcmp(r.alias, sign); })
+                 : op_rules::all[pick(std::size(op_rules::all))];
+        if (!std::strcmp(rule.word, "tan")) // where it is steep the last bit of its argument shows
+            return leaf();
+        const bool negates = sign && *sign == '-' && pick(3) == 0;
+        const meaning nothing = {"", true, [](const long *, long, type) { return 0.0; }};
+        const meaning a = negates ? nothing : make(depth - 1), b = rule.inputs > 1 ? make(depth - 1) : a;
+        const std::string first = "(" + a.text, second = "(" + b.text + ")";
+        const auto call = [=, &rule](const long *at, long plane, type p) {
+            return applied(rule, p, a.value(at, plane, p), b.value(at, plane, p));
+        };
+        const auto folded = [=](const long *at, long plane, type p) {
+            return p == t_float64 ? call(at, plane, p) : of_literal(call(at, plane, t_float64), p);
+        };
+        meaning m{"", a.constant && b.constant, call};
+        if (m.constant)
+            m.value = folded;
+        m.text = negates || (sign && rule.inputs == 1) ? sign + second
+                 : sign                                ? first + ")" + sign + second
+                 : rule.inputs == 1                    ? rule.word + first + ")"
+                                                       : rule.word + first + ", " + b.text + ")";
+        return m;
     }
 };
 
-// One calculation with everything drawn by lot: types, planes, shapes, texts.
-void one_calculation(lot &by, const std::initializer_list<long> &dims, int depth)
+void fill(vok_matrix *m, std::minstd_rand &random)
 {
-    static constexpr const char *types[] = {"char", "long", "float32", "float64"};
-    const char *precision = by.pick(2) ? "float32" : by.one_of(types);
-    const auto own_type = [&] { return by.pick(2) ? precision : by.one_of(types); };
-    matrix a(own_type(), 1 + by.pick(4), dims), b(own_type(), 1 + by.pick(4), dims);
-    matrix out(own_type(), 1 + by.pick(2) * by.pick(4), dims), same(out->info);
-    by.fill(out);
-    vok_matrix_frommatrix(same, out, nullptr);
-    std::vector<std::string> texts(1 + by.pick(3));
-    for (std::string &text : texts)
-        text = by.text(depth, static_cast<unsigned>(dims.size()));
-    const expression e(texts, precision), nodes(texts, precision);
-    for (int round = 0; round < 2; round++) { // the second one uses what was kept
-        by.fill(a);
-        by.fill(b);
-        ASSERT_EQ(e.calc({a, b}, out), 0);
-        nodes.calc({a, b}, same, true);
-        ASSERT_TRUE(same_bits(out, same)) << texts[0] << " in " << precision << " from " << a->info.type->name
-                                          << " and " << b->info.type->name << " into " << out->info.type->name;
+    const auto some = [&] { return static_cast<int>(random() % 4001) - 2000; };
+    for (long i = 0; i < m->info.size; i++)
+        m->data[i] = static_cast<uint8_t>(random() >> 8);
+    for (long i = 0; type_of(m) == t_long && i + 4 <= m->info.size; i += 4)
+        *reinterpret_cast<int32_t *>(m->data + i) = some() / 50;
+    for (long i = 0; type_of(m) == t_float32 && i + 4 <= m->info.size; i += 4)
+        *reinterpret_cast<float *>(m->data + i) = static_cast<float>(some()) / 500;
+    for (long i = 0; type_of(m) == t_float64 && i + 8 <= m->info.size; i += 8)
+        *reinterpret_cast<double *>(m->data + i) = some() / 500.0;
+}
+
+// Every cell of a plane against the other evaluator.
+void expect_values(const meaning &m, vok_matrix *out, long plane, type precision)
+{
+    long at[32] = {};
+    for (long d = 0; d < out->info.dimcount;) {
+        const number wanted = converted(m.value(at, plane, precision), precision, type_of(out));
+        const number got = read(out, at, plane);
+        ASSERT_TRUE(wanted == got || (wanted != wanted && got != got))
+            << m.text << " in plane " << plane << " at " << at[0] << " " << at[1] << ": " << got << ", not "
+            << wanted;
+        for (d = 0; d < out->info.dimcount && ++at[d] == out->info.dim[d]; d++)
+            at[d] = 0;
     }
 }
 
-TEST_F(Expr, TwoRoadsGiveTheSameBits)
+// One calculation with everything drawn by lot: types, planes, shapes, texts.
+void one_calculation(std::minstd_rand &random, std::initializer_list<long> dims, int depth)
 {
-    lot by;
+    const auto pick = [&](unsigned n) { return static_cast<unsigned>(random() >> 4) % n; };
+    const auto precision = pick(2) ? t_float32 : static_cast<type>(pick(4));
+    const auto own_type = [&] { return types[pick(2) ? static_cast<unsigned>(precision) : pick(4)]; };
+    matrix a(own_type(), 1 + pick(4), dims), b(own_type(), 1 + pick(4), dims);
+    matrix out(own_type(), 1 + pick(2) * pick(4), dims), same(out->info);
+    fill(out, random);
+    vok_matrix_frommatrix(same, out, nullptr);
+    const std::vector<vok_matrix *> in = {a, b};
+    lot by{in, out, random};
+    std::vector<meaning> meanings(1 + pick(3));
+    std::vector<std::string> texts;
+    for (meaning &m : meanings) {
+        m = by.make(depth);
+        texts.push_back(m.text);
+    }
+    const expression e(texts, types[precision]), nodes(texts, types[precision]);
+    for (int round = 0; round < 2; round++) { // the second one uses what was kept
+        fill(a, random);
+        fill(b, random);
+        ASSERT_EQ(e.calc({a, b}, out), 0);
+        nodes.calc({a, b}, same, true);
+        for (long p = 0; p < out->info.planecount; p++)
+            ASSERT_NO_FATAL_FAILURE(
+                expect_values(meanings[static_cast<size_t>(p) % meanings.size()], out, p, precision))
+                << types[precision] << " from " << a->info.type->name << " and " << b->info.type->name;
+        ASSERT_TRUE(same_bits(out, same)) << texts[0];
+    }
+}
+
+TEST_F(Expr, GeneratedTextsGiveTheValuesOfAnotherEvaluator)
+{
+    std::minstd_rand random(7);
     const std::initializer_list<long> small[] = {{5, 4}, {6}, {1, 5}, {4, 1}, {3, 2, 3}, {2, 2, 1, 2}};
     const std::initializer_list<long> large[] = {{5003, 3}, {101, 113}, {300, 5, 7}}; // split and cut into blocks
     for (int i = 0; i < 3000 && !HasFatalFailure(); i++)
-        one_calculation(by, by.one_of(small), 1 + static_cast<int>(by.pick(4)));
+        one_calculation(random, small[random() % 6], 1 + i % 4);
     for (int i = 0; i < 12 && !HasFatalFailure(); i++)
-        one_calculation(by, by.one_of(large), 3);
+        one_calculation(random, large[i % 3], 3);
 }
 
 // ---- what is kept ----

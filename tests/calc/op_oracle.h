@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <type_traits>
 
 #include <vokra/numerics.h>
 
@@ -18,6 +19,19 @@ struct op_rule {
     float (*on_float32)(float a, float b);
     double (*on_float64)(double a, double b);
 };
+
+// What a word gives on an element; where it means nothing, the element.
+template <typename T> T applied(const op_rule &r, T a, T b)
+{
+    if constexpr (std::is_same_v<T, uint8_t>)
+        return r.on_char ? static_cast<T>(r.on_char(a, b)) : a;
+    else if constexpr (std::is_same_v<T, int32_t>)
+        return r.on_long ? static_cast<T>(r.on_long(a, b)) : a;
+    else if constexpr (std::is_same_v<T, float>)
+        return r.on_float32 ? r.on_float32(a, b) : a;
+    else
+        return r.on_float64 ? r.on_float64(a, b) : a;
+}
 
 namespace op_rules {
 

@@ -20,18 +20,6 @@
 
 namespace {
 
-template <typename T> T applied(const op_rule &r, T a, T b)
-{
-    if constexpr (std::is_same_v<T, uint8_t>)
-        return r.on_char ? static_cast<T>(r.on_char(a, b)) : a;
-    else if constexpr (std::is_same_v<T, int32_t>)
-        return r.on_long ? static_cast<T>(r.on_long(a, b)) : a;
-    else if constexpr (std::is_same_v<T, float>)
-        return r.on_float32 ? r.on_float32(a, b) : a;
-    else
-        return r.on_float64 ? r.on_float64(a, b) : a;
-}
-
 template <typename T>
 constexpr const char *type_name = std::is_same_v<T, uint8_t>   ? "char"
                                   : std::is_same_v<T, int32_t> ? "long"
