@@ -36,9 +36,7 @@ bool same_atoms(const std::vector<atom> &a, const std::vector<atom> &b)
 
 TEST(AtomText, WordsReadAsWhatTheyAre)
 {
-    std::vector<std::pair<const char *, atom>> rows = {{";", typed_atom(argtype_semi)},
-                                                       {",", typed_atom(argtype_comma)},
-                                                       {"$12", typed_atom(argtype_dollar, 12)}};
+    std::vector<std::pair<const char *, atom>> rows = {{"$12", typed_atom(argtype_dollar, 12)}};
     for (const char *number :
          {"0", "-17", "+5", "9223372036854775807", "-9223372036854775808", "9223372036854775808", "1.", ".5",
           "-.5e1", "1E+3", "+2.5", "1e400", "-1e400", "1e-400", "-0.", "inf", "-inf"}) {
@@ -167,24 +165,17 @@ TEST(AtomText, TheCallersBufferIsNeverOverrun)
 TEST(AtomArrays, ResultArraysAreSizedOrAllocated)
 {
     atom own[4];
-    const struct {
-        long minsize, argc;
-        atom *given;
-        long expected, alloc;
-    } rows[] = {{3, 4, own, 3, 0},     {6, 4, own, 4, 0}, {0, 4, own, 0, 0},     {3, 0, nullptr, 3, 1},
-                {3, 4, nullptr, 3, 1}, {3, 0, own, 3, 1}, {0, 0, nullptr, 0, 0}, {-5, 0, nullptr, 0, 0}};
-    for (auto row : rows) {
-        char alloc = 9;
-        EXPECT_EQ(atom_alloc_array(row.minsize, &row.argc, &row.given, &alloc), 0);
-        EXPECT_EQ(std::pair(row.argc, long(alloc)), std::pair(row.expected, row.alloc)) << row.minsize;
-        if (alloc) {
-            EXPECT_EQ(text_of(row.argc, row.given), "nothing nothing nothing");
-            sysmem_freeptr(row.given);
-        }
+    for (const long minsize : {std::numeric_limits<long>::max(), 3L, 0L, -5L}) {
+        long argc = 4, none = 0;
+        atom *argv = own, *made = nullptr;
+        char given = 9, alloc = 9;
+        EXPECT_EQ(atom_alloc_array(minsize, &argc, &argv, &given), 0);
+        EXPECT_TRUE(argv == own && argc == std::clamp(minsize, 0L, 4L) && given == 0) << minsize;
+        EXPECT_EQ(atom_alloc_array(minsize, &none, &made, &alloc) == 0, minsize <= 3);
+        EXPECT_EQ(text_of(none, made), minsize == 3 ? "nothing nothing nothing" : "");
+        EXPECT_EQ(alloc, minsize == 3);
+        sysmem_freeptr(made);
     }
-    long argc = 0;
-    atom *argv = nullptr;
-    EXPECT_NE(atom_alloc_array(std::numeric_limits<long>::max(), &argc, &argv, nullptr), 0);
 }
 
 TEST(Utf8, CountsAndFindsCharactersInAnyBytes)
@@ -211,11 +202,11 @@ TEST(Utf8, CountsAndFindsCharactersInAnyBytes)
 TEST(BoundedText, EveryCallEndsItsText)
 {
     void (*const calls[])(char *, long) = {
-        [](char *buffer, long size) {
-            EXPECT_EQ(snprintf_zero(buffer, size_t(size), "%s%c", "abcdef", 'g'), std::clamp(size - 1, 0L, 7L));
+        [](char *to, long size) {
+            EXPECT_EQ(snprintf_zero(to, size_t(size), "abcdef%c", 'g'), std::clamp(size - 1, 0L, 7L));
         },
-        [](char *buffer, long size) { EXPECT_EQ(strncpy_zero(buffer, "abcdefg", size), buffer); },
-        [](char *buffer, long size) { strncat_zero(strncpy_zero(buffer, "abc", size), "defg", size); },
+        [](char *to, long size) { EXPECT_EQ(strncpy_zero(to, "abcdefg", size), to); },
+        [](char *to, long size) { strncat_zero(strncpy_zero(to, "abc", size), "defg", size); },
     };
     for (long size = 0; size <= 9; size++)
         for (const auto call : calls) {
@@ -243,9 +234,8 @@ TEST(Domains, ANamespaceMakesItsBoxesAndItsComments)
     for (int time = 0; time < 2; time++)
         EXPECT_EQ(patcherdomain_namespace_init("text_test_domain", fn), domain);
     EXPECT_EQ(patcherdomain_namespace_init("", fn), nullptr);
-    void *comment = object_new_typed(domain, S("comment"), 0, nullptr);
-    EXPECT_EQ(object_classname(comment), S("comment"));
-    object_free(comment);
+    object_free(object_new_typed(domain, S("comment"), 0, nullptr));
+    EXPECT_NE(class_findbyname(domain, S("comment")), nullptr);
     atom what = A("history");
     EXPECT_EQ(object_new_typed(domain, domain, 1, &what), nullptr);
     EXPECT_EQ(made, S("history"));
