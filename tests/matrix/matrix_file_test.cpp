@@ -30,12 +30,9 @@ void write_file(const std::string &name, vok_matrix *x)
 {
     std::filesystem::remove(name); // writing over a file makes the disk wait
     const host_file file(name, true);
-    ASSERT_EQ(vok_bin_write_header(file, 0), 0);
-    ASSERT_EQ(vok_bin_write_matrix(file, x), 0);
     long size = 0;
-    ASSERT_EQ(sysfile_getpos(file, &size), 0);
-    ASSERT_EQ(sysfile_seteof(file, size), 0);
-    ASSERT_EQ(vok_bin_write_header(file, size), 0);
+    ASSERT_TRUE(!vok_bin_write_header(file, 0) && !vok_bin_write_matrix(file, x) && !sysfile_getpos(file, &size) &&
+                !sysfile_seteof(file, size) && !vok_bin_write_header(file, size));
 }
 
 struct read_result {
@@ -51,26 +48,27 @@ read_result read_file(const std::string &name, vok_matrix *x)
     return r;
 }
 
-std::string be(long value)
+std::string be(std::initializer_list<long> values)
 {
     std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        text += static_cast<char>(value >> shift);
+    for (const long value : values)
+        for (int shift = 24; shift >= 0; shift -= 8)
+            text += static_cast<char>(value >> shift);
     return text;
 }
 
 std::string header(long size)
 {
-    return "FORM" + be(size) + "VOK!FVER" + be(12) + be(0x3C93DC80);
+    return "FORM" + be({size}) + "VOK!FVER" + be({12, 0x3C93DC80});
 }
 
 std::string chunk(const std::string &type, const vok_matrix_info &info, const std::string &cells)
 {
     const long offset = 24 + 4 * info.dimcount;
-    std::string text = "MTRX" + be(offset + static_cast<long>(cells.size())) + be(offset) + type +
-                       be(info.planecount) + be(info.dimcount);
+    std::string text = "MTRX" + be({offset + static_cast<long>(cells.size()), offset}) + type +
+                       be({info.planecount, info.dimcount});
     for (long k = 0; k < info.dimcount; k++)
-        text += be(info.dim[k]);
+        text += be({info.dim[k]});
     return text + cells;
 }
 
@@ -117,7 +115,7 @@ TEST_F(Files, every_shape_byte_by_byte_and_back)
             std::string expected = chunk(code, info, info.dimcount ? elements(m, info.dimcount, m->data) : "");
             send_words(m, "lock", 0);
             if (!info.dimcount)
-                expected.replace(4, 4, be(24 + 3)); // the size counts the one cell that isn't written
+                expected.replace(4, 4, be({24 + 3})); // the size counts the one cell that isn't written
             const long size = 24 + static_cast<long>(expected.size());
             write_file(name_, m);
             EXPECT_EQ(bytes_of(name_), header(size) + expected);
@@ -138,10 +136,9 @@ TEST_F(Files, the_marks_of_the_header)
                 {"FORM VOK! XXXX", 12, 0}, {"FORM VOK! FVER", 13, 0}, {"FORM VOK! XXXX", 13, VOK_ERR_EROR}};
     for (const auto &row : rows) {
         const matrix m("char", 1, {1});
-        const read_result r = read_file(held_.hold(row.marks.substr(0, 4) + be(0x80000001) +
-                                                   row.marks.substr(5, 4) + row.marks.substr(10) + be(row.fsize) +
-                                                   be(0xFFFFFFFF) + chunk("CHAR", shape("char", 1, {2, 1}), "ab")),
-                                        m);
+        const std::string bytes = row.marks.substr(0, 4) + be({0x80000001}) + row.marks.substr(5, 4) +
+                                  row.marks.substr(10) + be({row.fsize, 0xFFFFFFFF});
+        const read_result r = read_file(held_.hold(bytes + chunk("CHAR", shape("char", 1, {2, 1}), "ab")), m);
         EXPECT_EQ(r.header, row.code) << row.marks;
         EXPECT_TRUE(row.code || (r.version == 0xFFFFFFFF && r.filesize == 0x80000001)) << "any version; unsigned";
         EXPECT_EQ(r.matrix, 0) << "the position is behind the header all the same";
@@ -151,7 +148,7 @@ TEST_F(Files, the_marks_of_the_header)
 
 TEST_F(Files, chunk_info_leaves_the_position)
 {
-    const host_file file(held_.hold(header(100) + "MTRX" + be(0xFFFFFFFE) + "abc"));
+    const host_file file(held_.hold(header(100) + "MTRX" + be({0xFFFFFFFE}) + "abc"));
     for (const long at : {24, 24, 32}) { // the last time too few bytes are left
         long id = 1, size = 1, position = 0;
         sysfile_setpos(file, 1, at);
@@ -170,7 +167,7 @@ TEST_F(Files, every_prefix_of_a_file)
     const vok_matrix_info info = shape("float32", 2, {3, 2, 2});
     std::string cells;
     for (int i = 0; i < 12; i++)
-        cells += be(0x3F800000) + be(0x40000000);
+        cells += be({0x3F800000, 0x40000000});
     const std::string whole = header(156) + chunk("FL32", info, cells);
     const size_t shape_end = 24 + 24 + 12;
     for (size_t length = 0; length <= whole.size(); length++) {
@@ -212,9 +209,9 @@ TEST_F(Files, shapes_that_no_matrix_has)
     };
     report_catcher reports;
     for (const auto &row : rows) {
-        std::string bytes = header(0) + row.id + be(99) + be(28) + row.type + be(row.planes) + be(row.dimcount);
+        std::string bytes = header(0) + row.id + be({99, 28}) + row.type + be({row.planes, row.dimcount});
         for (int i = 0; i < 33; i++)
-            bytes += be(row.dim);
+            bytes += be({row.dim});
         const matrix m("char", 1, {2, 2});
         message(m, "setall", "5");
         EXPECT_EQ(read_file(held_.hold(bytes + std::string(64, 'x')), m).matrix, row.code) << &row - rows;
@@ -235,24 +232,18 @@ TEST_F(Files, random_hostile_chunks)
     const std::string original = header(500) + chunk("FL32", shape("float32", 2, {3, 2, 2}), std::string(96, 'y'));
     const matrix m("char", 1, {1});
     for (int i = 0; i < 3000; i++) {
-        std::string bytes = original;
-        if (i % 2) { // some bytes of a good file changed
-            for (long k = roll(1, 4); k > 0; k--)
-                bytes[static_cast<size_t>(roll(24, static_cast<long>(bytes.size()) - 1))] =
-                    static_cast<char>(roll(0, 255));
-        } else {
-            bytes = header(0) + "MTRX" + be(0) + be(0) + types[roll(0, 4)] + be(roll(-1, 34)) + be(roll(0, 6));
+        std::string bytes = original; // some of its bytes are changed
+        for (long k = roll(1, 4); k > 0; k--)
+            bytes[size_t(roll(24, static_cast<long>(bytes.size()) - 1))] = static_cast<char>(roll(0, 255));
+        if (i % 2) { // or all of it
+            bytes = header(0) + "MTRX" + be({0, 0}) + types[roll(0, 4)] + be({roll(-1, 34), roll(0, 6)});
             for (long k = roll(0, 7); k > 0; k--)
-                bytes += be(roll(0, 9)   ? roll(1, 4)
-                            : roll(0, 1) ? roll(-9, 20000)
-                                         : roll(0x10000000, 0x7FFFFFFF) * 2 + 1);
-            bytes += std::string(static_cast<size_t>(roll(0, 300)), 'z');
+                bytes += be({roll(0, 9) ? roll(1, 4) : roll(0, 1) ? roll(-9, 20000) : roll(1L << 28, 1L << 32)});
+            bytes += std::string(size_t(roll(0, 300)), 'z');
         }
         const long code = read_file(held_.hold(bytes), m).matrix;
         ASSERT_TRUE(code == 0 || code == VOK_ERR_EROR || code == VOK_ERR_OMEM) << code;
-        if (code == 0 && m->info.size < 1000000) {
-            ASSERT_EQ(message(m, "setall", "1"), 0);
-        }
+        ASSERT_TRUE(code || m->info.size >= 1000000 || message(m, "setall", "1") == 0);
     }
 }
 
@@ -290,7 +281,7 @@ TEST_F(Files, rows_by_themselves)
         EXPECT_EQ(vok_bin_write_matrix_long(file, dim, &m->info, m->data), 0);
         EXPECT_EQ(vok_bin_write_matrix_char(file, dim, &m->info, m->data), 0) << "bytes as they lie";
     }
-    const std::string row = be(258) + be(258) + be(258);
+    const std::string row = be({258, 258, 258});
     EXPECT_EQ(bytes_of(name_), row + row + std::string("\2\1\0", 3));
     send_words(m, "clear");
     EXPECT_EQ(vok_bin_read_matrix_long(host_file(name_), dim, &m->info, m->data), 0);

@@ -26,12 +26,12 @@ void on_small_stack(std::function<void()> work)
 std::string repeated(const std::string &text, long count)
 {
     std::string all;
-    for (long i = 0; i < count; i++)
+    while (count-- > 0)
         all += text;
     return all;
 }
 
-TEST(XmlHostile, DepthNeedsNoStack)
+TEST(XmlHostile, NeitherDepthNorLengthNeedsStackOrTime)
 {
     const scratch_folder folder;
     report_catcher reports;
@@ -44,13 +44,18 @@ TEST(XmlHostile, DepthNeedsNoStack)
         vok_linklist_chuck(found);
         d.write(folder / "deep.xml");
         EXPECT_EQ(std::filesystem::file_size(folder / "deep.xml"), 8000ul * 8001 + 9 * 8001);
+        EXPECT_EQ(reports.one_error(), "vok_xml_document: elements more than 8000 deep were left out");
         EXPECT_EQ(vok_xml_node_removechild(d, d->node.firstchild), 0);
         // a tree that never ends is freed just so
         EXPECT_EQ(vok_xml_document_read_buffer(d, repeated("<a b='c'>", 100000).c_str()), VOK_ERR_EROR);
+
+        const std::string length = "<a b='" + repeated("12 ", 1 << 20) + "'>" + repeated("\n", 3 << 20) + "</a>";
+        EXPECT_EQ(vok_xml_document_read_buffer(d, length.c_str()), 0);
+        auto *a = reinterpret_cast<vok_xml_element *>(d->node.firstchild);
+        EXPECT_EQ(data_of(child(a, 0)).size(), 3u << 20);
+        EXPECT_EQ(vok_xml_element_getattribute_long_array(a, gensym("b"), 0, nullptr), 2048);
+        EXPECT_EQ(value_of(vok_xml_element_getattributenode(a, gensym("b"))).size(), 3u << 20);
     });
-    const std::vector<std::string> errors = reports.take(zan_report_error);
-    ASSERT_EQ(errors.size(), 3u);
-    EXPECT_EQ(errors[0], "vok_xml_document: elements more than 8000 deep were left out");
 }
 
 TEST(XmlHostile, EntitiesAreBounded)
@@ -81,20 +86,6 @@ TEST(XmlHostile, EntitiesAreBounded)
     }
 }
 
-TEST(XmlHostile, LongAttributesAndManyLinesTakeTheirTime)
-{
-    on_small_stack([] {
-        const document d;
-        EXPECT_EQ(vok_xml_document_read_buffer(
-                      d, ("<a b='" + repeated("12 ", 1 << 20) + "'>" + repeated("\n", 3 << 20) + "</a>").c_str()),
-                  0);
-        auto *a = reinterpret_cast<vok_xml_element *>(d->node.firstchild);
-        EXPECT_EQ(data_of(child(a, 0)).size(), 3u << 20);
-        EXPECT_EQ(vok_xml_element_getattribute_long_array(a, gensym("b"), 0, nullptr), 2048);
-        EXPECT_EQ(value_of(vok_xml_element_getattributenode(a, gensym("b"))).size(), 3u << 20);
-    });
-}
-
 TEST(XmlHostile, EveryTruncationGivesTheError)
 {
     const std::string whole = "<?xml version='1.0' encoding='utf-8'?><!DOCTYPE a [<!ENTITY e 'x'>]>\n"
@@ -121,30 +112,25 @@ TEST(Charset, ConvertsWhatBothSetsHave)
         {"ms-ansi", "utf-16", "\x80x", std::string("\x20\xAC\0x", 4)},
         {"ms-ansi", "utf-16le", "\x80", "\xAC\x20"},
         {"utf-16be", "iso-8859-1", std::string("\0\xE9", 2), "\xE9"},
-        {"us-ascii", "utf-8", "plain", "plain"},
         {"utf-8", "ms-ansi", "\xE4\xBD\xA0", ""}, // no equivalent
         {"utf-8", "ms-ansi", "\xC3", ""},         // broken off
-        {"us-ascii", "utf-8", "\xE9", ""},
     };
     report_catcher reports;
     for (const auto &row : rows) {
-        SCOPED_TRACE(std::string(row.from) + " to " + row.to);
-        auto *x = static_cast<vok_charset_converter *>(
-            vok_object_new(gensym("vok_charset_converter"), gensym(row.from), gensym(row.to)));
-        ASSERT_TRUE(x);
-        const bool fails = row.expected.empty();
+        void *x = vok_object_new(gensym("vok_charset_converter"), gensym(row.from), gensym(row.to));
         for (int round = 0; round < 2; round++) { // an error leaves no trace
             char *out = nullptr;
-            long size = -1;
-            EXPECT_EQ(vok_object_method(x, gensym("convert"), row.text.data(), row.text.size(), &out, &size),
-                      fails ? VOK_ERR_EROR : 0);
-            EXPECT_EQ(out ? std::string(out, size_t(size)) : "", row.expected);
+            long size = 0;
+            const long err =
+                vok_object_method(x, gensym("convert"), row.text.data(), row.text.size(), &out, &size);
+            EXPECT_EQ(err, row.expected.empty() ? VOK_ERR_EROR : 0) << row.from << " to " << row.to;
+            EXPECT_EQ(std::string(out ? out : "", size_t(size)), row.expected) << row.from << " to " << row.to;
+            EXPECT_EQ(reports.take(zan_report_error).size(), err ? 1u : 0u);
             sysmem_freeptr(out);
         }
-        EXPECT_EQ(vok_charset_converter_convert(x, nullptr, 0, nullptr, nullptr), VOK_ERR_EROR);
-        EXPECT_EQ(reports.take(zan_report_error).size(), fails ? 2u : 0u);
         vok_object_free(x);
     }
+    EXPECT_EQ(vok_charset_converter_convert(nullptr, nullptr, 0, nullptr, nullptr), VOK_ERR_EROR);
     EXPECT_EQ(vok_object_new(gensym("vok_charset_converter"), gensym("utf-8"), gensym("klingon")), nullptr);
     EXPECT_EQ(reports.one_error(),
               "vok.charset: could not create new converter (bad or no character set supplied)");
