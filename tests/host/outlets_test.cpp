@@ -11,8 +11,6 @@
 
 namespace {
 
-using words = std::vector<std::string>;
-
 class Outlets : public testing::Test {
   protected:
     void SetUp() override { trail.clear(); }

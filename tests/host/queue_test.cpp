@@ -1,33 +1,14 @@
 // The main thread's queue, clocks, the scheduler thread, and stopping. Run these
 // under the thread checker too.
-#include "kernel_fixture.h"
+#include "relay.h"
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <optional>
 #include <thread>
 
 namespace {
 
-using words = std::vector<std::string>;
-
-words trail; // what ran, in order; main thread only
-
-// Calls that wait for the main thread.
-void later(void *x, const char *name, long (*how)(void *, zan_method, symbol *, long, atom *) = defer)
-{
-    how(x, M(+[](void *, symbol *s, long, atom *) { trail.push_back(s->name); }), S(name), 0, nullptr);
-}
-// A qelem that notes its name ahead of what it does.
-timed noting(
-    const char *name, std::function<void()> act = [] {})
-{
-    return timed(
-        [=] {
-            trail.push_back(name);
-            act();
-        },
-        false);
-}
 // How many pieces a service runs, and what they noted.
 std::string served()
 {
@@ -62,12 +43,6 @@ void let_pass(double ms)
 
 std::atomic<int> rung; // of the clocks of a test
 
-zan_class *thing_class()
-{
-    static zan_class *const c = class_new("queue_thing", nullptr, nullptr, sizeof(object) + 64, nullptr, 0);
-    return c;
-}
-
 class Queue : public testing::Test {
   protected:
     void SetUp() override
@@ -75,15 +50,13 @@ class Queue : public testing::Test {
         zan_service();
         trail.clear();
         rung = 0;
-        x = object_alloc(thing_class());
-        ASSERT_TRUE(x);
     }
     void TearDown() override
     {
-        object_free(x);
+        x.drop();
         EXPECT_EQ(zan_service(), 0); // nothing is left behind
     }
-    void *x = nullptr;
+    relay x;
 };
 
 TEST_F(Queue, FrontThenDeferredThenLowEachInOrder)
@@ -107,36 +80,31 @@ TEST_F(Queue, FrontThenDeferredThenLowEachInOrder)
     EXPECT_EQ(served(), "8 f1 f2 d1 d2 low1 q1 low2 q2");
 }
 
-TEST_F(Queue, QelemsMergeAndWhatComesDuringAServiceWaitsForTheNext)
+TEST_F(Queue, QelemsMergeAndWhatComesDuringAServiceWaitsUnlessItMovesUp)
 {
-    const timed q = noting("q");
+    const timed a = noting("a"), b = noting("b");
     for (const auto set : {qelem_set, qelem_set, qelem_front, qelem_set})
-        set(q);
+        set(a);
     EXPECT_TRUE(trail.empty()); // from the main thread too it goes through the queue
-    EXPECT_EQ(served(), "1 q");
-    qelem_set(q);
-    qelem_unset(q);
+    EXPECT_EQ(served(), "1 a");
+    qelem_set(a);
+    qelem_unset(a);
     EXPECT_EQ(served(), "0");
 
-    const timed after = noting("after"), again = noting("again", [&] {
-                                             qelem_set(again);
-                                             qelem_front(after);
-                                         });
+    const timed again = noting("again", [&] { qelem_set(again), qelem_front(b); });
     qelem_set(again);
     EXPECT_EQ(served(), "1 again");
-    EXPECT_EQ(served(), "2 after again");
-}
+    EXPECT_EQ(served(), "2 b again");
+    qelem_unset(again);
+    qelem_unset(b);
 
-TEST_F(Queue, DuringAServiceFrontingMovesUpAndANestedOneRunsTheRestOnce)
-{
     long inner = 0;
-    const timed a = noting("a"), b = noting("b"), c = noting("c"),
-                mover = noting("mover", [&] { qelem_front(c); });
-    const timed nest = noting("nest", [&] { inner = zan_service(); });
-    for (const timed *q : {&mover, &a, &b, &c})
+    const timed mover = noting("mover", [&] { qelem_front(b); }),
+                nest = noting("nest", [&] { inner = zan_service(); });
+    for (const timed *q : {&mover, &a, &b})
         qelem_set(*q);
-    EXPECT_EQ(served(), "4 mover c a b");
-    for (const timed *q : {&nest, &a, &b})
+    EXPECT_EQ(served(), "3 mover b a");
+    for (const timed *q : {&nest, &a, &b}) // a nested service runs the rest once
         qelem_set(*q);
     EXPECT_EQ(served(), "1 nest a b");
     EXPECT_EQ(inner, 2);
@@ -144,20 +112,18 @@ TEST_F(Queue, DuringAServiceFrontingMovesUpAndANestedOneRunsTheRestOnce)
 
 TEST_F(Queue, FreedObjectsTakeTheirWorkAlong)
 {
-    void *y = object_alloc(thing_class());
+    relay y;
     void *q = qelem_new(x, [](void *) { trail.push_back("qelem of x"); });
     void *c = clock_new(x, [](void *) { trail.push_back("clock of x"); });
-    elsewhere([&] {
+    in_scheduler([&] { // so that the clock doesn't ring meanwhile
         for (int i = 0; i < 3; i++) {
             later(x, "x");
             later(y, "y", defer_low);
             later(x, "x low", defer_low);
         }
         qelem_set(q);
-    });
-    in_scheduler([&] { // so that it doesn't ring meanwhile
         clock_delay(c, 5);
-        object_free(std::exchange(x, nullptr));
+        x.drop();
         clock_delay(c, 0);
     });
     EXPECT_EQ(served(), "3 y y y");
@@ -166,22 +132,22 @@ TEST_F(Queue, FreedObjectsTakeTheirWorkAlong)
     EXPECT_EQ(served(), "0");
     qelem_free(q);
     object_free(c);
-    object_free(y);
 }
 
 TEST_F(Queue, AQelemOrClockMayFreeItsOwnerAndItselfAndWhatWaitsBehindIt)
 {
+    static std::optional<relay> owner;
     static void *own;
     for (const bool clock : {false, true}) {
-        void *owner = object_alloc(thing_class());
-        own = (clock ? clock_new : qelem_new)(owner, [](void *p) {
-            object_free(p);
+        owner.emplace();
+        own = (clock ? clock_new : qelem_new)(*owner, [](void *) {
+            owner->drop();
             object_free(own);
             rung++;
         });
         in_scheduler([&] {
             clock ? clock_delay(own, 0) : qelem_set(own);
-            later(owner, "never", defer_low);
+            later(*owner, "never", defer_low);
         });
         wait_for([&] {
             if (!clock)
@@ -205,15 +171,14 @@ TEST_F(Queue, WrongThreadsAndHandlesDoNothing)
     EXPECT_EQ(reports.take(zan_report_error).size(), 3u);
     EXPECT_EQ(served(), "1 q");
     for (const auto f : {qelem_set, qelem_front, qelem_unset, clock_unset, qelem_free})
-        for (void *wrong : {x, static_cast<void *>(nullptr)})
-            f(wrong);
+        f(x), f(nullptr);
     clock_delay(nullptr, 0);
     clock_fdelay(x, 0);
     zan_in_scheduler(nullptr, nullptr);
     quittask_install(nullptr, nullptr);
     EXPECT_FALSE(qelem_new(x, nullptr) || clock_new(x, nullptr));
     EXPECT_EQ(defer(x, nullptr, S("a"), 0, nullptr), zan_err_invalid_ptr);
-    EXPECT_EQ(object_class(x), thing_class());
+    EXPECT_EQ(object_classname(x), S("relay"));
 }
 
 TEST_F(Queue, RunServesUntilQuit)
@@ -243,11 +208,10 @@ TEST_F(Queue, ManyThreadsHammerTheQueue)
     for (int t = 0; t < 3; t++)
         threads.emplace_back([&, t] {
             for (int i = 0; i < 3000; i++) {
-                void *mine = object_alloc(thing_class());
+                const relay mine; // takes its own along, or has just been served
                 (t % 2 ? defer : defer_low)(nullptr, count, S("n"), 0, nullptr);
                 defer(mine, count, S("n"), 0, nullptr);
                 (i % 3 ? qelem_set : qelem_front)(q);
-                object_free(mine); // takes its own along, or has just been served
             }
             alive--;
         });
@@ -316,7 +280,7 @@ TEST_F(Queue, AClockSetsItselfAgainUntilItsOwnerGoes)
     });
     clock_delay(clock, 0);
     wait_for([] { return rung > 50; });
-    object_free(std::exchange(x, nullptr)); // while it runs
+    x.drop(); // while it runs
     const int last = rung;
     let_pass(0);
     EXPECT_EQ(rung, last);
@@ -345,21 +309,19 @@ TEST_F(Queue, FreeingAClockWaitsForItsCall)
 TEST_F(Queue, ThingsThatFreeEachOtherFromBothThreadsDontBlock)
 {
     report_catcher reports;
-    static void *a, *b;
-    static const auto free_when_both_are_in = [](void *other) {
+    static std::optional<relay> a, b;
+    static const auto free_when_both_are_in = [](relay &other) {
         rung++;
         while (rung < 2)
             std::this_thread::yield();
-        object_free(other);
+        other.drop();
         rung++;
     };
     constexpr int rounds = 20;
     for (int i = 0; i < rounds; i++) {
         rung = 0;
-        a = object_alloc(thing_class());
-        b = object_alloc(thing_class());
-        void *c = clock_new(a, [](void *) { free_when_both_are_in(b); });
-        void *q = qelem_new(b, [](void *) { free_when_both_are_in(a); });
+        void *c = clock_new(a.emplace(), [](void *) { free_when_both_are_in(*b); });
+        void *q = qelem_new(b.emplace(), [](void *) { free_when_both_are_in(*a); });
         clock_delay(c, 0);
         qelem_set(q);
         zan_service();
@@ -367,8 +329,7 @@ TEST_F(Queue, ThingsThatFreeEachOtherFromBothThreadsDontBlock)
         object_free(c);
         qelem_free(q);
         // the qelem of the owner is under way and waits for the scheduler, which frees it
-        a = object_alloc(thing_class());
-        q = qelem_new(a, [](void *) { in_scheduler([] { object_free(a); }); });
+        q = qelem_new(a.emplace(), [](void *) { in_scheduler([] { a->drop(); }); });
         qelem_set(q);
         EXPECT_EQ(zan_service(), 1);
         qelem_free(q);

@@ -1,8 +1,26 @@
-// A box that notes what it hears and hands it on, or does what a test says.
+// A box that notes what it hears and hands it on, or does what a test says; and functions
+// for the queues that note that they ran.
 #pragma once
 #include "kernel_fixture.h"
 
-inline std::vector<std::string> trail; // "name:inlet selector atoms", in order
+using words = std::vector<std::string>;
+inline words trail; // what happened, in order; of a box "name:inlet selector atoms"
+
+// Calls for an object by defer or defer_low.
+inline void later(void *x, const char *name, decltype(defer) *how = defer)
+{
+    how(x, M(+[](void *, symbol *s, long, atom *) { trail.push_back(s->name); }), S(name), 0, nullptr);
+}
+// A qelem that notes its name ahead of what it does.
+inline timed noting(const char *name, std::function<void()> act = nullptr)
+{
+    const auto note = [=] {
+        trail.push_back(name);
+        if (act)
+            act();
+    };
+    return timed(note, false);
+}
 
 class relay {
   public:

@@ -9,8 +9,6 @@
 
 namespace {
 
-using words = std::vector<std::string>;
-
 // A box that stands at a line of a patch.
 struct placed_relay : relay {
     placed_relay(const char *name, long line) : relay(nullptr, 1)
@@ -81,19 +79,15 @@ TEST_F(Run, TimeJumpsFromClockToClockAndStandsStillBetween)
 
 TEST_F(Run, TheMainQueueSettlesBetweenTwoClocks)
 {
-    static words trail;
     trail.clear();
-    const auto note = [](const char *text) { return [=] { trail.push_back(text); }; };
-    const timed low(note("qelem"), false), second(note("second"));
-    const auto deferred = M(+[](void *, symbol *s, long, atom *) {
-        trail.push_back(s->name);
-        if (s == S("again")) // on the main thread now: at once
-            defer(nullptr, M(+[](void *, symbol *, long, atom *) { trail.push_back("inner"); }), s, 0, nullptr);
-    });
-    const timed first([&] {
+    const timed inner = noting("inner"), low = noting("qelem", [&] {
+                                             later(nullptr, "at once");
+                                             qelem_set(inner);
+                                         });
+    const timed second([] { trail.push_back("second"); }), first([&] {
         qelem_set(low);
-        defer_low(nullptr, deferred, S("low"), 0, nullptr);
-        defer(nullptr, deferred, S("again"), 0, nullptr);
+        later(nullptr, "low", defer_low);
+        later(nullptr, "deferred");
         qelem_set(low);
         trail.push_back("first");
     });
@@ -101,7 +95,7 @@ TEST_F(Run, TheMainQueueSettlesBetweenTwoClocks)
     clock_delay(second, 1);
     in_scheduler([] { trail.push_back(sched_isinpoll() ? "in" : "out"); });
     EXPECT_EQ(zan_run_until(1), zan_ran_dry);
-    EXPECT_EQ(trail, (words{"in", "first", "again", "inner", "qelem", "low", "second"}));
+    EXPECT_EQ(trail, (words{"in", "first", "deferred", "qelem", "at once", "low", "inner", "second"}));
 }
 
 TEST_F(Run, WhatNeverSettlesKeepsNothingFromGoingOn)
