@@ -35,11 +35,10 @@ class registry : public testing::Test {
     static zan_class *party_class(const char *name)
     {
         zan_class *c = class_new(name, nullptr, nullptr, sizeof(party), nullptr, 0);
-        class_addmethod(c, M(+[](party *x, symbol *subject, symbol *message, void *sender, void *data) {
-                            if (x->heard)
-                                (*x->heard)(x, subject, message, sender, data);
-                        }),
-                        "notify", argtype_cant, 0);
+        const auto notify = [](party *x, symbol *subject, symbol *message, void *sender, void *data) {
+            (*x->heard)(x, subject, message, sender, data);
+        };
+        class_addmethod(c, M(+notify), "notify", argtype_cant, 0);
         return c;
     }
     static inline zan_class *const kinds[] = {party_class("test_party"), party_class("test_other_party")};
@@ -66,8 +65,7 @@ TEST_F(registry, a_name_is_found_moved_and_dropped)
     EXPECT_EQ(object_findregisteredbyptr(&found_space, &found_name, x), 0);
     EXPECT_TRUE(found_space == space && found_name == n2);
     EXPECT_EQ(object_unregister(x), 0);
-    EXPECT_NE(object_unregister(x), 0);
-    EXPECT_NE(object_findregisteredbyptr(&found_space, &found_name, x), 0);
+    EXPECT_TRUE(object_unregister(x) && object_findregisteredbyptr(&found_space, &found_name, x));
     EXPECT_EQ(object_findregistered(space, n2), nullptr);
     EXPECT_FALSE(object_register(nullptr, n, x) || object_register(space, nullptr, x));
     object_register(space, n, x);
@@ -129,35 +127,27 @@ TEST_F(registry, a_notification_survives_what_its_clients_do)
     party *x, *added;
     std::vector<party *> clients;
     const auto drop = [](party *&p) { object_free(std::exchange(p, nullptr)); };
-    const struct {
-        const char *name;
-        std::function<void(party *&)> act;
-        hearers told;
-    } acts[] = {
-        {"detaches itself", [&](party *&self) { object_detach(space, n, self); }, whole},
+    const auto others = [&](std::function<void(party *&)> act) {
+        return [&, act](party *&self) {
+            for (party *&c : clients)
+                if (c != self)
+                    act(c);
+        };
+    };
+    const auto detach = [&](party *&p) { object_detach(space, n, p); };
+    const std::tuple<const char *, std::function<void(party *&)>, hearers> acts[] = {
+        {"detaches itself", detach, whole},
         {"frees itself", drop, whole},
         {"unregisters the sender", [&](party *&) { object_unregister(x); }, whole},
         {"attaches another", [&](party *&) { object_attach(space, n, added = make()); }, whole},
-        {"detaches the others",
-         [&](party *&self) {
-             for (party *c : clients)
-                 if (c != self)
-                     object_detach(space, n, c);
-         },
-         up_to_it},
-        {"frees the others",
-         [&](party *&self) {
-             for (party *&c : clients)
-                 if (c != self)
-                     drop(c);
-         },
-         up_to_it},
+        {"detaches the others", others(detach), up_to_it},
+        {"frees the others", others(drop), up_to_it},
         {"frees the sender", [&](party *&) { drop(x); }, up_to_it},
         {"notifies again", [&](party *&) { object_notify(x, S("m"), nullptr); }, twice},
     };
-    for (const auto &row : acts)
+    for (const auto &[name, act, hear] : acts)
         for (const auto &[who, count] : {std::pair<size_t, size_t>(0, 4), {1, 4}, {3, 4}, {20, 40}}) {
-            SCOPED_TRACE(row.name + (" at " + std::to_string(who)));
+            SCOPED_TRACE(name + (" at " + std::to_string(who)));
             x = make();
             added = nullptr;
             object_register(space, n, x);
@@ -166,17 +156,17 @@ TEST_F(registry, a_notification_survives_what_its_clients_do)
                 object_attach(space, n, c = make());
             std::vector<size_t> told;
             bool acted = false;
-            heard = [&, who = who](party *self, symbol *, symbol *message, void *, void *) {
+            heard = [&, who = who, act = act](party *self, symbol *, symbol *message, void *, void *) {
                 if (message != S("m"))
                     return;
                 told.push_back(size_t(std::find(clients.begin(), clients.end(), self) - clients.begin()));
                 if (told.back() == who && !std::exchange(acted, true))
-                    row.act(clients[who]);
+                    act(clients[who]);
             };
             object_notify(x, S("m"), nullptr);
-            std::vector<size_t> expected(row.told == whole ? count : who + 1);
+            std::vector<size_t> expected(hear == whole ? count : who + 1);
             std::iota(expected.begin(), expected.end(), 0);
-            if (row.told == twice)
+            if (hear == twice)
                 for (size_t i = 0; i < 2 * count - who - 1; ++i)
                     expected.push_back(i < count ? i : i - count + who + 1);
             EXPECT_EQ(told, expected);

@@ -51,10 +51,7 @@ TEST_F(Report, KindsObjectsAndTexts)
 TEST_F(Report, LongTextIsCutBetweenCharacters)
 {
     const std::string filler(4090, 'a');
-    const struct {
-        std::string text;
-        size_t length;
-    } rows[] = {
+    const std::pair<std::string, size_t> rows[] = {
         {std::string(100000, 'a'), 4095},
         {filler + "aaaa\xC3\xA9", 4094},        // 2 bytes, the second cut off
         {filler + "aaa\xC3\xA9more", 4095},     // whole
@@ -62,9 +59,9 @@ TEST_F(Report, LongTextIsCutBetweenCharacters)
         {filler + "aa\xF0\x9F\x8C\x8A and on", 4092},
         {filler + "a\xF0\x9F\x8C\x8A and on", 4095},
     };
-    for (const auto &r : rows) {
-        object_post(nullptr, "%s", r.text.c_str());
-        EXPECT_EQ(all.back().text, r.text.substr(0, r.length)) << &r - rows;
+    for (const auto &[text, length] : rows) {
+        object_post(nullptr, "%s", text.c_str());
+        EXPECT_EQ(all.back().text, text.substr(0, length));
     }
 }
 
@@ -83,23 +80,21 @@ TEST_F(Report, OneCallAtATimeFromManyThreads)
 
 TEST_F(Report, OnStandardErrorLinesNameTheClassOnce)
 {
-    const struct {
-        zan_reporter reporter; // may report, or take itself away
-        const char *lines;
-    } rows[] = {{nullptr, "report_thing: a\nreport_thing: b\nreport_thing: report_things: c\nd\ne\n"},
-                {[](void *, long, void *, const char *text) { object_post(nullptr, "heard %s", text); },
-                 "heard a\nheard report_thing: b\nheard report_things: c\nheard d\nheard e\n"},
-                {[](void *, long, void *, const char *) { zan_set_reporter(nullptr, nullptr); },
-                 "report_thing: b\nreport_thing: report_things: c\nd\ne\n"}};
-    for (const auto &row : rows) {
+    const std::pair<zan_reporter, const char *> rows[] = {
+        // a reporter may report, or take itself away
+        {nullptr, "report_thing: a\nreport_thing: b\nreport_thing: report_things: c\nd\ne\n"},
+        {[](void *, long, void *, const char *text) { object_post(nullptr, "heard %s", text); },
+         "heard a\nheard report_thing: b\nheard report_things: c\nheard d\nheard e\n"},
+        {[](void *, long, void *, const char *) { zan_set_reporter(nullptr, nullptr); },
+         "report_thing: b\nreport_thing: report_things: c\nd\ne\n"}};
+    for (const auto &[reporter, lines] : rows) {
         testing::internal::CaptureStderr();
-        zan_set_reporter(row.reporter, nullptr);
-        object_error(x, "a");
-        object_error(x, "report_thing: b");
-        object_error(x, "report_things: c");
+        zan_set_reporter(reporter, nullptr);
+        for (const char *text : {"a", "report_thing: b", "report_things: c"})
+            object_error(x, "%s", text);
         object_error(nullptr, "d");
         cpost("e\n");
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), row.lines);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), lines);
     }
 }
 
@@ -107,28 +102,23 @@ TEST_F(Report, TheReceiverKeepsWhatItIsTold)
 {
     void *zan = S("zan")->thing;
     ASSERT_TRUE(zan);
-    atom words[] = {A("http://example.org"), A(2)}, seven = A(7), none = A(-3);
-    const struct {
-        const char *message;
-        long argc;
-        atom *argv;
-        const char *attribute, *expected;
-    } rows[] = {
-        {"hidemenubar", 0, nullptr, "menubar", "0"},
-        {"showmenubar", 0, nullptr, "menubar", "1"},
-        {"hidecursor", 0, nullptr, "cursor", "0"},
-        {"showcursor", 0, nullptr, "cursor", "1"},
-        {"setpollthrottle", 1, &seven, "pollthrottle", "7"},
-        {"setqueuethrottle", 1, &none, "queuethrottle", "1"},
-        {"launchbrowser", 1, words, "page", "http://example.org"},
-        {"html_ref", 2, words, "page", "http://example.org 2"},
-        {"openfilefront", 0, nullptr, "menubar", "1"},
+    const std::tuple<const char *, std::vector<atom>, const char *, const char *> rows[] = {
+        {"hidemenubar", {}, "getmenubar", "0"},
+        {"showmenubar", {}, "getmenubar", "1"},
+        {"hidecursor", {}, "getcursor", "0"},
+        {"showcursor", {}, "getcursor", "1"},
+        {"setpollthrottle", {A(7)}, "getpollthrottle", "7"},
+        {"setqueuethrottle", {A(-3)}, "getqueuethrottle", "1"},
+        {"launchbrowser", {A("http://example.org")}, "getpage", "http://example.org"},
+        {"html_ref", {A("http://example.org"), A(2)}, "getpage", "http://example.org 2"},
+        {"openfilefront", {}, "getmenubar", "1"},
     };
-    for (const auto &r : rows) {
-        typedmess(zan, S(r.message), r.argc, r.argv);
+    for (const auto &[message, words, get, expected] : rows) {
+        std::vector<atom> argv = words;
+        typedmess(zan, S(message), long(argv.size()), argv.data());
         atom now{};
-        EXPECT_EQ(object_method_typed(zan, S((std::string("get") + r.attribute).c_str()), 0, nullptr, &now), 0);
-        EXPECT_EQ(text_of(now), r.expected) << r.message;
+        EXPECT_EQ(object_method_typed(zan, S(get), 0, nullptr, &now), 0);
+        EXPECT_EQ(text_of(now), expected) << message;
     }
     EXPECT_TRUE(all.empty()) << all[0].text;
     typedmess(zan, S("no such message"), 0, nullptr);
