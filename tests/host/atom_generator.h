@@ -9,9 +9,8 @@
 
 inline atom typed_atom(short type, long value = 0)
 {
-    atom a;
+    atom a = A(value);
     a.type = type;
-    a.value.as_long = value;
     return a;
 }
 inline atom dollsym_atom(const char *name)
@@ -23,11 +22,9 @@ inline atom dollsym_atom(const char *name)
 // The same tag and the same value; any NaN is like any other.
 inline bool same_atom(const atom &a, const atom &b)
 {
-    if (a.type != b.type)
-        return false;
-    if (a.type == argtype_float && std::isnan(a.value.as_float))
-        return std::isnan(b.value.as_float);
-    return memcmp(&a.value, &b.value, sizeof a.value) == 0;
+    const bool floats = a.type == argtype_float && b.type == argtype_float;
+    return a.type == b.type && ((floats && std::isnan(a.value.as_float) && std::isnan(b.value.as_float)) ||
+                                memcmp(&a.value, &b.value, sizeof a.value) == 0);
 }
 
 class atom_generator {

@@ -184,8 +184,8 @@ TEST_F(Queue, WrongThreadsAndHandlesDoNothing)
 TEST_F(Queue, RunServesUntilQuit)
 {
     const timed q([] { rung++; }, false);
-    std::thread other([&] {
-        qelem_set(q);
+    qelem_set(q);
+    std::thread other([] {
         wait_for([] { return rung == 1; });
         zan_quit();
     });
@@ -241,8 +241,12 @@ TEST_F(Queue, ClocksRunOnTheSchedulerInTheOrderOfTheirTimes)
             rung++;
         }};
     } bells[] = {{30}, {-5}, {15}, {0}, {45}, {15}};
+    const timed never([] { ADD_FAILURE(); });
     in_scheduler([&] {
+        clock_delay(never, 0);
+        clock_unset(never);
         for (bell &b : bells) {
+            clock_delay(b.clock, 100000); // is replaced
             b.earliest = systimer_gettime() + std::max(b.ms, 0.0);
             clock_fdelay(b.clock, b.ms);
             b.latest = systimer_gettime() + std::max(b.ms, 0.0);
@@ -257,53 +261,28 @@ TEST_F(Queue, ClocksRunOnTheSchedulerInTheOrderOfTheirTimes)
             }
 }
 
-TEST_F(Queue, ANewDelayReplacesTheOldAndUnsetTakesItBack)
+TEST_F(Queue, FreeingAClockOrItsOwnerWaitsForTheCall)
 {
-    const timed one([] { rung++; }), other([] { rung += 100; });
-    in_scheduler([&] {
-        clock_delay(one, 100000);
-        for (int i = 0; i < 100; i++)
-            clock_delay(one, 2);
-        clock_delay(other, 1);
-        clock_unset(other);
-    });
-    let_pass(2);
-    EXPECT_EQ(rung, 1);
-}
-
-TEST_F(Queue, AClockSetsItselfAgainUntilItsOwnerGoes)
-{
-    static void *clock;
-    clock = clock_new(x, [](void *) {
-        rung++;
-        clock_delay(clock, 0);
-    });
-    clock_delay(clock, 0);
-    wait_for([] { return rung > 50; });
-    x.drop(); // while it runs
-    const int last = rung;
-    let_pass(0);
-    EXPECT_EQ(rung, last);
-    object_free(clock);
-}
-
-TEST_F(Queue, FreeingAClockWaitsForItsCall)
-{
-    int waited = 0;
-    for (int i = 0; i < 20; i++) {
-        rung = 0;
-        void *c = clock_new(nullptr, [](void *) {
-            rung = 1;
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-            rung = 2;
-        });
-        clock_delay(c, 0);
-        while (rung == 0)
-            std::this_thread::yield();
-        object_free(c);
-        waited += rung == 2;
+    for (const bool frees_owner : {false, true}) {
+        int waited = 0;
+        for (int i = 0; i < 20; i++) {
+            rung = 0;
+            relay owner;
+            void *c = clock_new(owner, [](void *) {
+                rung = 1;
+                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+                rung = 2;
+            });
+            clock_delay(c, 0);
+            while (rung == 0)
+                std::this_thread::yield();
+            frees_owner ? owner.drop() : freeobject(c);
+            waited += rung == 2;
+            if (frees_owner)
+                object_free(c);
+        }
+        EXPECT_GT(waited, 0); // it waits for a second at most: the machine may stand still as long
     }
-    EXPECT_GT(waited, 0); // it waits for a second at most: the machine may stand still as long
 }
 
 TEST_F(Queue, ThingsThatFreeEachOtherFromBothThreadsDontBlock)
