@@ -93,47 +93,44 @@ TEST(Memory, NullAndStrayPointersDoNothingAndACopyMayOverlap)
 TEST(Memory, LargeBlocksNeverShareBytes)
 {
     struct piece {
-        unsigned char *block;
-        long size;
-        unsigned char mark;
-        bool whole() const
+        unsigned char *block = nullptr;
+        long size = 0;
+        unsigned char mark = 0;
+        bool broken() const
         {
             for (long i = 0; i < size; i += std::max(1L, size / 64))
                 if (block[i] != mark)
-                    return false;
-            return block[size - 1] == mark;
+                    return true;
+            return size && block[size - 1] != mark;
         }
     };
     const auto come_and_go = [](unsigned seed, size_t most, long *wrong) {
         std::minstd_rand random(seed);
-        std::vector<piece> pieces;
+        std::vector<piece> pieces(most);
         for (int step = 0; step < 300; step++) {
-            if (pieces.size() < most && random() % 5 < 3) {
-                const long size = mib + long(random() % (step % 7 ? 3 * mib : 20 * mib));
-                const bool clear = random() % 2;
-                piece p{static_cast<unsigned char *>((clear ? sysmem_newptrclear : sysmem_newptr)(size)), size, 0};
-                *wrong += clear && !p.whole();
-                p.mark = static_cast<unsigned char>(1 + random() % 255);
-                memset(p.block, p.mark, size_t(size));
-                pieces.push_back(p);
-            } else if (!pieces.empty()) {
-                std::swap(pieces[random() % pieces.size()], pieces.back());
-                piece &p = pieces.back();
-                *wrong += !p.whole();
-                if (random() % 3) {
-                    sysmem_freeptr(p.block);
-                    pieces.pop_back();
-                } else {
-                    const long size = mib / 2 + long(random() % (4 * mib));
-                    p.block = static_cast<unsigned char *>(sysmem_resizeptr(p.block, size));
-                    p.size = std::min(size, p.size);
-                    *wrong += !p.whole();
-                    memset(p.block, p.mark, size_t(p.size = size));
-                }
+            piece &p = pieces[random() % most];
+            *wrong += p.broken();
+            long size = mib + long(random() % (step % 7 ? 3 * mib : 20 * mib));
+            if (p.block && random() % 2) {
+                sysmem_freeptr(p.block);
+                p = {};
+                continue;
             }
+            if (p.block) {
+                size = mib / 2 + size / 4;
+                p.block = static_cast<unsigned char *>(sysmem_resizeptr(p.block, size));
+                p.size = std::min(size, p.size);
+            } else if (random() % 2) {
+                p = {static_cast<unsigned char *>(sysmem_newptrclear(size)), size};
+            } else {
+                p.block = static_cast<unsigned char *>(sysmem_newptr(size));
+            }
+            *wrong += p.broken();
+            p.mark = static_cast<unsigned char>(1 + random() % 255);
+            memset(p.block, p.mark, size_t(p.size = size));
         }
         for (const piece &p : pieces) {
-            *wrong += !p.whole();
+            *wrong += p.broken();
             sysmem_freeptr(p.block);
         }
     };

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <numeric>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -74,11 +75,8 @@ TEST_F(Outlets, WhatABoxThrowsIsItsErrorAndItsSenderGoesOn)
 TEST_F(Outlets, CordsAreServedInTheOrderOfMakingAndABoxAtItsRightInletsFirst)
 {
     relay a(nullptr, 1), b("b", 0, 2), c("c", 0, 1);
-    wire(a, 0, b, 0);
-    wire(a, 0, c, 1);
-    wire(a, 0, b, 2);
-    wire(a, 0, b, 1);
-    wire(a, 0, c, 0);
+    for (const auto &[to, inlet] : {std::pair<void *, long>(b, 0), {c, 1}, {b, 2}, {b, 1}, {c, 0}})
+        wire(a, 0, to, inlet);
     a.hears("hello");
     EXPECT_EQ(trail, words({"b:2 hello", "b:1 hello", "b:0 hello", "c:1 hello", "c:0 hello"}));
 }
@@ -297,10 +295,8 @@ TEST_F(Outlets, ALoopEndsInOneErrorThatNamesIt)
             for (long o : {0, 1})
                 wire(*boxes[i], o, *boxes[(i + 1) % length], 0);
         const auto heard = [&] {
-            long all = 0;
-            for (const auto &box : boxes)
-                all += box->heard();
-            return all;
+            return std::accumulate(boxes.begin(), boxes.end(), 0L,
+                                   [](long all, const auto &b) { return all + b->heard(); });
         };
         boxes[0]->hears("hello");
         const std::string error = reports.one_error();

@@ -40,17 +40,14 @@ inline std::string zipped(const std::string &data)
 // The marker of a JPEG with the directory of its camera, of two entries, or the first bytes of it.
 inline std::string exif(bool little, int tag, int type, int count, int value, size_t length = 200)
 {
-    const auto number = [little](unsigned v, int bytes) {
-        std::string text;
-        for (int i = 0; i < bytes; ++i)
-            text += static_cast<char>(v >> 8 * (little ? i : bytes - 1 - i));
-        return text;
+    const auto number = [little](int v, int size) {
+        const std::string big = be32(uint32_t(v)).substr(size_t(4 - size));
+        return little ? std::string(big.rbegin(), big.rend()) : big;
     };
-    std::string body =
-        std::string("Exif\0\0", 6) + (little ? "II" : "MM") + number(42, 2) + number(10, 4) + "??" + number(2, 2);
-    body += number(0x10f, 2) + number(2, 2) + number(3, 4) + "me" + number(0, 2);
-    body += number(unsigned(tag), 2) + number(unsigned(type), 2) + number(unsigned(count), 4) +
-            number(unsigned(value), 2) + number(0, 2) + number(0, 4);
+    std::string body = std::string("Exif\0\0", 6) + (little ? "II" : "MM") + number(42, 2) + number(10, 4) + "??" +
+                       number(2, 2) + number(0x10f, 2) + number(2, 2) + number(3, 4) + "me" + number(0, 2) +
+                       number(tag, 2) + number(type, 2) + number(count, 4) + number(value, 2) + number(0, 2) +
+                       number(0, 4);
     body.resize(std::min(body.size(), length));
     return std::string("\xff\xe1\0", 3) + static_cast<char>(body.size() + 2) + body;
 }

@@ -19,26 +19,11 @@ std::string served()
     return text;
 }
 
-template <class Fn> void elsewhere(Fn fn)
-{
-    std::thread(fn).join();
-}
-
 // Without a limit of its own: how long a thing takes is the machine's affair.
 template <class Fn> void wait_for(Fn done)
 {
     while (!done())
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-}
-
-// When it returns, every clock that was due in so many milliseconds has rung: the
-// scheduler rings them in the order of their times.
-void let_pass(double ms)
-{
-    std::atomic<bool> rung{false};
-    const timed c([&] { rung = true; });
-    clock_fdelay(c, ms);
-    wait_for([&] { return rung.load(); });
 }
 
 std::atomic<int> rung; // of the clocks of a test
@@ -62,7 +47,7 @@ class Queue : public testing::Test {
 TEST_F(Queue, FrontThenDeferredThenLowEachInOrder)
 {
     const timed q1 = noting("q1"), q2 = noting("q2"), f1 = noting("f1"), f2 = noting("f2");
-    elsewhere([&] {
+    in_scheduler([&] {
         later(x, "low1", defer_low);
         qelem_set(q1);
         later(x, "d1");
@@ -127,8 +112,10 @@ TEST_F(Queue, FreedObjectsTakeTheirWorkAlong)
         clock_delay(c, 0);
     });
     EXPECT_EQ(served(), "3 y y y");
-    qelem_set(q); // for good
-    let_pass(5);
+    qelem_set(q);                       // for good
+    const timed behind([] { rung++; }); // clocks ring in the order of their times
+    clock_delay(behind, 5);
+    wait_for([] { return rung == 1; });
     EXPECT_EQ(served(), "0");
     qelem_free(q);
     object_free(c);
@@ -163,10 +150,10 @@ TEST_F(Queue, WrongThreadsAndHandlesDoNothing)
     report_catcher reports;
     const timed q = noting("q");
     qelem_set(q);
-    elsewhere([] {
-        EXPECT_EQ(zan_service(), 0);
+    std::thread([] {
         zan_run();
-    });
+        EXPECT_EQ(zan_service(), 0);
+    }).join();
     in_scheduler([] { zan_stop(); });
     EXPECT_EQ(reports.take(zan_report_error).size(), 3u);
     EXPECT_EQ(served(), "1 q");

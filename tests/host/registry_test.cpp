@@ -13,42 +13,42 @@ using words = std::vector<std::string>;
 struct party {
     object header;
     const char *name;
-    std::function<void(party *, symbol *, symbol *, void *, void *)> *heard;
 };
+// What a party does when it is told: (itself, name, message, sender, data).
+std::function<void(party *, symbol *, symbol *, void *, void *)> heard;
 
 class registry : public testing::Test {
   protected:
+    void SetUp() override
+    {
+        heard = [this](party *x, symbol *, symbol *message, void *sender, void *) {
+            const char *from = static_cast<party *>(sender)->name;
+            log.push_back(std::string(message->name) + " of " + from + " to " + x->name);
+        };
+    }
     void TearDown() override
     {
-        for (const zan_class *c : kinds)
-            EXPECT_EQ(zan_object_count(*reinterpret_cast<symbol *const *>(c)), 0);
+        EXPECT_EQ(zan_object_count(S("test_party")) + zan_object_count(S("test_other_party")), 0);
     }
-    party *make(const char *called = "", bool other = false)
+    static party *make(const char *called = "", const char *kind = "test_party")
     {
-        party *x = static_cast<party *>(object_alloc(kinds[other]));
+        zan_class *c = class_findbyname(S("test"), S(kind));
+        if (!c) {
+            c = class_new(kind, nullptr, nullptr, sizeof(party), nullptr, 0);
+            class_addmethod(c, M(+[](party *x, symbol *name, symbol *message, void *sender, void *data) {
+                                heard(x, name, message, sender, data);
+                            }),
+                            "notify", argtype_cant, 0);
+            class_register(S("test"), c);
+        }
+        party *x = static_cast<party *>(object_alloc(c));
         x->name = called;
-        x->heard = &heard;
         return x;
     }
     words take() { return std::exchange(log, {}); }
 
-    static zan_class *party_class(const char *name)
-    {
-        zan_class *c = class_new(name, nullptr, nullptr, sizeof(party), nullptr, 0);
-        const auto notify = [](party *x, symbol *subject, symbol *message, void *sender, void *data) {
-            (*x->heard)(x, subject, message, sender, data);
-        };
-        class_addmethod(c, M(+notify), "notify", argtype_cant, 0);
-        return c;
-    }
-    static inline zan_class *const kinds[] = {party_class("test_party"), party_class("test_other_party")};
     symbol *space = S("test_space"), *n = symbol_unique(), *n2 = symbol_unique();
     words log;
-    std::function<void(party *, symbol *, symbol *, void *, void *)> heard = [this](party *x, symbol *,
-                                                                                    symbol *message, void *sender,
-                                                                                    void *) {
-        log.push_back(std::string(message->name) + " of " + static_cast<party *>(sender)->name + " to " + x->name);
-    };
 };
 
 TEST_F(registry, a_name_is_found_moved_and_dropped)
@@ -75,7 +75,7 @@ TEST_F(registry, a_name_is_found_moved_and_dropped)
 
 TEST_F(registry, a_taken_name_gives_a_reference_to_its_holder_and_is_refused_to_another_class)
 {
-    party *first = make(), *other = make("", true);
+    party *first = make(), *other = make("", "test_other_party");
     object_register(space, n, first);
     EXPECT_EQ(object_register(space, n, make()), first); // the second is gone
     EXPECT_EQ(zan_object_count(S("test_party")), 1);
@@ -232,12 +232,13 @@ TEST_F(ThreadsRegistry, many_share_a_few_names)
     std::vector<symbol *> list(50);
     for (symbol *&name : list)
         name = symbol_unique();
+    object_free(make()); // the class is there
     std::vector<std::thread> threads;
     for (unsigned t = 0; t < 4; ++t)
         threads.emplace_back([this, t, &list] {
             for (unsigned i = 0; i < 3000; ++i) {
                 symbol *name = list[i % 100 ? i * (t + 1) % 50 : 0]; // often apart, now and then together
-                void *there = object_register(space, name, object_alloc(kinds[0]));
+                void *there = object_register(space, name, make());
                 ASSERT_NE(there, nullptr);
                 EXPECT_EQ(object_findregistered(space, name), there);
                 object_free(there);
