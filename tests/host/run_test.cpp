@@ -80,19 +80,16 @@ TEST_F(Run, TimeJumpsFromClockToClockAndStandsStillBetween)
 TEST_F(Run, TheMainQueueSettlesBetweenTwoClocks)
 {
     trail.clear();
-    const timed inner = noting("inner"), low = noting("qelem", [&] {
-                                             later(nullptr, "at once");
-                                             qelem_set(inner);
-                                         });
+    const timed inner = noting("inner"),
+                low = noting("qelem", [&] { qelem_set(inner), later(nullptr, "at once"); });
     const timed second([] { trail.push_back("second"); }), first([&] {
         qelem_set(low);
         later(nullptr, "low", defer_low);
         later(nullptr, "deferred");
-        qelem_set(low);
         trail.push_back("first");
     });
-    clock_delay(first, 1); // both due at 1: in the order of setting
-    clock_delay(second, 1);
+    for (const timed *clock : {&first, &second}) // both due at 1: in the order of setting
+        clock_delay(*clock, 1);
     in_scheduler([] { trail.push_back(sched_isinpoll() ? "in" : "out"); });
     EXPECT_EQ(zan_run_until(1), zan_ran_dry);
     EXPECT_EQ(trail, (words{"in", "first", "deferred", "qelem", "at once", "low", "inner", "second"}));
@@ -172,12 +169,6 @@ TEST_F(Run, EachQueueHasALimitAndCountsWhatItDrops)
 {
     static long ran;
     const auto nothing = M(+[](void *, symbol *, long, atom *) { ran++; });
-    const std::function<void(void *, void *, long)> fill[] = {
-        [=](void *, void *, long) { defer(nullptr, nothing, S(""), 0, nullptr); },
-        [=](void *, void *, long) { defer_low(nullptr, nothing, S(""), 0, nullptr); },
-        [](void *qelem, void *, long) { qelem_set(qelem), qelem_front(qelem); },
-        [](void *, void *clock, long i) { clock_delay(clock, i), clock_delay(clock, 9 - i); },
-    };
     std::unique_ptr<timed> qelems[6], clocks[6];
     for (int i = 0; i < 6; i++) {
         qelems[i] = std::make_unique<timed>([] { ran++; }, false);
@@ -193,7 +184,12 @@ TEST_F(Run, EachQueueHasALimitAndCountsWhatItDrops)
         EXPECT_EQ(zan_queue_set_limit(queue, 4), 0);
         in_scheduler([&] {
             for (int i = 0; i < 6; i++)
-                fill[queue](*qelems[i], *clocks[i], i);
+                if (queue == zan_queue_qelem)
+                    qelem_set(*qelems[i]), qelem_front(*qelems[i]);
+                else if (queue == zan_queue_clock)
+                    clock_delay(*clocks[i], i), clock_delay(*clocks[i], 9 - i);
+                else
+                    (queue == zan_queue_low ? defer_low : defer)(nullptr, nothing, S(""), 0, nullptr);
         });
         zan_queue_get(queue, &info);
         EXPECT_EQ(info.waiting, 4);
@@ -331,21 +327,16 @@ TEST_F(Run, EqualErrorsAreToldOnceAndCounted)
 
 // ---- what a run took ----
 
-void take_time(double ms)
-{
-    for (const double start = systimer_gettime(); systimer_gettime() - start < ms;)
-        ;
-}
-
 TEST_F(Run, TheProfileTellsOwnAndTotalTimeOfEachBox)
 {
-    ASSERT_EQ(zan_set_clock(zan_clock_real), 0); // for take_time
+    ASSERT_EQ(zan_set_clock(zan_clock_real), 0); // for take
     placed_relay a("outer", 1), b("inner", 2);
-    a.does([&](symbol *s, long argc, atom *argv) {
-        take_time(2);
-        outlet_anything(a.outlet(), s, argc, argv);
-    });
-    b.does([](symbol *, long, atom *) { take_time(3); });
+    const auto take = [](double ms) {
+        for (const double start = systimer_gettime(); systimer_gettime() - start < ms;)
+            ;
+    };
+    a.does([&](symbol *s, long argc, atom *argv) { take(2), outlet_anything(a.outlet(), s, argc, argv); });
+    b.does([&](symbol *, long, atom *) { take(3); });
     ASSERT_EQ(zan_connect(a, 0, b, 0), 0);
     zan_profile(1, [](symbol *, long argc, atom *argv) { return argc ? atom_getlong(argv) : 0; });
     for (relay *to : {&a, &b})
