@@ -170,9 +170,13 @@ TEST_F(FailingMemory, Calculations)
             vok_object_free(std::exchange(x, nullptr));
         return x;
     };
-    go("operator", [&] { return calculated(with("vok_op", "op", "pass + * absdiff")); });
-    go("expression", [&] { return calculated(with("vok_expr", "expr", "in[0]*sin(in[1])+cell[0]")); });
-    go("functor", [&] { return calculated(with("vok_functor_evaluate", "basis", "fractal.multi")); });
+    _vok_parallel = 1;
+    for (const long threshold : {1L, 10000L}) { // rows split among threads, and on this one alone
+        _vok_parallelthresh = threshold;
+        go("operator", [&] { return calculated(with("vok_op", "op", "pass + * absdiff")); });
+        go("expression", [&] { return calculated(with("vok_expr", "expr", "in[0]*sin(in[1])+cell[0]")); });
+        go("functor", [&] { return calculated(with("vok_functor_evaluate", "basis", "fractal.multi")); });
+    }
 }
 
 TEST_F(FailingMemory, Documents)
