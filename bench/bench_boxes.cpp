@@ -111,29 +111,25 @@ struct chain {
     atom frame;
 };
 
-// Best against best, turn about: the neighbours of this machine may come and go.
 void boxes(benchmark::State &state)
 {
     const long count = state.range(0);
     chain c(count, state.range(1), state.range(2));
     const long repeats = std::max(1L, 20000 / (count * state.range(1) * state.range(2)));
-    double best = 1e9, best_bare = 1e9;
-    for (auto _ : state) {
-        best = std::min(best, bench::seconds_of([&] {
-                            for (long i = 0; i < repeats; i++)
-                                c.send();
-                        }));
-        state.PauseTiming();
-        best_bare = std::min(best_bare, bench::seconds_of([&] {
-                                 for (long i = 0; i < repeats; i++)
-                                     c.calculate();
-                             }));
-        state.ResumeTiming();
-    }
+    const auto seconds = bench::turn_about(
+        state,
+        [&] {
+            for (long i = 0; i < repeats; i++)
+                c.send();
+        },
+        [&] {
+            for (long i = 0; i < repeats; i++)
+                c.calculate();
+        });
     const double hops = static_cast<double>(repeats * count);
-    state.counters["us_a_box"] = best / hops * 1e6;
-    state.counters["limit_us"] = best_bare / hops * 1e6;
-    state.counters["of_limit"] = best_bare / best;
+    state.counters["us_a_box"] = seconds.best / hops * 1e6;
+    state.counters["limit_us"] = seconds.limit / hops * 1e6;
+    state.counters["of_limit"] = seconds.limit / seconds.best;
 }
 BENCHMARK(boxes)
     ->ArgNames({"boxes", "width", "height"})
@@ -175,23 +171,20 @@ void boxes_passing(benchmark::State &state)
             zan_connect(relays[i - 1], 0, relays[i], 0);
     }
     constexpr int repeats = 20;
-    double best = 1e9, best_relay = 1e9;
-    for (auto _ : state) {
-        best = std::min(best, bench::seconds_of([&] {
-                            for (int i = 0; i < repeats; i++)
-                                c.send();
-                        }));
-        state.PauseTiming();
-        best_relay = std::min(best_relay, bench::seconds_of([&] {
-                                  for (int i = 0; i < repeats; i++)
-                                      zan_send(relays[0], 0, _vok_sym_vok_matrix, 1, &c.frame);
-                              }));
-        state.ResumeTiming();
-    }
+    const auto seconds = bench::turn_about(
+        state,
+        [&] {
+            for (int i = 0; i < repeats; i++)
+                c.send();
+        },
+        [&] {
+            for (int i = 0; i < repeats; i++)
+                zan_send(relays[0], 0, _vok_sym_vok_matrix, 1, &c.frame);
+        });
     for (relay *r : relays)
         object_free(r);
-    state.counters["ns_a_box"] = best / (repeats * count) * 1e9;
-    state.counters["limit_ns"] = best_relay / (repeats * count) * 1e9;
+    state.counters["ns_a_box"] = seconds.best / (repeats * count) * 1e9;
+    state.counters["limit_ns"] = seconds.limit / (repeats * count) * 1e9;
 }
 BENCHMARK(boxes_passing)->Unit(benchmark::kMicrosecond);
 

@@ -109,17 +109,12 @@ void function(benchmark::State &state, const char *text, const char *alone, int 
     const bench::workers workers(threads);
     const auto frames = film("float32", 1);
     expression e(text), only(alone);
-    double best = 1e9, limit = 1e9;
     std::size_t set = 0;
-    for (auto _ : state) {
-        best = std::min(best, bench::seconds_of([&] { e.run(*frames[set++ % frames.size()]); }));
-        state.PauseTiming();
-        limit = std::min(limit, bench::seconds_of([&] { only.run(*frames[set++ % frames.size()]); }));
-        state.ResumeTiming();
-    }
-    state.counters["best_ms"] = best * 1e3;
-    state.counters["limit_ms"] = limit * 1e3;
-    state.counters["of_limit"] = limit / best;
+    const auto seconds = bench::turn_about(
+        state, [&] { e.run(*frames[set++ % frames.size()]); }, [&] { only.run(*frames[set++ % frames.size()]); });
+    state.counters["best_ms"] = seconds.best * 1e3;
+    state.counters["limit_ms"] = seconds.limit * 1e3;
+    state.counters["of_limit"] = seconds.limit / seconds.best;
 }
 
 void small(benchmark::State &state, const char *text)

@@ -40,23 +40,16 @@ void one_value(benchmark::State &state, const std::string &name, long dims)
     nothing.evalfloat32 = no_rule;
     float at[4] = {0.3f, 0.7f, 0.2f, 0.6f};
     constexpr long calls = 1000;
-    const auto seconds = [&](const vok_functor_interface &table) {
-        return bench::seconds_of([&] {
-            for (long i = 0; i < calls; i++) {
-                at[0] = static_cast<float>(i) * 1e-3f;
-                benchmark::DoNotOptimize(table.evalfloat32(f.object, dims, at));
-            }
-        });
+    const auto call = [&](const vok_functor_interface &table) {
+        for (long i = 0; i < calls; i++) {
+            at[0] = static_cast<float>(i) * 1e-3f;
+            benchmark::DoNotOptimize(table.evalfloat32(f.object, dims, at));
+        }
     };
-    double best = 1e9, limit = 1e9;
-    for (auto _ : state) {
-        best = std::min(best, seconds(*f.interface));
-        state.PauseTiming();
-        limit = std::min(limit, seconds(nothing));
-        state.ResumeTiming();
-    }
-    state.counters["ns_per_value"] = best * 1e9 / calls;
-    state.counters["limit_ns"] = limit * 1e9 / calls;
+    const auto seconds = bench::turn_about(
+        state, [&] { call(*f.interface); }, [&] { call(nothing); });
+    state.counters["ns_per_value"] = seconds.best * 1e9 / calls;
+    state.counters["limit_ns"] = seconds.limit * 1e9 / calls;
 }
 
 // A grid of float32 with one plane; in three dimensions two slices of half the height, since

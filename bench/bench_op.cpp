@@ -165,29 +165,24 @@ void one_word(benchmark::State &state, const char *word, const element &e)
     for (const library_function &f : library)
         if (!std::strcmp(f.word, word))
             function = &f;
-    double best = 1e9, loop = 1e9;
-    for (auto _ : state) {
-        best = std::min(best, bench::seconds_of([&] { fn(n, nullptr, &a, &b, &z); }));
-        state.PauseTiming();
-        loop = std::min(
-            loop, bench::seconds_of([&] {
-                if (function && e.size == 8)
-                    plain_loop<double>(function, reinterpret_cast<double *>(in1.data()),
-                                       reinterpret_cast<double *>(in2.data()),
-                                       reinterpret_cast<double *>(out.data()), static_cast<std::size_t>(n));
-                else if (function && !std::strcmp(e.type, "float32"))
-                    plain_loop<float>(function, reinterpret_cast<float *>(in1.data()),
-                                      reinterpret_cast<float *>(in2.data()), reinterpret_cast<float *>(out.data()),
-                                      static_cast<std::size_t>(n));
-                else
-                    for (std::size_t i = 0; i < bytes; i++)
-                        out[i] = in1[i] ^ in2[i];
-                benchmark::ClobberMemory();
-            }));
-        state.ResumeTiming();
-    }
-    state.counters["ns_per_cell"] = best * 1e9 / static_cast<double>(n);
-    state.counters["of_limit"] = loop / best;
+    const auto loop = [&] {
+        if (function && e.size == 8)
+            plain_loop<double>(function, reinterpret_cast<double *>(in1.data()),
+                               reinterpret_cast<double *>(in2.data()), reinterpret_cast<double *>(out.data()),
+                               static_cast<std::size_t>(n));
+        else if (function && !std::strcmp(e.type, "float32"))
+            plain_loop<float>(function, reinterpret_cast<float *>(in1.data()),
+                              reinterpret_cast<float *>(in2.data()), reinterpret_cast<float *>(out.data()),
+                              static_cast<std::size_t>(n));
+        else
+            for (std::size_t i = 0; i < bytes; i++)
+                out[i] = in1[i] ^ in2[i];
+        benchmark::ClobberMemory();
+    };
+    const auto seconds = bench::turn_about(
+        state, [&] { fn(n, nullptr, &a, &b, &z); }, loop);
+    state.counters["ns_per_cell"] = seconds.best * 1e9 / static_cast<double>(n);
+    state.counters["of_limit"] = seconds.limit / seconds.best;
 }
 
 struct frame_row {

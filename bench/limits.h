@@ -77,4 +77,20 @@ void run(benchmark::State &state, const shape &s, const auto &work)
     state.counters["of_limit"] = limited / best;
 }
 
+// The same for work whose limit is other work: the two in turn, as the neighbours of this
+// machine may come and go. The best seconds of each.
+inline auto turn_about(benchmark::State &state, const auto &work, const auto &limiting_work)
+{
+    struct {
+        double best = 1e9, limit = 1e9;
+    } seconds;
+    for (auto _ : state) {
+        seconds.best = std::min(seconds.best, seconds_of(work));
+        state.PauseTiming();
+        seconds.limit = std::min(seconds.limit, seconds_of(limiting_work));
+        state.ResumeTiming();
+    }
+    return seconds;
+}
+
 } // namespace bench
