@@ -14,20 +14,15 @@ struct row {
 const row texts[] = {
     // precedence, association, groups
     {"a+b*c", "(add a (mult b c))", ""},
-    {"a*b+c", "(add (mult a b) c)", ""},
     {"a-b-c", "(sub (sub a b) c)", ""},
     {"a/b*c%d", "(mod (mult (div a b) c) d)", ""},
-    {"a-(b-c)", "(sub a (sub b c))", ""},
     {"((a))", "a", ""},
     {"a||b&&c==d<e+f*!g", "(or a (and b (eq c (lt d (add e (mult f (not g)))))))", ""},
-    {"!a*b", "(mult (not a) b)", ""},
-    {"a!=b>=c", "(neq a (gte b c))", ""},
     {"a<=b>c", "(gt (lte a b) c)", ""},
     // signs
     {"-a*b", "(mult (sub 0 a) b)", ""},
     {"a*-b", "(mult a (sub 0 b))", ""},
     {"a - -b", "(sub a (sub 0 b))", ""},
-    {"max(a,-b)", "(max a (sub 0 b))", ""},
     {"-(a+b)", "(sub 0 (add a b))", ""},
     {"!-a", "(not (sub 0 a))", ""},
     {"-", "0", ""},
@@ -41,9 +36,7 @@ const row texts[] = {
     {"a b", "a b", ""},
     {"2x", "2 x", ""},
     {"a^b", "a b", ""},
-    {"a~#$b", "a b", ""},
     {"1e5", "1 e5", ""},
-    {"3.", "3", ""},
     {".5", "0.5", ""},
     {"1.5.5", "1.5 0.5", ""},
     {"in[0].p[3]", "in[0].p[3]", ""},
@@ -57,14 +50,11 @@ const row texts[] = {
     {"a&b", "a <&> b", ""},
     {"a|b", "a <|> b", ""},
     {"=", "none", "vok.expr: special is not infix: ="},
-    {"a=b", "none", "vok.expr: special is not infix: ="},
     // calls
     {"sin", "none", "vok.expr: operator expects parentheses: sin"},
-    {"sin+1", "none", "vok.expr: operator expects parentheses sin"},
     {"1+sin a", "none", "vok.expr: operator expects parentheses sin"},
     {"sin(a)", "(sin a)", ""},
     {"atan2(a, b+1)", "(atan2 a (add b 1))", ""},
-    {"max(min(a,b),c)", "(max (min a b) c)", ""},
     {"max(a b)", "(max a b)", ""},
     {"max(,a,,b,)", "(max a b)", ""},
     {"sin()", "(sin)", ""},
@@ -83,23 +73,18 @@ const row texts[] = {
     {"(a b)+c", "(add a c)", "vok.expr: GROUP node on clean pass has more than 1 child node"},
     {"a+", "none", "vok.expr: missing siblings converting infix to prefix (+)"},
     {"*a", "none", "vok.expr: missing siblings converting infix to prefix (*)"},
-    {"a+*b", "none", "vok.expr: missing siblings converting infix to prefix (+)"},
     {"a+(b-)", "none", "vok.expr: missing siblings converting infix to prefix (-)"},
     // folding: in double, whatever the precision; literals are float32
     {"2*3+1", "7", ""},
     {"PI*2", "6.28318530717959", ""},
     {"E", "2.71828182845905", ""},
     {"0.1", "0.100000001490116", ""},
-    {"0.1+0.2", "0.300000004470348", ""},
     {"1/0", "0", ""},
-    {"5%0", "0", ""},
-    {"-3", "-3", ""},
     {"sin(HALFPI)*a", "(mult 1 a)", ""},
     {"1+a+1", "(add (add 1 a) 1)", ""},
     {"max(1,2,3)", "2", ""},
     {"add(4)", "8", ""},
     {"sin(0,5)", "0", ""},
-    {"1&&0||2", "1", ""},
     {"euclidean(0.5)", "(euclidean 0.5)", ""},
 };
 
@@ -119,42 +104,29 @@ INSTANTIATE_TEST_SUITE_P(Texts, ExprCompile, testing::ValuesIn(texts));
 
 class ExprObject : public Library {};
 
-TEST_F(ExprObject, OneFailureLeavesTheOthers)
+TEST_F(ExprObject, ListsOfTexts)
 {
     report_catcher reports;
-    expression e({"a+1", "a+", "a*2"});
+    expression e({"a+1", "a+", "a*2"}); // a failure leaves the others
     EXPECT_EQ(e.x->exprcount, 3);
-    EXPECT_EQ(e.tree(0), "(add a 1)");
-    EXPECT_EQ(e.tree(1), "none");
-    EXPECT_EQ(e.tree(2), "(mult a 2)");
+    EXPECT_EQ(e.tree(0) + e.tree(1) + e.tree(2), "(add a 1)none(mult a 2)");
     e.set({});
     EXPECT_EQ(e.x->exprcount, 0);
     EXPECT_EQ(e.tree(0), "none");
     EXPECT_EQ(e.x->expr[0], _vok_sym_nothing);
-}
-
-TEST_F(ExprObject, NumbersAreTakenAsTexts)
-{
-    expression e;
-    atom list[3];
-    atom_setlong(&list[0], -7);
-    atom_setfloat(&list[1], 0.5);
+    std::vector<atom> list = atoms("-7 0.5 x"); // numbers are taken as texts
     atom_setobj(&list[2], nullptr);
-    EXPECT_EQ(vok_expr_expr(e.x, nullptr, 3, list), 0);
+    EXPECT_EQ(vok_expr_expr(e.x, nullptr, 3, list.data()), 0);
     EXPECT_STREQ(e.x->expr[0]->name, "-7");
     EXPECT_STREQ(e.x->expr[1]->name, "0.500000");
     EXPECT_EQ(e.x->expr[2], _vok_sym_nothing);
-    std::vector<atom> many(40, list[0]);
-    EXPECT_EQ(vok_expr_expr(e.x, nullptr, 40, many.data()), 0);
+    list.resize(40, list[0]);
+    EXPECT_EQ(vok_expr_expr(e.x, nullptr, 40, list.data()), 0);
     EXPECT_EQ(e.x->exprcount, 32);
-}
-
-TEST_F(ExprObject, TablesHoldEveryWord)
-{
     EXPECT_EQ(hashtab_getsize(_vok_expr_mxfns), 1184);
     EXPECT_EQ(hashtab_getsize(_vok_expr_constants), 13);
     EXPECT_EQ(hashtab_getsize(_vok_expr_infixmap), 14);
-    EXPECT_TRUE(class_adornment_get(object_class(expression().x), _vok_sym_vok_mop));
+    EXPECT_TRUE(class_adornment_get(object_class(e.x), _vok_sym_vok_mop));
 }
 
 TEST_F(ExprObject, TracesEveryStage)
@@ -205,22 +177,29 @@ std::string repeated(const std::string &what, long count)
 TEST_F(ExprObject, HostileTexts)
 {
     constexpr long mega = 1 << 17; // of some bytes each
-    survives(repeated("(", mega), "vok.expr: nested more than 1000 levels deep in ((((");
-    survives(repeated("sin(", mega), "nested more than 1000 levels");
-    survives(repeated(")", mega), "unmatched parentheses");
-    survives(repeated("a+", 10000) + "a", "nested more than 1000 levels");
-    survives(repeated("a+", 900) + "a");
-    survives(repeated("-", 10000) + "a", "missing siblings");
-    survives(repeated("!", 10000) + "a");
-    survives(repeated("(a||b&&c==d<e+f*!", 999) + "a", "nested more than 1000 levels");
-    survives(repeated("()", mega));
-    survives(repeated(",", mega));
-    survives(repeated("1 ", mega));
-    survives(repeated("1+", 5000) + "1", "nested more than 1000 levels");
-    survives(repeated("a", mega));
-    survives(repeated("9", mega));
-    survives("a" + repeated("[0]", mega));
-    survives("x" + repeated(".y", mega));
+    const char *const deep = "nested more than 1000 levels deep";
+    const struct {
+        const char *repeated;
+        long count;
+        const char *end, *report;
+    } rows[] = {{"(", mega, "", "vok.expr: nested more than 1000 levels deep in (((("},
+                {"sin(", mega, "", deep},
+                {")", mega, "", "unmatched parentheses"},
+                {"a+", 10000, "a", deep},
+                {"a+", 900, "a", nullptr},
+                {"-", 10000, "a", "missing siblings"},
+                {"!", 10000, "a", nullptr},
+                {"(a||b&&c==d<e+f*!", 999, "a", deep},
+                {"()", mega, "", nullptr},
+                {",", mega, "", nullptr},
+                {"1 ", mega, "", nullptr},
+                {"1+", 5000, "1", deep},
+                {"9", mega, "", nullptr},
+                {"a", mega, "", nullptr},
+                {"[0]", mega, "", nullptr},
+                {"x.", mega, "", nullptr}};
+    for (const auto &row : rows)
+        survives(repeated(row.repeated, row.count) + row.end, row.report);
     std::string bytes;
     for (int c = 1; c < 256; c++)
         bytes += static_cast<char>(c);

@@ -1,16 +1,14 @@
 // Transform nodes: world values against matrices composed in double precision, who hangs
 // on whom when parents come late, leave or close a circle, and how nodes move and look.
+#include <algorithm>
 #include <concepts>
 #include <random>
-#include <string>
 #include <utility>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include "scratch.h"
 #include <vokra/vokra.h>
-#include <zan/zan.h>
+
+#include "matrix/matrix_tools.h"
+#include "scratch.h"
 
 namespace {
 
@@ -67,50 +65,33 @@ class node {
         for (const setting &s : wanted)
             near(get(s.name), s.numbers, tolerance, s.name);
     }
-    void becomes(settings wanted, double tolerance = 2e-6) // with an update
-    {
-        update();
-        has(wanted, tolerance);
-    }
     void with(settings list, settings wanted, double tolerance = 2e-6)
     {
         set(list);
-        becomes(wanted, tolerance);
+        update();
+        has(wanted, tolerance);
     }
-    void send(const char *message, const floats &values = {})
-    {
-        std::vector<atom> list = atoms(values);
-        vok_object_method(x, gensym(message), gensym(message), long(list.size()), list.data());
-    }
-    void answers(const char *message, const floats &values, const floats &wanted)
+    void answers(const char *what, const std::string &values, const floats &wanted)
     {
         std::vector<atom> list = atoms(values);
         atom rv;
-        vok_object_method_typed(x, gensym(message), long(list.size()), list.data(), &rv);
+        vok_object_method_typed(x, gensym(what), long(list.size()), list.data(), &rv);
         long argc = 0;
         atom *argv = nullptr;
-        floats found;
-        if (void *answer = atom_getobj(&rv); answer && !atomarray_getatoms(answer, &argc, &argv))
-            for (long i = 0; i < argc; i++)
-                found.push_back(static_cast<float>(atom_getfloat(argv + i)));
+        if (atom_getobj(&rv))
+            atomarray_getatoms(atom_getobj(&rv), &argc, &argv);
+        floats found(static_cast<size_t>(argc));
+        std::transform(argv, argv + argc, found.begin(), [](const atom &a) { return float(atom_getfloat(&a)); });
         vok_object_free(atom_getobj(&rv));
-        near(found, wanted, 2e-6, message);
+        near(found, wanted, 2e-6, what);
     }
+    void send(const char *what, const std::string &values = "") { message(x, what, values); }
     void tell(const char *message, void *argument) { vok_object_method(x, gensym(message), argument); }
     void type(const char *name) { tell("set_type", gensym(name)); }
     void update(long recursing = 0) { EXPECT_EQ(vok_anim_node_update(x, recursing), 0); }
     long children() { return linklist_getsize(x->children); }
 
     vok_anim_node *x;
-
-  private:
-    static std::vector<atom> atoms(const floats &values)
-    {
-        std::vector<atom> list(values.size());
-        for (size_t i = 0; i < values.size(); i++)
-            atom_setfloat(&list[i], values[i]);
-        return list;
-    }
 };
 
 TEST(AnimNode, a_tree_is_the_product_of_its_matrices)
@@ -166,7 +147,7 @@ TEST(AnimNode, what_a_child_inherits)
 {
     node parent({{"scale", {2, 3, 4}}, {"rotate", {90, 0, 0, 1}}, {"position", {10, 0, 0}}});
     node child({{"anim", parent.x->name}, {"position", {1, 1, 1}}});
-    child.becomes({{"worldpos", {7, 2, 4}}, {"worldscale", {2, 3, 4}}, {"worldquat", about_z}});
+    child.with({}, {{"worldpos", {7, 2, 4}}, {"worldscale", {2, 3, 4}}, {"worldquat", about_z}});
     child.has({{"worldrot", {90, 0, 0, 1}}}, 1e-4);
     child.with({{"anchor", {1, 0, 0}}}, {{"worldpos", {7, 4, 4}}}); // by the parent's scale
     child.set({{"anchor", {0, 0, 0}}});
@@ -185,41 +166,41 @@ TEST(AnimNode, what_a_child_inherits)
     child.has({{"worldpos", {10, 0, 0}}, {"automatic", {0}}});
     child.set({{"automatic", {1}}, {"anim", nothing}});
     EXPECT_EQ(parent.children(), 0);
-    child.becomes({{"worldscale", {1, 1, 1}}});
+    child.with({}, {{"worldscale", {1, 1, 1}}});
     child.set({{"parentscale", {2, 2, 2}}});
     vok_object_method_typed(child.x, gensym("anim"), 0, nullptr, nullptr); // no parent, also for who has none
-    child.becomes({{"worldscale", {1, 1, 1}}});
+    child.with({}, {{"worldscale", {1, 1, 1}}});
 }
 
 TEST(AnimNode, parents_that_come_later_and_leave)
 {
     report_catcher reports;
     node child({{"anim", gensym("late-parent")}});
-    for (int i = 0; i < 2; i++) {
-        child.update();
-        EXPECT_EQ(reports.one_error(), "parent anim late-parent not found");
-    }
+    const auto says = [&](node &x, const char *text) {
+        x.update();
+        EXPECT_EQ(reports.one_error(), text);
+    };
+    says(child, "parent anim late-parent not found");
+    says(child, "parent anim late-parent not found");
     {
         node parent("late-parent");
         parent.set({{"position", {0, 3, 0}}});
-        child.becomes({{"worldpos", {0, 3, 0}}});
-        EXPECT_EQ(parent.children(), 1);
+        child.with({}, {{"worldpos", {0, 3, 0}}});
         parent.set({{"name", gensym("renamed-parent")}}); // children follow
+        child.with({}, {{"worldpos", {0, 3, 0}}});
         EXPECT_EQ(child.x->anim, gensym("renamed-parent"));
-        child.becomes({{"worldpos", {0, 3, 0}}});
         EXPECT_EQ(parent.children(), 1);
         EXPECT_TRUE(reports.take().empty());
     }
-    child.update(); // waits for another of that name
-    EXPECT_EQ(reports.one_error(), "parent anim renamed-parent not found");
+    says(child, "parent anim renamed-parent not found"); // waits for another of that name
     {
         node second("renamed-parent");
         second.type("vok_gl_node");
         second.set({{"position", {1, 1, 1}}});
-        child.becomes({{"worldpos", {1, 1, 1}}});
+        child.with({}, {{"worldpos", {1, 1, 1}}});
     }
     EXPECT_EQ(child.x->anim, nothing); // a GL node lets its children go
-    child.becomes({{"worldpos", {0, 0, 0}}});
+    child.with({}, {{"worldpos", {0, 0, 0}}});
     {
         node parent, orphan({{"anim", parent.x->name}}), listed; // without the name of who lists it
         orphan.update();
@@ -231,8 +212,7 @@ TEST(AnimNode, parents_that_come_later_and_leave)
     }
     void *tree = vok_object_register(vok_object_new(gensym("vok_tree")), gensym("no-node"));
     child.set({{"anim", gensym("no-node")}});
-    child.update();
-    EXPECT_EQ(reports.one_error(), "no-node exists and is not an vok.anim.node");
+    says(child, "no-node exists and is not an vok.anim.node");
     EXPECT_EQ(child.x->anim, nothing);
     vok_object_free(tree);
 }
@@ -332,18 +312,19 @@ TEST(AnimNode, moves_in_three_frames)
     const struct {
         const char *mode;
         float lockplane;
-        floats by, position;
-    } rows[] = {{"parent", 0, {1, 2, 3}, {1, 2, 3}}, {"parent", 2, {1, 2, 3, 2}, {2, 0, 6}},
-                {"local", 0, {1, 2, 3}, {1, -3, 2}}, // a quarter turn about x: y to z
-                {"world", 0, {2, 0, 0}, {0, -1, 0}}, // the parent's about z: x to y; its scale is 2
-                {"parent", 0, {1}, {1, 0, 0}},       {"parent", 0, {}, {0, 0, 0}}};
+        const char *by;
+        floats position;
+    } rows[] = {{"parent", 0, "1 2 3", {1, 2, 3}}, {"parent", 2, "1 2 3 2", {2, 0, 6}},
+                {"local", 0, "1 2 3", {1, -3, 2}}, // a quarter turn about x: y to z
+                {"world", 0, "2 0 0", {0, -1, 0}}, // the parent's about z: x to y; its scale is 2
+                {"parent", 0, "1", {1, 0, 0}},     {"parent", 0, "", {0, 0, 0}}};
     node parent({{"rotate", {90, 0, 0, 1}}, {"scale", {2}}});
     for (const auto &row : rows) {
         node x({{"anim", parent.x->name}, {"rotate", {90, 1, 0, 0}}});
         x.update();
         x.set({{"movemode", gensym(row.mode)}, {"lockplane", {row.lockplane}}});
         x.send("move", row.by);
-        x.send("anim_grow", {1, 0, 0.5f, 2});
+        x.send("anim_grow", "1 0 0.5 2");
         x.has({{"position", row.position}, {"scale", {3, 1, 2}}});
     }
 }
@@ -371,18 +352,18 @@ TEST(AnimNode, turns_in_three_frames)
         x.set({{"animmode", gensym(row.mode)}, {"animmode", gensym("sideways")}}); // the latter is ignored
         EXPECT_EQ(x.x->turnmode, gensym(row.mode));
         EXPECT_EQ(x.x->movemode, gensym(row.mode));
-        x.send("turn", {90});
-        x.becomes({{row.changed, row.quat}});
+        x.send("turn", "90");
+        x.with({}, {{row.changed, row.quat}});
     }
     node x;
-    x.send("turn", {0, 30, 0, 3}); // three times 30 degrees about y
+    x.send("turn", "0 30 0 3"); // three times 30 degrees about y
     x.has({{"quat", about_y}});
     x.set({{"tripod", {1}}});
     x.update();
-    x.send("anim_turn", {90}); // about the node's own x, which is -z
+    x.send("anim_turn", "90"); // about the node's own x, which is -z
     const floats tilted = product({0, 0, -r2, r2}, about_y);
-    x.becomes({{"quat", tilted}});
-    x.send("anim_turn", {0, 90}); // about the vertical, whatever the node's own
+    x.with({}, {{"quat", tilted}});
+    x.send("anim_turn", "0 90"); // about the vertical, whatever the node's own
     x.has({{"quat", product(about_y, tilted)}});
 }
 
@@ -399,43 +380,43 @@ TEST(AnimNode, looks_at_points_and_along_directions)
                 {{"direction", {0, 0, 0}}, {0, 0, 1}}};
     for (const auto &row : rows) {
         x.set({row.by});
-        x.becomes({{"worlddir", row.direction}, {"direction", row.direction}});
+        x.with({}, {{"worlddir", row.direction}, {"direction", row.direction}});
         if (&row == rows)
             x.has({{"worldquat", {0, 1, 0, 0}}});
     }
     x.set({{"lookat", {4, 4, 0}}});
-    x.becomes({{"lookat", {1.6f, 0.8f, 0}}}); // read back: the point ahead
+    x.with({}, {{"lookat", {1.6f, 0.8f, 0}}}); // read back: the point ahead
     x.set({{"direction", {0, 0, 7}}});
     x.has({{"direction", {0, 0, 7}}}); // as it was set, until it is done
 
     x.with({{"locklook", {1}}, {"lookat", {9, 0, 0}}}, {{"worlddir", {1, 0, 0}}});
-    x.send("move", {7.95f, 0.1f, -0.1f}); // nearly there: back to where it looked from
-    x.becomes({{"worldpos", {1, 0, 0}}, {"worlddir", {1, 0, 0}}});
-    x.send("move", {0, 8, 0});
-    x.becomes({{"worlddir", {r2, -r2, 0}}});
+    x.send("move", "7.95 0.1 -0.1"); // nearly there: back to where it looked from
+    x.with({}, {{"worldpos", {1, 0, 0}}, {"worlddir", {1, 0, 0}}});
+    x.send("move", "0 8 0");
+    x.with({}, {{"worlddir", {r2, -r2, 0}}});
 
     node camera, child;
     camera.type("vok_gl_camera");
     EXPECT_EQ(camera.x->animmode, gensym("local"));
     EXPECT_EQ(camera.x->turnmode, gensym("parent"));
     camera.send("reset");
-    camera.becomes({{"worldpos", {0, 0, 2}}, {"direction", {0, 0, -1}}});
+    camera.with({}, {{"worldpos", {0, 0, 2}}, {"direction", {0, 0, -1}}});
     camera.with({{"lookat", {3, 0, 2}}}, {{"direction", {1, 0, 0}}});
     child.set({{"anim", camera.x->name}, {"position", {0, 0, 1}}, {"lookat", {10, 0, 2}}});
-    child.becomes({{"worlddir", {1, 0, 0}}}, 1e-5); // an aimed child does without its parent's rotation
+    child.with({}, {{"worlddir", {1, 0, 0}}}, 1e-5); // an aimed child does without its parent's rotation
     child.has({{"worldquat", child.get("quat")}});
 }
 
 TEST(AnimNode, a_tripod_keeps_the_horizon)
 {
     node x({{"tripod", {1}}, {"rotate", {40, 0, 0, 1}}, {"direction", {1, 1, 0.5f}}});
-    x.becomes({{"worlddir", {2.0f / 3, 2.0f / 3, 1.0f / 3}}}, 1e-5);
+    x.with({}, {{"worlddir", {2.0f / 3, 2.0f / 3, 1.0f / 3}}}, 1e-5);
     EXPECT_NEAR(x.get("worldtransform")[1], 0, 1e-5) << "its side is level";
     const floats before = x.get("quat");
     for (const float up : {1.0f, -1.0f}) { // along up: stays as it is
         x.with({{"direction", {0.05f, up, 0}}}, {{"quat", before}}, 0);
     }
-    x.send("move", {1, 2, 3}); // and a node that moved goes back
+    x.send("move", "1 2 3"); // and a node that moved goes back
     x.with({{"direction", {0, 1, 0}}}, {{"worldpos", {0, 0, 0}}, {"quat", before}}, 0);
     x.with({{"up", {0, 0, 3}}, {"direction", {0, 1, 0}}}, {{"worlddir", {0, 1, 0}}}, 1e-5);
     EXPECT_NEAR(x.get("worldtransform")[6], 1, 1e-5);
@@ -446,20 +427,20 @@ TEST(AnimNode, transforms_and_conversions)
     node parent({{"position", {0, 0, 5}}}), x({{"scale", {2, 3}}});
     x.has({{"scale", {2, 3, 0}}});
     x.set({{"scale", {2}}, {"anim", parent.x->name}, {"position", {1, 2, 3}}, {"quat", about_z}});
-    x.answers("localtoworld", {1, 0, 0}, {1, 4, 8}); // brings the node up to date first
-    x.answers("worldtolocal", {1, 4, 8}, {1, 0, 0});
-    x.answers("localtoworld", {1}, {1, 4, 8});
-    x.answers("localtoworld_quat", about_x, product(about_z, about_x));
-    x.answers("worldtolocal_quat", {0, 0, 1}, product({0, 0, -r2, r2}, {0, 0, 1, 0})); // w is 0
-    for (const char *message : {"localtoworld", "worldtolocal", "localtoworld_quat", "worldtolocal_quat"})
-        x.answers(message, {}, {});
+    x.answers("localtoworld", "1 0 0", {1, 4, 8}); // brings the node up to date first
+    x.answers("worldtolocal", "1 4 8", {1, 0, 0});
+    x.answers("localtoworld", "1", {1, 4, 8});
+    x.answers("localtoworld_quat", "0.70710678 0 0 0.70710678", product(about_z, about_x));
+    x.answers("worldtolocal_quat", "0 0 1", product({0, 0, -r2, r2}, {0, 0, 1, 0})); // w is 0
+    for (const char *what : {"localtoworld", "worldtolocal", "localtoworld_quat", "worldtolocal_quat"})
+        x.answers(what, "", {});
 
     const floats m = {0, 2, 0, 0, -2, 0, 0, 0, 0, 0, 2, 0, 1, 2, 3, 1};
     node copy({{"transform", m}});
     x.has({{"transform", m}});
     copy.has({{"position", {1, 2, 3}}, {"scale", {2, 2, 2}}, {"quat", about_z}});
-    copy.becomes({{"worldtransform", m}});
-    copy.send("concat", m);
+    copy.with({}, {{"worldtransform", m}});
+    copy.send("concat", "0 2 0 0 -2 0 0 0 0 0 2 0 1 2 3 1");
     copy.has({{"position", {-3, 4, 9}}, {"worldscale", {4, 4, 4}}, {"worldquat", {0, 0, 1, 0}}}, 1e-5);
     copy.has({{"quat", about_z}}); // that of the interface stays
 
@@ -473,7 +454,7 @@ TEST(AnimNode, transforms_and_conversions)
     EXPECT_EQ(alone.x->flags, vok_anim_parentquat);
     alone.set({{"parentquat", floats{}}});
     EXPECT_EQ(alone.x->flags, vok_anim_no_parent);
-    alone.becomes({{"worldpos", {1, 0, 0}}});
+    alone.with({}, {{"worldpos", {1, 0, 0}}});
     EXPECT_EQ(alone.take({"worldrot", {1, 2, 3, 4}}), VOK_ERR_EROR); // worked out, never set
 }
 
@@ -490,7 +471,7 @@ TEST(AnimNode, clones)
     EXPECT_EQ(other.x->flip, 1);
     EXPECT_EQ(gl.children(), 0);
     EXPECT_EQ(other.children(), 1);
-    a.becomes({{"worldpos", {0, 0, 7}}});
+    a.with({}, {{"worldpos", {0, 0, 7}}});
     camera.type("vok_gl_camera");
     camera.tell("clone", other.x);
     EXPECT_EQ(other.x->node_type, vok_anim_gl_node);

@@ -27,13 +27,8 @@ TEST(Rand, a_seed_gives_the_known_numbers)
 {
     const struct {
         long seed;
-        long first[6];
         uint64_t hash; // of 10000 numbers, h = h * 31 + number; from a few lines of Python
-    } known[] = {
-        {1, {134916847, 1736335518, 1967297434, 1924924592, 1853641197, 1915150339}, 0xeaae458fcd0f5d2e},
-        {-1138, {1869621492, 1900983342, 1780836925, 1962038735, 1774894416, 1911860827}, 0xe7ecaadba50ee35e},
-        {777, {1819266141, 1829275951, 1800640646, 1836596085, 1819268053, 1905958208}, 0x0eac0a287836ad21},
-    };
+    } known[] = {{1, 0xeaae458fcd0f5d2e}, {-1138, 0xe7ecaadba50ee35e}, {777, 0x0eac0a287836ad21}};
     vok_rand(); // the first draw of a process goes elsewhere
     for (const auto &row : known)
         for (int again = 0; again < 2; again++) {
@@ -43,7 +38,6 @@ TEST(Rand, a_seed_gives_the_known_numbers)
             for (int i = 0; i < 10000; i++) {
                 const long number = vok_rand();
                 ASSERT_EQ(number, same.next());
-                ASSERT_TRUE(i > 5 || number == row.first[i]) << "seed " << row.seed << ", number " << i;
                 hash = hash * 31 + static_cast<uint64_t>(number);
             }
             EXPECT_EQ(hash, row.hash) << "seed " << row.seed;
@@ -364,17 +358,16 @@ TEST(Math, approximations_stay_near)
         EXPECT_NEAR(vok_math_fast_sqrt(x) / std::sqrt(x), 1, 1e-4) << x;
         EXPECT_NEAR(vok_math_fast_invsqrt(x) * std::sqrt(x), 1, 2e-3) << x;
     }
-    for (float x = 0; x < 1.5f; x += 0.01f) {
-        EXPECT_NEAR(vok_math_fast_sin(x), std::sin(x), 2e-4) << x;
-        EXPECT_NEAR(vok_math_fast_cos(x), std::cos(x), 1.2e-3) << x;
-    }
-    for (float x = 0; x < 0.78f; x += 0.01f)
-        EXPECT_NEAR(vok_math_fast_tan(x), std::tan(x), 1e-6) << x;
-    for (float x = 0; x <= 1; x += 0.01f) {
-        EXPECT_NEAR(vok_math_fast_acos(x), std::acos(x), 1e-4) << x;
-        EXPECT_NEAR(vok_math_fast_asin(x), std::asin(x), 1e-4) << x;
-        EXPECT_NEAR(vok_math_fast_atan(x), std::atan(x), 1e-6) << x;
-    }
+    const struct {
+        float (*fast)(float), (*exact)(float);
+        float to;
+        double tolerance;
+    } rows[] = {{vok_math_fast_sin, std::sin, 1.5f, 2e-4},  {vok_math_fast_cos, std::cos, 1.5f, 1.2e-3},
+                {vok_math_fast_tan, std::tan, 0.78f, 1e-6}, {vok_math_fast_acos, std::acos, 1, 1e-4},
+                {vok_math_fast_asin, std::asin, 1, 1e-4},   {vok_math_fast_atan, std::atan, 1, 1e-6}};
+    for (const auto &row : rows)
+        for (float x = 0; x <= row.to; x += 0.01f)
+            EXPECT_NEAR(row.fast(x), row.exact(x), row.tolerance) << &row - rows << " at " << x;
     for (const double v : hostile) {
         const auto f = static_cast<float>(std::clamp(v, -3.4e38, 3.4e38));
         for (auto *fn : {vok_math_fast_sqrt, vok_math_fast_invsqrt, vok_math_fast_sin, vok_math_fast_cos,
