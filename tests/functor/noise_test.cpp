@@ -8,53 +8,41 @@ namespace {
 
 class Noise : public Library {};
 
-struct freed {
-    void *block;
-    ~freed() { sysmem_freeptr(block); }
-};
-
 TEST_F(Noise, a_seed_gives_the_same_tables_for_ever)
 {
     int32_t *table = nullptr;
-    for (const long n : {1L, 1024L, 2048L, 1000L}) {
-        for (const long seed : {-1138L, 1L, 77L}) {
+    vok_functor_noise_lattice lattice = {};
+    for (const long n : {1L, 1000L, 2048L, 1024L})
+        for (const long seed : {1L, 77L, -1138L}) {
             const reference_tables expected(n, seed);
-            vok_functor_noise_lattice lattice = {};
             ASSERT_EQ(vok_functor_noise_permutations_init(&table, n, seed), 0);
             ASSERT_EQ(vok_functor_noise_lattice_init(&lattice, n, seed), 0);
-            const freed blocks[] = {{lattice.fixed}, {lattice.float32}, {lattice.float64}};
+            ASSERT_EQ(std::vector<int32_t>(table, table + n), expected.entry) << n << " " << seed;
+            ASSERT_EQ(std::vector<double>(lattice.float64, lattice.float64 + n), expected.value);
             for (long i = 0; i < n; i++) {
-                const double v = expected.value[static_cast<size_t>(i)];
-                ASSERT_EQ(table[i], expected.entry[static_cast<size_t>(i)]) << n << " " << seed << " " << i;
-                ASSERT_EQ(lattice.float64[i], v);
-                ASSERT_EQ(lattice.float32[i], static_cast<float>(v));
-                ASSERT_EQ(lattice.fixed[i], fixed_of(v));
+                ASSERT_EQ(lattice.float32[i], static_cast<float>(lattice.float64[i]));
+                ASSERT_EQ(lattice.fixed[i], fixed_of(lattice.float64[i]));
             }
         }
+    const reference_tables t; // the last one made
+    const double x[] = {3.75, -2.5, 1e5};
+    const float narrow[] = {3.75f, -2.5f, 1e5f};
+    for (const long n : {1L, 2L, 3L}) {
+        const long k = t.hash(cell_of({x, x + n}));
+        EXPECT_EQ(vok_functor_noise_hash_float64_eval(n, x, table, 1023), k);
+        EXPECT_EQ(vok_functor_noise_hash_float32_eval(n, narrow, table, 1023), k);
+        EXPECT_EQ(vok_functor_noise_lattice_float64_eval(n, x, table, lattice.float64, 1023), lattice.float64[k]);
     }
+    EXPECT_EQ(vok_functor_noise_hash_float64_eval(0, x, table, 1023), 0);
+    const int32_t a[] = {fixed_of(0.5), fixed_of(7.25)}, b[] = {fixed_of(-100), fixed_of(3)};
+    EXPECT_EQ(vok_functor_noise_hash_fixed_eval(2, a, table, 1023),
+              vok_functor_noise_hash_fixed_eval(2, b, table, 1023)); // all cells of the fixed format are one
+    sysmem_freeptr(lattice.fixed);
+    sysmem_freeptr(lattice.float32);
+    sysmem_freeptr(lattice.float64);
     EXPECT_EQ(vok_functor_noise_permutations_init(&table, 0, 1), VOK_ERR_INVP);
     EXPECT_EQ(table, nullptr);
     EXPECT_EQ(vok_functor_noise_permutations_init(nullptr, 8, 1), VOK_ERR_INVP);
-}
-
-TEST_F(Noise, the_hash_takes_cells)
-{
-    const reference_tables t;
-    for (size_t dims = 1; dims <= 4; dims++)
-        for (const std::vector<double> &x : places(dims, 40)) {
-            const std::vector<float> narrow(x.begin(), x.end());
-            const long n = static_cast<long>(dims), k = t.hash(cell_of(x));
-            EXPECT_EQ(vok_functor_noise_hash_float64_eval(n, x.data(), t.entry.data(), 1023), k);
-            EXPECT_EQ(vok_functor_noise_hash_float32_eval(n, narrow.data(), t.entry.data(), 1023), k);
-            EXPECT_EQ(vok_functor_noise_lattice_float64_eval(n, x.data(), t.entry.data(), t.value.data(), 1023),
-                      t.value[static_cast<size_t>(k)]);
-        }
-    const double x[] = {3};
-    EXPECT_EQ(vok_functor_noise_hash_float64_eval(0, x, t.entry.data(), 1023), 0);
-    // all cells of the fixed format are one
-    const int32_t a[] = {fixed_of(0.5), fixed_of(7.25)}, b[] = {fixed_of(-100), fixed_of(3)};
-    EXPECT_EQ(vok_functor_noise_hash_fixed_eval(2, a, t.entry.data(), 1023),
-              vok_functor_noise_hash_fixed_eval(2, b, t.entry.data(), 1023));
 }
 
 TEST_F(Noise, cells_and_checkers)
@@ -144,9 +132,7 @@ TEST_F(Noise, gradients_blend_the_corners)
             EXPECT_NEAR(value_at(plain, x), v * 0.5 + 0.5, 1e-12) << dims;
             near_in_float32(plain, x, 1e-4);
         }
-        EXPECT_EQ(
-            wide.interface->evalfloat64(wide.object, static_cast<long>(dims), std::vector<double>(dims, 3).data()),
-            0); // a lattice point
+        EXPECT_EQ(value_at(wide, std::vector<double>(dims, 3)), 0); // a lattice point
     }
     // the directions are made anew for another count, and again for the first
     const functor f("noise.gradient");
@@ -182,12 +168,6 @@ TEST_F(Noise, splines_join_lattice_values)
     EXPECT_TRUE(std::isfinite(f.at32(-1e-10f))); // whose place in the cell rounds to its end
 }
 
-// The three middle corners of the simplex in four dimensions, by the code of the order.
-constexpr uint64_t corner_bits[3][4] = {
-    {0xD0B0000000000000, 0xC4008C00, 0xA20000008A, 0x101000101000101},
-    {0xD1B100A0C0000000, 0xC0000000C5008D88, 0xA000A30000888B, 0x1111000305000503},
-    {0xD1B100A3C5008080, 0xD1800080C5008D8B, 0x80B100A380008D8B, 0x5131002345000D0B}};
-
 std::vector<std::vector<int>> simplex_rows(size_t n)
 {
     // all with one component 0 and the others 1 or -1: those with a 0 in front come first
@@ -221,21 +201,10 @@ double simplex(const reference_tables &t, const std::vector<double> &x, size_t f
         from.push_back(x[i] - (static_cast<double>(c[i]) - total * unskew));
     double result = 0;
     for (size_t corner = 0; corner <= n; corner++) {
-        std::vector<long long> step(n, corner == n);
-        if (corner > 0 && corner < n) {
-            if (n == 4) {
-                const int code = 32 * (from[0] > from[1]) + 16 * (from[0] > from[2]) + 8 * (from[1] > from[2]) +
-                                 4 * (from[0] > from[3]) + 2 * (from[1] > from[3]) + (from[2] > from[3]);
-                for (size_t i = 0; i < 4; i++)
-                    step[i] = corner_bits[corner - 1][i] >> code & 1;
-            } else { // the axes in falling order
-                std::vector<size_t> order = {0, 1, 2};
-                order.resize(n);
-                std::sort(order.begin(), order.end(), [&](size_t a, size_t b) { return from[a] > from[b]; });
-                for (size_t i = 0; i < corner; i++)
-                    step[order[i]] = 1;
-            }
-        }
+        std::vector<long long> step; // along the first axes in falling order of `from`
+        for (const double v : from)
+            step.push_back(std::count_if(from.begin(), from.end(), [v](double w) { return w > v; }) <
+                           static_cast<long>(corner));
         long long k = 0;
         double square = 0, dot = 0;
         for (size_t i = n; i-- > 0;)
@@ -262,20 +231,18 @@ TEST_F(Noise, simplices_sum_their_corners)
             EXPECT_NEAR(value_at(wide, x), v, 1e-9) << dims;
             EXPECT_NEAR(value_at(f, x), v * 0.5 + 0.5, 1e-9) << dims;
             near_in_float32(f, x, 2e-3);
-            if (dims == 4) {
-                EXPECT_EQ(vok_functor_noise_simplex_eval_float64_dim4(wide.object, x.data()), value_at(wide, x));
-            }
         }
+    const double four[] = {0.1, 0.7, -0.3, 2};
+    EXPECT_EQ(vok_functor_noise_simplex_eval_float64_dim4(wide.object, four), wide.at(0.1, 0.7, -0.3, 2));
     // One coordinate goes by the rule of two, with nothing in the directions' second place.
     for (const std::vector<double> &x : places(1, 20))
         EXPECT_NEAR(wide.at(x[0]), simplex(t, {x[0], 0}, 1), 1e-9);
-    const double five[5] = {};
-    EXPECT_EQ(f.interface->evalfloat64(f.object, 5, five), 0);
-    EXPECT_EQ(f.interface->evalfloat64(f.object, 0, five), 0.5);
-    EXPECT_EQ(f.set("tablesize 1024"), 0); // is doubled, and so the same again
-    EXPECT_EQ(f.number("tablesize"), 2048);
-    EXPECT_EQ(f.set("tablesize 2048"), 0);
-    EXPECT_EQ(f.number("tablesize"), 4096);
+    EXPECT_EQ(f.at(0, 0, 0, 0, 0), 0);
+    EXPECT_EQ(value_at(f, {}), 0.5);
+    for (const long size : {1024, 2048}) { // is doubled, and so the same again at first
+        EXPECT_EQ(f.set("tablesize " + std::to_string(size)), 0);
+        EXPECT_EQ(f.number("tablesize"), static_cast<double>(2 * size));
+    }
 }
 
 // The default filter of the convolutions, through the table that they keep.
@@ -311,13 +278,10 @@ TEST_F(Noise, impulses_are_convolved)
     constexpr long density = 3, count = density * 1024;
     numbers_of_seed draw(-1138);
     std::vector<double> weight, position[2];
-    for (long i = 0; i < count; i++) {
-        weight.push_back(static_cast<double>(draw.below(count)) / count);
-        for (int d = 0; d < 32; d++) {
-            const double r = static_cast<double>(draw.below(count)) / count;
-            if (d < 2)
-                position[d].push_back(r);
-        }
+    for (long i = 0; i < 33 * count; i++) { // a weight and 32 places each
+        const double r = static_cast<double>(draw.below(count)) / count;
+        if (i % 33 < 3)
+            (i % 33 ? position[i % 33 - 1] : weight).push_back(r);
     }
     const functor f("noise.sparse.convolution");
     for (const std::vector<double> &x : places(2, 12)) {
@@ -339,15 +303,22 @@ TEST_F(Noise, impulses_are_convolved)
     EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(f.object, fixed_of(4.01)), 0);
     const functor box("noise.sparse.convolution; filter box"); // which gets this class's width, 0
     EXPECT_NEAR(box.at(0.3, 0.3), 0, 0.2);
-    EXPECT_EQ(box.set("width 2."), 0);
-    EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(1)), 65536);
-    EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(1.02)), 0);
-    EXPECT_EQ(box.set("filter width 3."), 0); // the table follows what the filter is told
-    EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(1.02)), 65536);
-    EXPECT_EQ(box.set("filter width 2."), 0);
-    EXPECT_EQ(box.set("kernel 0"), 0); // asked each time
-    EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(0.5)), 65536);
-    EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(1.02)), 0);
+    const struct {
+        const char *setting;
+        double square;
+        int32_t value;
+    } rows[] = {{"width 2.", 1, 65536},
+                {"width 2.", 1.02, 0},
+                {"filter width 3.", 1.02, 65536}, // the table follows what the filter is told
+                {"filter width 2.", 1.02, 0},
+                {"kernel 0", 0.5, 65536}, // asked each time
+                {"kernel 0", 1.02, 0},
+                {"fastsqrt 0", 0.5, 65536}};
+    for (const auto &row : rows) {
+        EXPECT_EQ(box.set(row.setting), 0);
+        EXPECT_EQ(vok_functor_noise_sparse_convolution_kernel_fixed(box.object, fixed_of(row.square)), row.value)
+            << row.setting;
+    }
 }
 
 // The squared distances and marks of all features near a place, nearest first.
@@ -399,11 +370,9 @@ TEST_F(Noise, voronoi_finds_the_nearest)
     EXPECT_EQ(square.at(0.1, 0.2), 0.5);
     EXPECT_EQ(square.at(7.9, -3), 0.5);
     EXPECT_TRUE(std::isfinite(many.at(0.1, 0.2)));
-    EXPECT_EQ(many.set("combiner sub"), VOK_ERR_EROR);
+    for (const char *text : {"combiner sub", "features 0", "shape round", "metric 5"})
+        EXPECT_EQ(many.set(text), VOK_ERR_EROR) << text;
     EXPECT_EQ(vok_attr_getsym(many.object, gensym("combiner")), gensym("add"));
-    EXPECT_EQ(many.set("features 0"), VOK_ERR_EROR);
-    EXPECT_EQ(many.set("shape round"), VOK_ERR_EROR);
-    EXPECT_EQ(many.set("metric 5"), VOK_ERR_EROR);
     EXPECT_NE(many.set("distance nothing"), 0);
     EXPECT_EQ(many.at(0.1, 0.2), 0);
 }
