@@ -285,26 +285,27 @@ TEST(Math, ranges)
 
 TEST(Math, forwards)
 {
-    // volatile: the library's value, not the compiler's, which may be another at the last bit
-    volatile double x = 0.7;
 #define PAIR(name)                                                                                                \
     {                                                                                                             \
         vok_math_##name, std::name                                                                                \
     }
     const struct {
         double (*ours)(double), (*library)(double);
-    } pairs[] = {PAIR(sin),   PAIR(cos),   PAIR(tan),   PAIR(asin),  PAIR(acos),  PAIR(atan),
-                 PAIR(sinh),  PAIR(cosh),  PAIR(tanh),  PAIR(asinh), PAIR(atanh), PAIR(exp),
-                 PAIR(expm1), PAIR(exp2),  PAIR(log),   PAIR(log2),  PAIR(log10), PAIR(sqrt),
-                 PAIR(ceil),  PAIR(floor), PAIR(round), PAIR(trunc)};
+    } pairs[] = {PAIR(sin),  PAIR(cos),   PAIR(tan),   PAIR(asin),  PAIR(acos),  PAIR(atan),
+                 PAIR(sinh), PAIR(cosh),  PAIR(tanh),  PAIR(asinh), PAIR(acosh), PAIR(atanh),
+                 PAIR(exp),  PAIR(expm1), PAIR(exp2),  PAIR(log),   PAIR(log2),  PAIR(log10),
+                 PAIR(sqrt), PAIR(ceil),  PAIR(floor), PAIR(round), PAIR(trunc)};
 #undef PAIR
-    for (const auto &pair : pairs)
-        EXPECT_EQ(pair.ours(x), pair.library(x)) << &pair - pairs;
-    EXPECT_EQ(vok_math_acosh(x + 1), std::acosh(x + 1));
+    for (volatile double x : {0.7, 1.7, -2.5}) // the library's value, not the compiler's, which may be another
+        for (const auto &pair : pairs) {
+            const double wanted = pair.library(x), found = pair.ours(x);
+            EXPECT_TRUE(found == wanted || (std::isnan(found) && std::isnan(wanted)))
+                << &pair - pairs << " of " << x;
+        }
+    volatile double x = 0.7;
     EXPECT_EQ(vok_math_atan2(x, -2), std::atan2(x, -2));
     EXPECT_EQ(vok_math_pow(x, 3), std::pow(x, 3));
     EXPECT_EQ(vok_math_hypot(3, 4), 5);
-    EXPECT_EQ(vok_math_round(-2.5), -3);
 }
 
 TEST(Math, bessel)
@@ -322,11 +323,6 @@ TEST(Math, bessel)
     EXPECT_EQ(vok_math_j1(nan), 0);
     EXPECT_EQ(vok_math_j1(0), 0);
     EXPECT_EQ(vok_math_j1(4), vok_math_j1_0(4));
-    for (const double x : {9.0, 30.0})
-        EXPECT_NEAR(vok_math_j1(x),
-                    (std::cos(x - 3 * M_PI / 4) * vok_math_p1(x) - std::sin(x - 3 * M_PI / 4) * vok_math_q1(x)) *
-                        std::sqrt(2 / M_PI / x),
-                    1e-15);
 }
 
 TEST(Math, powers_of_two_and_tests)
