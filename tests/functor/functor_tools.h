@@ -9,6 +9,7 @@
 #include <vokra/attributes.h>
 #include <vokra/functor.h>
 #include <vokra/functor_evaluate.h>
+#include <vokra/kernel.h>
 #include <vokra/mop.h>
 #include <vokra/numerics.h>
 
@@ -121,28 +122,22 @@ struct filler {
                                       list.data() + 1);
     }
     // Calculates with the input, or without data there.
-    long run(void *out, void *in = nullptr) const
+    long run(vok_matrix *out, vok_matrix *in = nullptr) const
     {
-        void *none = in ? nullptr : vok_object_new(gensym("vok_mop_io"));
-        void *lists[2] = {vok_object_new(gensym("vok_linklist")), vok_object_new(gensym("vok_linklist"))};
-        send_words(lists[0], "append", as_word(in ? in : none));
-        send_words(lists[1], "append", as_word(out));
-        const long result = send_words(object, "matrix_calc", as_word(lists[0]), as_word(lists[1]));
-        for (void *list : lists) {
-            send_words(list, "chuckindex", 0);
-            vok_object_free(list);
-        }
-        if (none)
-            vok_object_free(none);
+        void *none = vok_object_new(gensym("vok_mop_io")), *inputs = vok_linklist_new(),
+             *outputs = vok_linklist_new();
+        vok_linklist_append(inputs, in ? in : none);
+        vok_linklist_append(outputs, out);
+        const long result = send_words(object, "matrix_calc", as_word(inputs), as_word(outputs));
+        vok_linklist_chuck(inputs);
+        vok_linklist_chuck(outputs);
+        vok_object_free(none);
         return result;
     }
 };
 
 template <typename T> T *cell(vok_matrix *m, long x, long y = 0, long z = 0)
 {
-    vok_matrix_info info;
-    send_words(m, "getinfo", as_word(&info));
-    unsigned char *data = nullptr;
-    send_words(m, "getdata", as_word(&data));
-    return reinterpret_cast<T *>(data + z * info.dimstride[2] + y * info.dimstride[1]) + x * info.planecount;
+    const long *stride = m->info.dimstride;
+    return reinterpret_cast<T *>(m->data + z * stride[2] + y * stride[1] + x * stride[0]);
 }

@@ -71,10 +71,7 @@ constexpr const char *precision = std::is_same_v<T, int32_t> ? "fixed"
 
 template <typename T> T of(double v)
 {
-    if constexpr (std::is_same_v<T, int32_t>)
-        return fixed_of(v);
-    else
-        return static_cast<T>(v);
+    return static_cast<T>(std::is_same_v<T, int32_t> ? fixed_of(v) : v);
 }
 
 template <typename T> T sum(T a, T b)
@@ -86,24 +83,22 @@ template <typename T> T sum(T a, T b)
 // What a value becomes in a cell, as the table of the evaluator has it.
 template <typename Out, typename T> Out stored(T v, T w)
 {
+    const auto wrap = [](long p) { return static_cast<int32_t>(static_cast<uint32_t>(p)); };
+    const auto limited = [](auto x) { return static_cast<Out>(x > 0 ? std::min<decltype(x)>(x, 255) : 0); };
     if constexpr (std::is_same_v<T, int32_t>) {
-        const auto wrap = [](long long p) { return static_cast<int32_t>(static_cast<uint32_t>(p)); };
+        const long high = v >> 8, low = w >> 8;
         if constexpr (std::is_same_v<Out, uint8_t>)
-            return static_cast<uint8_t>(
-                std::clamp(wrap(static_cast<long long>(v >> 8) * (wrap((w >> 8) * 0xFF00LL) >> 8)), 0, 255));
+            return limited(wrap(high * (wrap(low * 0xFF00) >> 8)));
         else if constexpr (std::is_same_v<Out, int32_t>)
-            return wrap(static_cast<long long>(wrap((w >> 8) * 0x7FFFFFLL) >> 8) * (v >> 8));
+            return wrap((wrap(low * 0x7FFFFF) >> 8) * high);
         else
-            return static_cast<Out>(wrap(static_cast<long long>(v >> 8) * (w >> 8)));
-    } else if constexpr (std::is_same_v<Out, uint8_t>) {
-        const T scaled = std::trunc(v * w * 255);
-        return static_cast<uint8_t>(std::isnan(scaled) ? 0 : std::clamp(scaled, T(0), T(255)));
-    } else if constexpr (std::is_same_v<Out, int32_t>) {
-        const double scaled = std::trunc(static_cast<double>(v * w) * 2147483647.0);
-        return scaled >= -2147483648.0 && scaled <= 2147483647.0 ? static_cast<int32_t>(scaled) : INT32_MIN;
-    } else {
+            return static_cast<Out>(wrap(high * low));
+    } else if constexpr (std::is_same_v<Out, uint8_t>)
+        return limited(std::trunc(v * w * 255)); // NaN becomes 0
+    else if constexpr (std::is_same_v<Out, int32_t>)
+        return fixed_of(static_cast<double>(v * w) * (2147483647.0 / 65536));
+    else
         return static_cast<Out>(v * w);
-    }
 }
 
 template <typename T> bool same_bits(T a, T b)
@@ -125,12 +120,10 @@ template <typename T> struct evaluator : filler {
     }
 };
 
-constexpr double origins[3] = {-1.25, 0.5, 3.0}, scales[3] = {9.5, -4.0, 1.5};
-constexpr double weights[2] = {1.0, -0.3};
-
 // Fills a grid and compares each cell with the functor at coordinates that run on as told.
 template <typename T, typename Out> void check(const std::string &s, const functor &f, const char *type, long dims)
 {
+    const double origins[] = {-1.25, 0.5, 3.0}, scales[] = {9.5, -4.0, 1.5}, weights[] = {1.0, -0.3};
     const long size[3] = {dims == 2 ? 301 : 67, dims == 2 ? 3 : 2, dims == 2 ? 1 : 2};
     matrix m(dims == 2 ? shape(type, 2, {size[0], size[1]}) : shape(type, 2, {size[0], size[1], size[2]}));
     const evaluator<T> e(s);
@@ -139,32 +132,28 @@ template <typename T, typename Out> void check(const std::string &s, const funct
     e.set("weight 1.0 -0.3");
     ASSERT_EQ(e.run(m), 0);
 
-    double table[32][32]; // how far the planes lie apart
+    T table[32][32]; // how far the planes lie apart
     vok_rand_setseed(-1138);
     for (auto &row : table)
-        for (double &entry : row)
-            entry = (static_cast<double>(vok_rand()) + 0.5) / 4294967296.0 * 10;
-    T start[3], step[3], x[3], c[3];
+        for (T &entry : row)
+            entry = of<T>((static_cast<double>(vok_rand()) + 0.5) / 4294967296.0 * 10);
+    std::vector<T> axis[3];
     for (long d = 0; d < dims; d++) {
-        start[d] = x[d] = of<T>(origins[d]);
-        step[d] = of<T>(scales[d] / static_cast<double>(size[d] - 1));
+        const T step = of<T>(scales[d] / static_cast<double>(size[d] - 1));
+        for (long i = 0; i < size[d]; i++)
+            axis[d].push_back(i ? sum(axis[d].back(), step) : of<T>(origins[d]));
     }
-    for (long k = 0; k<size[2]; k++, x[2] = dims> 2 ? sum(x[2], step[2]) : x[2]) {
-        x[1] = start[1];
-        for (long j = 0; j < size[1]; j++, x[1] = sum(x[1], step[1])) {
-            x[0] = start[0];
-            for (long i = 0; i < size[0]; i++, x[0] = sum(x[0], step[0])) {
-                for (long p = 0; p < 2; p++) {
-                    for (long d = 0; d < dims; d++)
-                        c[d] = sum(x[d], of<T>(table[d][p]));
-                    const Out expected = stored<Out>(eval(f, dims, c), of<T>(weights[p]));
-                    ASSERT_TRUE(same_bits(cell<Out>(m, i, j, k)[p], expected))
-                        << s << ", " << precision<T> << " into " << type << ", " << dims << " dimensions, cell "
-                        << i << " " << j << " " << k << " plane " << p << ": " << +cell<Out>(m, i, j, k)[p]
-                        << ", not " << +expected;
-                }
-            }
-        }
+    for (long n = 0; n < 2 * size[0] * size[1] * size[2]; n++) {
+        const long p = n % 2, cells = n / 2;
+        const long at[] = {cells % size[0], cells / size[0] % size[1], cells / size[0] / size[1]};
+        T c[3];
+        for (long d = 0; d < dims; d++)
+            c[d] = sum(axis[d][static_cast<size_t>(at[d])], table[d][p]);
+        const Out expected = stored<Out>(eval(f, dims, c), of<T>(weights[p])),
+                  found = cell<Out>(m, at[0], at[1], at[2])[p];
+        ASSERT_TRUE(same_bits(found, expected))
+            << s << ", " << precision<T> << " into " << type << ", " << dims << " dimensions, cell " << at[0]
+            << " " << at[1] << " " << at[2] << " plane " << p << ": " << +found << ", not " << +expected;
     }
 }
 
