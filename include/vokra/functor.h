@@ -93,8 +93,9 @@ VOKRA_EXPORT vok_err vok_functor_new_object_with_interface(void **object_out,
 /* Frees what the wrapper holds and puts a new functor in. 0 or INVP. */
 VOKRA_EXPORT vok_err vok_functor_wrapper_init(vok_functor_wrapper *wrapper, void *ignored, symbol *name);
 
-/* Frees the arrays and allocates new ones, not cleared. 0, or INVP for a null record or
- * no memory: the arrays that came before the failure stand, the rest is null. */
+/* Frees the arrays and allocates new ones, not cleared. 0, or INVP for a null record, a
+ * count outside 0 to 2^31 - 1 and no memory: the arrays that came before the failure stand,
+ * the rest is null. */
 VOKRA_EXPORT vok_err vok_functor_combined_dynarray_init(vok_functor_combined_dynarray *array, long count);
 /* Frees the arrays and clears the record. 0 or INVP. */
 VOKRA_EXPORT vok_err vok_functor_combined_dynarray_destroy(vok_functor_combined_dynarray *array);

@@ -127,7 +127,7 @@ VOKRA_EXPORT double vok_math_fmod(double a, double b);
  * at both ends into lo to hi, hi included. Bounds in either order. An empty range
  * gives lo. An x that is infinite or not a number gives NaN, and so does a bound
  * that isn't one. Between bounds of which one is infinite, x is kept inside and
- * becomes lo outside. */
+ * becomes the finite one outside. */
 VOKRA_EXPORT double vok_math_wrap(double x, double lo, double hi);
 VOKRA_EXPORT double vok_math_fold(double x, double lo, double hi);
 /* Bessel function of the first kind of order 1, for x of -8 and above; 0 for any
