@@ -10,6 +10,8 @@
 #include "matrix/matrix_tools.h"
 #include "scratch.h"
 
+#include "geometry/rotations.h"
+
 namespace {
 
 using floats = std::vector<float>;
@@ -101,27 +103,32 @@ TEST(AnimNode, a_tree_is_the_product_of_its_matrices)
     constexpr size_t count = 60;
     node nodes[count];
     size_t parents[count] = {};
-    vok_mat4 wanted[count];
+    square_matrix<4> wanted[count];
     const auto place = [&](size_t i, const vok_vec3 &p) {
         vok_quat q = {real(random), real(random), real(random), real(random)};
         vok_quat_normalize(&q);
         const float scale = 1 + 0.3f * real(random);
         nodes[i].set({{"position", {p.x, p.y, p.z}}, {"quat", {q.x, q.y, q.z, q.w}}, {"scale", {scale}}});
-        vok_mat4_identity(&wanted[i]);
-        vok_mat4_from_quat(&wanted[i], &q);
-        for (int k = 0; k < 12; k++)
-            wanted[i].e[k] *= scale;
-        vok_mat4_set_translation(&wanted[i], &p);
+        wanted[i] = {};
+        wanted[i].e[3][3] = 1;
+        for (size_t k = 0; k < 9; k++)
+            wanted[i].e[k / 3][k % 3] = static_cast<double>(scale) * of_quat(&q.x).e[k / 3][k % 3];
+        for (size_t k = 0; k < 3; k++)
+            wanted[i].e[k][3] = (&p.x)[k];
         if (i)
-            vok_mat4_mult(&wanted[i], &wanted[parents[i]], &wanted[i]);
+            wanted[i] = wanted[parents[i]] * wanted[i];
     };
     const auto check = [&](size_t i) {
         SCOPED_TRACE(i);
-        nodes[i].has({{"worldtransform", floats(wanted[i].e, wanted[i].e + 16)}}, 2e-5);
-        vok_mat4 unit;
-        std::copy_n(nodes[i].get("invtransform").data(), 16, unit.e);
-        vok_mat4_mult(&unit, &unit, &wanted[i]);
-        near(floats(unit.e, unit.e + 16), {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, 1e-4, "inverse");
+        const floats world = nodes[i].get("worldtransform"), back = nodes[i].get("invtransform");
+        square_matrix<4> inverse;
+        for (size_t k = 0; k < 16; k++) { // columns behind each other
+            EXPECT_NEAR(world[k], wanted[i].e[k % 4][k / 4], 2e-5) << "element " << k;
+            inverse.e[k % 4][k / 4] = back[k];
+        }
+        const square_matrix<4> unit = inverse * wanted[i];
+        for (size_t k = 0; k < 16; k++)
+            EXPECT_NEAR(unit.e[k / 4][k % 4], k % 5 == 0, 1e-4) << "element " << k << " of the inverse";
     };
     for (size_t i = 0; i < count; i++) {
         parents[i] = i ? static_cast<size_t>(random()) % i : 0;
@@ -133,12 +140,12 @@ TEST(AnimNode, a_tree_is_the_product_of_its_matrices)
         nodes[i].update();
         check(i);
     }
-    const float *from = wanted[0].e + 12, by[] = {5 - from[0], -from[1], -from[2]};
+    const double by[] = {5 - wanted[0].e[0][3], -wanted[0].e[1][3], -wanted[0].e[2][3]};
     nodes[0].set({{"position", {5, 0, 0}}}); // all below follow from the top
     nodes[0].update(1);
     for (size_t i = 0; i < count; i++) {
-        for (int k = 0; k < 3; k++)
-            wanted[i].e[12 + k] += by[k];
+        for (size_t k = 0; k < 3; k++)
+            wanted[i].e[k][3] += by[k];
         check(i);
     }
 }

@@ -10,26 +10,35 @@
 #include <vokra/vokra.h>
 #include <zan/zan.h>
 
+#include "geometry/rotations.h"
+
 namespace {
 
 constexpr double degree = std::numbers::pi / 180, r2 = 0.70710678118654752;
 
+using matrix = square_matrix<3>;
+
 // Turns about x, y or z, counter-clockwise seen from their tips, the first of the order outermost.
-vok_mat3 in_order(const std::string &order, const std::vector<double> &xyz)
+matrix in_order(const std::string &order, const std::vector<double> &xyz)
 {
-    vok_mat3 all = {{1, 0, 0, 0, 1, 0, 0, 0, 1}}, one;
-    for (const char name : order) {
-        const vok_vec3 axis = {name == 'x' ? 1.0f : 0, name == 'y' ? 1.0f : 0, name == 'z' ? 1.0f : 0};
-        vok_mat3_from_axisangle(&one, &axis, static_cast<float>(xyz[static_cast<size_t>(name - 'x')] * degree));
-        vok_mat3_mult(&all, &all, &one);
+    matrix all{{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}}};
+    for (const char axis : order) {
+        const size_t i = static_cast<size_t>(axis - 'x' + 1) % 3, j = (i + 1) % 3;
+        const double angle = xyz[static_cast<size_t>(axis - 'x')] * degree;
+        matrix one{};
+        one.e[3 - i - j][3 - i - j] = 1;
+        one.e[i][i] = one.e[j][j] = std::cos(angle);
+        one.e[j][i] = std::sin(angle);
+        one.e[i][j] = -one.e[j][i];
+        all = all * one;
     }
     return all;
 }
 
-void expect_same(const vok_mat3 &a, const vok_mat3 &b)
+void expect_same(const matrix &a, const matrix &b)
 {
-    for (int i = 0; i < 9; i++)
-        EXPECT_NEAR(a.e[i], b.e[i], 2e-6) << "element " << i;
+    for (size_t i = 0; i < 9; i++)
+        EXPECT_NEAR(a.e[i / 3][i % 3], b.e[i / 3][i % 3], 2e-6) << "element " << i;
 }
 
 class QuatInterface : public testing::Test {
@@ -49,15 +58,7 @@ class QuatInterface : public testing::Test {
         for (size_t i = 0; i < wanted.size(); i++)
             EXPECT_NEAR(static_cast<double>(found[i]), wanted[i], tolerance) << "value " << i;
     }
-    void expect_turned(const vok_mat3 &wanted)
-    {
-        const vok_quat q = {x->quat[0], x->quat[1], x->quat[2], x->quat[3]};
-        vok_mat4 m;
-        vok_mat4_from_quat(&m, &q);
-        vok_mat3 found;
-        vok_mat3_from_mat4(&found, &m);
-        expect_same(found, wanted);
-    }
+    void expect_turned(const matrix &wanted) { expect_same(of_quat(x->quat), wanted); }
     vok_quat_interface *x;
 };
 

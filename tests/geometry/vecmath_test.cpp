@@ -8,6 +8,8 @@
 
 #include <vokra/vokra.h>
 
+#include "geometry/rotations.h"
+
 namespace {
 
 void near(const float *a, const std::vector<double> &b, double tolerance = 1e-5)
@@ -44,11 +46,9 @@ template <typename M> void is_identity(const M &m, double tolerance)
 
 vok_vec3 rotated(const vok_quat &q, const vok_vec3 &v)
 {
-    const double x = q.x, y = q.y, z = q.z, w = q.w;
-    const auto sum = [&](double a, double b, double c) { return static_cast<float>(a * v.x + b * v.y + c * v.z); };
-    return {sum(1 - 2 * (y * y + z * z), 2 * (x * y - w * z), 2 * (x * z + w * y)),
-            sum(2 * (x * y + w * z), 1 - 2 * (x * x + z * z), 2 * (y * z - w * x)),
-            sum(2 * (x * z - w * y), 2 * (y * z + w * x), 1 - 2 * (x * x + y * y))};
+    const auto r = of_quat(&q.x).e;
+    const auto row = [&](size_t i) { return static_cast<float>(r[i][0] * v.x + r[i][1] * v.y + r[i][2] * v.z); };
+    return {row(0), row(1), row(2)};
 }
 
 class Vecmath : public testing::Test {
