@@ -15,9 +15,7 @@ inline atom typed_atom(short type, long value = 0)
 }
 inline atom dollsym_atom(const char *name)
 {
-    atom a = A(name);
-    a.type = argtype_dollsym;
-    return a;
+    return typed_atom(argtype_dollsym, W(S(name)));
 }
 // The same tag and the same value; any NaN is like any other.
 inline bool same_atom(const atom &a, const atom &b)

@@ -9,13 +9,12 @@ inline symbol *S(const char *text)
     return gensym(text);
 }
 
-template <class T> zan_word W(T *p)
+template <class T> zan_word W(T value)
 {
-    return reinterpret_cast<zan_word>(p);
-}
-inline zan_word W(long value)
-{
-    return value;
+    if constexpr (std::is_pointer_v<T>)
+        return reinterpret_cast<zan_word>(value);
+    else
+        return value;
 }
 
 template <class... Words> zan_word send(void *x, const char *message, Words... words)

@@ -45,18 +45,6 @@ TEST_F(Outlets, NewOnesLieLeftAppendedOnesRight)
     EXPECT_FALSE(x.outlet(7) || x.outlet(-1) || outlet_new(nullptr, nullptr) || proxy_new(x, -1, nullptr));
 }
 
-TEST_F(Outlets, EachKindOfMessageArrives)
-{
-    relay a(nullptr, 1), b("b");
-    wire(a, 0, b, 0);
-    atom list[] = {A(1), A(2.5)};
-    EXPECT_TRUE(outlet_bang(a.outlet()) && outlet_int(a.outlet(), -4) && outlet_float(a.outlet(), 0.5) &&
-                outlet_list(a.outlet(), nullptr, 2, list) && outlet_anything(a.outlet(), S("hello"), 1, list));
-    EXPECT_EQ(trail,
-              words({"b:0 bang", "b:0 int -4", "b:0 float 0.500000f", "b:0 list 1 2.500000f", "b:0 hello 1"}));
-    EXPECT_FALSE(outlet_bang(nullptr) || outlet_bang(b)); // no outlet
-}
-
 TEST_F(Outlets, WhatABoxThrowsIsItsErrorAndItsSenderGoesOn)
 {
     relay a("a", 1), b("b"), c("c"), d("d");
@@ -71,11 +59,20 @@ TEST_F(Outlets, WhatABoxThrowsIsItsErrorAndItsSenderGoesOn)
 
 TEST_F(Outlets, CordsAreServedInTheOrderOfMakingAndABoxAtItsRightInletsFirst)
 {
-    relay a(nullptr, 1), b("b", 0, 2), c("c", 0, 1);
+    relay a(nullptr, 2), b("b", 0, 2), c("c", 0, 1);
     for (const auto &[to, inlet] : {std::pair<void *, long>(b, 0), {c, 1}, {b, 2}, {b, 1}, {c, 0}})
         wire(a, 0, to, inlet);
     a.hears("hello");
     EXPECT_EQ(trail, words({"b:2 hello", "b:1 hello", "b:0 hello", "c:1 hello", "c:0 hello"}));
+    trail.clear();
+    wire(a, 1, b, 1); // each kind of message
+    void *o = a.outlet(1);
+    atom list[] = {A(1), A(2.5)};
+    EXPECT_TRUE(outlet_bang(o) && outlet_int(o, -4) && outlet_float(o, 0.5) && outlet_list(o, nullptr, 2, list) &&
+                outlet_anything(o, S("hello"), 1, list));
+    EXPECT_EQ(trail,
+              words({"b:1 bang", "b:1 int -4", "b:1 float 0.500000f", "b:1 list 1 2.500000f", "b:1 hello 1"}));
+    EXPECT_FALSE(outlet_bang(nullptr) || outlet_bang(b)); // no outlet
 }
 
 TEST_F(Outlets, WrongCordsGiveTheirErrorAndChangeNothing)
@@ -358,25 +355,18 @@ TEST_F(Outlets, ABoxOrOutletIsFreedWhenMessagesOfTheSchedulerHaveEnded)
     for (const bool box : {true, false}) {
         relay from(nullptr, 1), to("to");
         wire(from, 0, to, 0);
-        std::atomic<bool> inside{false}, freeing{false};
-        bool ended = false;
+        std::atomic<int> stage{0};
         to.does([&](symbol *, long, atom *) {
-            inside = true;
-            while (!freeing)
-                std::this_thread::yield();
+            stage = 1;
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            ended = true;
+            stage = 2;
         });
         const timed clock([&] { outlet_bang(from.outlet()); });
         clock_delay(clock, 0);
-        while (!inside)
+        while (!stage)
             std::this_thread::yield();
-        freeing = true;
-        if (box)
-            to.drop();
-        else
-            outlet_delete(from.outlet());
-        EXPECT_TRUE(ended);
+        box ? to.drop() : outlet_delete(from.outlet());
+        EXPECT_EQ(stage, 2) << box;
     }
 }
 

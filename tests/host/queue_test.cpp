@@ -133,14 +133,12 @@ TEST_F(Queue, AQelemOrClockMayFreeItsOwnerAndItselfAndWhatWaitsBehindIt)
             rung++;
         });
         in_scheduler([&] {
-            clock ? clock_delay(own, 0) : qelem_set(own);
-            later(*owner, "never", defer_low);
+            if (clock)
+                clock_delay(own, 0);
+            else
+                qelem_set(own), later(*owner, "never", defer_low);
         });
-        wait_for([&] {
-            if (!clock)
-                zan_service();
-            return rung == 1 + clock;
-        });
+        wait_for([&] { return zan_service() >= 0 && rung == 1 + clock; });
     }
     EXPECT_EQ(served(), "0");
 }

@@ -81,8 +81,7 @@ TEST_F(surfaces, every_kind_of_png_is_read)
     for (const auto &[colour, depth] : of)
         for (const auto &[wide, high] : sizes)
             for (int variant = 0; variant < 4; ++variant) {
-                SCOPED_TRACE(testing::Message() << "colour type " << colour << " depth " << depth << " " << wide
-                                                << "x" << high << " variant " << variant);
+                SCOPED_TRACE(testing::Message() << colour << " " << depth << " " << wide << " " << variant);
                 png p{wide, high, depth, colour, bool(variant & 1)};
                 const uint32_t levels = 1u << depth;
                 p.samples.resize(size_t(wide) * high * size_t(channels(colour)));
@@ -99,16 +98,12 @@ TEST_F(surfaces, every_kind_of_png_is_read)
                 for (const auto &[name, data] : {std::pair("PLTE", plte), {"tRNS", trns}})
                     p.chunks += data.empty() ? "" : png_chunk(name, data);
                 const auto meant = [&](uint32_t x, uint32_t y, int c) -> double { // red, green, blue, alpha
-                    const uint16_t v = p.sample(x, y, 0);
+                    const size_t v = p.sample(x, y, 0);
                     if (p.colour == palette)
-                        return static_cast<unsigned char>(c < 3 ? plte[size_t(3 * v + c)]
-                                                                : (trns + "\xff")[trns.empty() ? 0 : v]);
+                        return c < 3 ? uint8_t(plte[3 * v + size_t(c)]) : trns.empty() ? 255 : uint8_t(trns[v]);
+                    const int from = c == 3 ? channels(p.colour) - 1 : p.colour & 2 ? c : 0;
                     if (c < 3 || p.colour & 4)
-                        return std::round(p.sample(x, y,
-                                                   c == 3         ? channels(p.colour) - 1
-                                                   : p.colour & 2 ? c
-                                                                  : 0) *
-                                          255.0 / (levels - 1));
+                        return std::round(p.sample(x, y, from) * 255.0 / (levels - 1));
                     bool clear = !trns.empty();
                     for (int i = 0; i < channels(p.colour); ++i)
                         clear = clear && p.sample(x, y, i) == p.sample(0, 0, i);

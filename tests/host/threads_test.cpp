@@ -130,7 +130,6 @@ TEST(Threads, BadHandlesGiveInvalidPointer)
 TEST(Threads, ThreadsWithoutAHandleAndWithStacksOfAnySizeRun)
 {
     static std::atomic<int> ran;
-    ran = 0;
     const auto count = [](void *) -> void * { return ran++, nullptr; };
     for (const long stack : {0L, 1L, 100001L, 1L << 20})
         EXPECT_EQ(systhread_create(count, nullptr, stack, 0, 0, nullptr), 0) << stack;
