@@ -152,7 +152,6 @@ TEST_F(Outlets, OtherFormsOfAMessage)
         {"list int", "float", {half}, "int 2"},
         {"int", "list", {three, half}, "int 3"},
         {"float", "list", {three, half}, "float 3.000000"},
-        {"list", "list", {three, half}, "list 3 2.750000f"},
         {"bang", "list", {}, "bang"},
         {"bang", "int", {three}, ""},
         {"hello", "list", {hello, three}, "hello 3"},

@@ -106,7 +106,6 @@ TEST_F(Report, TheReceiverKeepsWhatItIsTold)
         {"hidemenubar", {}, "getmenubar", "0"},
         {"showmenubar", {}, "getmenubar", "1"},
         {"hidecursor", {}, "getcursor", "0"},
-        {"showcursor", {}, "getcursor", "1"},
         {"setpollthrottle", {A(7)}, "getpollthrottle", "7"},
         {"setqueuethrottle", {A(-3)}, "getqueuethrottle", "1"},
         {"launchbrowser", {A("http://example.org")}, "getpage", "http://example.org"},

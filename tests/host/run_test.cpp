@@ -21,6 +21,12 @@ class Run : public testing::Test {
   protected:
     void SetUp() override
     {
+        const auto report = [](void *told, long, void *, const char *text) {
+            char place[200];
+            zan_place_text(zan_report_place(), place, sizeof place);
+            static_cast<words *>(told)->push_back(std::string(place) + " | " + text);
+        };
+        zan_set_reporter(report, &reports);
         zan_start();
         zan_service();
         zan_set_frame_limit(0);
@@ -29,26 +35,17 @@ class Run : public testing::Test {
     void TearDown() override
     {
         EXPECT_EQ(zan_set_clock(zan_clock_real), 0);
-        EXPECT_TRUE(reports.take().empty());
+        zan_set_reporter(nullptr, nullptr);
+        EXPECT_EQ(reports, words());
     }
-    report_catcher reports;
-};
-
-// Places as the reporter sees them, in front of the text.
-struct placed_reports {
-    placed_reports()
+    words take() { return std::exchange(reports, {}); }
+    std::string one_report()
     {
-        zan_set_reporter(
-            [](void *data, long, void *, const char *text) {
-                char place[200];
-                zan_place_text(zan_report_place(), place, sizeof place);
-                static_cast<placed_reports *>(data)->all.push_back(std::string(place) + " | " + text);
-            },
-            this);
+        EXPECT_EQ(reports.size(), 1u);
+        return testing::PrintToString(take());
     }
-    ~placed_reports() { zan_set_reporter(nullptr, nullptr); }
-    words take() { return std::exchange(all, {}); }
-    words all;
+
+    words reports; // with their places in front
 };
 
 // ---- virtual time ----
@@ -108,7 +105,7 @@ TEST_F(Run, WhatNeverSettlesKeepsNothingFromGoingOn)
     clock_delay(spinner, 0);
     EXPECT_EQ(zan_run_until(6.5), zan_ran_until);
     EXPECT_EQ(spins, 2 * 65536 + 1);
-    EXPECT_EQ(reports.take().size(), 2u); // one for each millisecond
+    EXPECT_EQ(take().size(), 2u); // one for each millisecond
 }
 
 TEST_F(Run, HoldFramesAndQuitEndItAtTheirTime)
@@ -159,7 +156,7 @@ TEST_F(Run, RealTimeGoesByTheSameLoop)
     EXPECT_EQ(beats, 2);
     EXPECT_EQ(zan_run_until(NAN), zan_err_generic);
     std::thread([] { EXPECT_EQ(zan_run_until(0), zan_err_generic); }).join();
-    EXPECT_NE(reports.one_error().find("main"), std::string::npos);
+    EXPECT_NE(one_report().find("main"), std::string::npos);
     EXPECT_EQ(zan_set_clock(zan_clock_virtual), 0);
 }
 
@@ -194,7 +191,7 @@ TEST_F(Run, EachQueueHasALimitAndCountsWhatItDrops)
         zan_queue_get(queue, &info);
         EXPECT_EQ(info.waiting, 4);
         EXPECT_GE(info.dropped - before.dropped, 2);
-        EXPECT_NE(reports.one_error().find("(4"), std::string::npos);
+        EXPECT_NE(one_report().find("(4"), std::string::npos);
         ran = 0;
         EXPECT_EQ(zan_run_until(systimer_gettime() + 20), zan_ran_dry);
         EXPECT_EQ(ran, 4);
@@ -232,8 +229,7 @@ TEST_F(Run, ALoopEndsBeforeTheStackDoes)
         EXPECT_EQ(systhread_join(thread, nullptr), 0);
         EXPECT_GT(heard, 5) << size;
         EXPECT_LT(heard, 1000) << size;
-        const std::string error = reports.one_error();
-        EXPECT_NE(error.find("blur -> mix"), std::string::npos) << error;
+        EXPECT_NE(one_report().find("blur -> mix"), std::string::npos);
     }
 }
 
@@ -252,7 +248,7 @@ TEST_F(Run, ALoopThatBranchesEndsToo)
     ASSERT_EQ(zan_connect(a, 0, a, 0), 0);
     a.hears("times", 0, {A(200)}); // 2 to the power of 200 messages
     EXPECT_LE(heard, 1L << 20);
-    EXPECT_NE(reports.one_error().find("fan -> fan"), std::string::npos);
+    EXPECT_NE(one_report().find("fan -> fan"), std::string::npos);
     heard = 0;
     a.hears("times", 0, {A(4)}); // what ends runs to its end
     EXPECT_EQ(heard, 16);
@@ -262,7 +258,6 @@ TEST_F(Run, ALoopThatBranchesEndsToo)
 
 TEST_F(Run, AReportBelongsToABoxAlsoWhenItWasDeferred)
 {
-    placed_reports placed;
     placed_relay a("photo", 12), b("mix", 13);
     relay part;
     object_obex_store(part, S("zanwrapper"), a);
@@ -274,7 +269,7 @@ TEST_F(Run, AReportBelongsToABoxAlsoWhenItWasDeferred)
         // what b does on a message through a
         {complain, "a.patch:13: mix (relay) | it"},
         {[&] { object_error(part, "it"); }, "a.patch:12: photo (relay) | it"},
-        {[&] { defer(&placed, complain_deferred, S(""), 0, nullptr); }, "a.patch:13: mix (relay) | it"},
+        {[&] { defer(this, complain_deferred, S(""), 0, nullptr); }, "a.patch:13: mix (relay) | it"},
         {[&] { defer_low(a, complain_deferred, S(""), 0, nullptr); }, "a.patch:13: mix (relay) | it"},
         {[&] { qelem_set(qelem); }, "a.patch:13: mix (relay) | it"},
         {[&] { clock_delay(clock, 1); }, "a.patch:13: mix (relay) | it"},
@@ -283,10 +278,10 @@ TEST_F(Run, AReportBelongsToABoxAlsoWhenItWasDeferred)
         b.does([&](symbol *, long, atom *) { row.first(); });
         in_scheduler([&] { a.hears("go"); });
         zan_run_until(INFINITY);
-        EXPECT_EQ(placed.take(), words{row.second}) << &row - rows;
+        EXPECT_EQ(take(), words{row.second}) << &row - rows;
     }
     complain();
-    EXPECT_EQ(placed.take(), words{" | it"});
+    EXPECT_EQ(take(), words{" | it"});
     EXPECT_EQ(zbox_get_id(b), S("mix"));
     EXPECT_EQ(zan_place_of(part), zan_place_of(a));
     EXPECT_EQ(zan_report_place(), nullptr);
@@ -303,7 +298,6 @@ TEST_F(Run, AReportBelongsToABoxAlsoWhenItWasDeferred)
 
 TEST_F(Run, EqualErrorsAreToldOnceAndCounted)
 {
-    placed_reports placed;
     placed_relay a("a", 1), b("b", 2);
     zan_merge_reports(1);
     for (int i = 0; i < 1000; i++)
@@ -314,15 +308,15 @@ TEST_F(Run, EqualErrorsAreToldOnceAndCounted)
             if (i == 0)
                 object_warn(*o, "wrong type");
         }
-    EXPECT_EQ(placed.take().size(), 8u);
+    EXPECT_EQ(take().size(), 8u);
     zan_merge_reports(1);
-    EXPECT_EQ(placed.take(), (words{"a.patch:1: a (relay) | wrong type (... and 999 more)",
-                                    "a.patch:2: b (relay) | wrong type (... and 999 more)"}));
+    EXPECT_EQ(take(), (words{"a.patch:1: a (relay) | wrong type (... and 999 more)",
+                             "a.patch:2: b (relay) | wrong type (... and 999 more)"}));
     for (int i = 0; i < 10000; i++) // different ones in any number are all told
         object_error(a, "number %d", i / 2);
     zan_merge_reports(0);
     object_error(a, "once more");
-    EXPECT_EQ(placed.take().size(), 10001u);
+    EXPECT_EQ(take().size(), 10001u);
 }
 
 // ---- what a run took ----

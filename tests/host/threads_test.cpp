@@ -4,7 +4,6 @@
 #include <atomic>
 #include <chrono>
 #include <climits>
-#include <deque>
 #include <functional>
 #include <sched.h>
 #include <thread>
@@ -30,23 +29,18 @@ struct gate {
 void on_threads(int count, const std::function<void(int)> &fn)
 {
     struct seat {
-        const std::function<void(int)> &fn;
-        int index;
+        std::function<void()> work;
         zan_thread_handle thread = nullptr;
-        static void *run(void *p)
-        {
-            static_cast<seat *>(p)->fn(static_cast<seat *>(p)->index);
-            return p;
-        }
     };
-    std::deque<seat> seats;
-    for (int i = 0; i < count; i++) {
-        seats.push_back({fn, i});
-        ASSERT_EQ(systhread_create(seat::run, &seats[size_t(i)], 0, 0, 0, &seats[size_t(i)].thread), 0);
+    const auto run = [](void *p) -> void * { return static_cast<seat *>(p)->work(), p; };
+    std::vector<seat> seats(static_cast<size_t>(count));
+    for (seat &s : seats) {
+        s.work = [&fn, i = int(&s - seats.data())] { fn(i); };
+        ASSERT_EQ(systhread_create(run, &s, 0, 0, 0, &s.thread), 0);
     }
     for (seat &s : seats) {
         void *result = nullptr;
-        ASSERT_EQ(systhread_join(s.thread, &result), 0);
+        EXPECT_EQ(systhread_join(s.thread, &result), 0);
         EXPECT_EQ(result, &s);
     }
 }
