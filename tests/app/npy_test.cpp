@@ -127,7 +127,6 @@ TEST(npy, a_header_is_what_numpy_writes_and_no_prefix_is_an_array)
     for (size_t axes = 0; axes < 33; ++axes) {
         const std::string head = npy::header(element::f8, extents(axes, 1)), whole = head + "12345678";
         EXPECT_EQ(head.size() % 64, 0u);
-        EXPECT_EQ(head.back(), '\n');
         npy::array a;
         for (size_t size = 0; size < whole.size(); ++size)
             EXPECT_NE(read(whole.substr(0, size), a), "") << size;

@@ -50,9 +50,8 @@ TEST_F(Program, graph_draws_boxes_and_cords)
 {
     folder.make("within/two.patch", "patch 1; box in inlet; box s self; box out outlet; cord in 0 out 0;");
     folder.make("within/self.patch", "patch 1; box t two; cord t 0 t 5;"); // is in itself: drawn once
-    folder.make(
-        "b.patch",
-        "patch 1; box w within/two; box \"p \\\"q\" print; cord w 0 \"p \\\"q\" 0; cord \"p \\\"q\" 0 w 0;");
+    folder.make("b.patch", "patch 1; box w within/two; box \"p \\\"q\" print; box c nothing; cord w 0 \"p \\\"q\" "
+                           "0; cord \"p \\\"q\" 0 w 0;");
     EXPECT_EQ(output("graph b.patch"), "digraph patch {\n"
                                        "    node [shape=box, fontname=\"monospace\"];\n"
                                        "    fontname=\"monospace\";\n"
@@ -68,6 +67,7 @@ TEST_F(Program, graph_draws_boxes_and_cords)
                                        "        \"w/in\" -> \"w/out\" [taillabel=\"0\", headlabel=\"0\"];\n"
                                        "    }\n"
                                        "    \"p \\\"q\" [label=\"p \\\"q\nprint\"];\n"
+                                       "    \"c\" [label=\"c\nnothing\"];\n"
                                        "    \"w/out\" -> \"p \\\"q\" [taillabel=\"0\", headlabel=\"0\"];\n"
                                        "    \"p \\\"q\" -> \"w/in\" [taillabel=\"0\", headlabel=\"0\"];\n"
                                        "}\n");

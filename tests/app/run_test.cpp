@@ -71,8 +71,7 @@ TEST_F(Program, what_is_told_of_a_run)
          {"count.patch:3: count (counter) 50 ", "\"state\":\"done\",\"frames\":50", "\"time_ms\":980.0",
           "\"errors\":0", "\n metro 1 ", "\n counter 1 1\n", "clocks 0 1 50 0 65536"})
         EXPECT_NE(told.find(said), std::string::npos) << said << "\n" << told;
-    folder.make("stdin.patch", "patch 1; box a print; a from stdin;");
-    EXPECT_EQ(run("run - <stdin.patch").out, "from stdin\n");
+    EXPECT_EQ(output("run --clock virtual --for 0 - <count.patch"), "count: first 0\ncount: 0\n");
 }
 
 TEST_F(Program, an_interrupt_finishes_and_a_second_one_ends_at_once)

@@ -17,6 +17,19 @@ inline std::vector<atom> atoms_of(const std::string &text)
     return atoms;
 }
 
+// What zan_box_names gives.
+inline std::vector<std::string> box_names()
+{
+    long count = 0;
+    symbol **names = nullptr;
+    EXPECT_EQ(zan_box_names(&count, &names), 0);
+    std::vector<std::string> all;
+    for (long i = 0; i < count; i++)
+        all.push_back(names[i]->name);
+    sysmem_freeptr(names);
+    return all;
+}
+
 // A message as text; a number or a list without its selector.
 inline std::string text_of(const symbol *selector, long argc, const atom *argv)
 {

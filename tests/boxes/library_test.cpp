@@ -9,22 +9,17 @@ using namespace box_tools;
 
 TEST(LibraryBoxes, EveryOfferedNameIsABoxAndNoOther)
 {
-    long count = 0;
-    symbol **names = nullptr;
-    ASSERT_EQ(zan_box_names(&count, &names), 0);
-    long dotted = 0;
-    for (long i = 0; i < count; i++) {
-        if (!strchr(names[i]->name, '.'))
+    const std::vector<std::string> names = box_names();
+    EXPECT_EQ(std::count(names.begin(), names.end(), "vok.op"), 1);
+    for (const std::string &name : names) {
+        if (name.find('.') == name.npos)
             continue;
-        dotted++;
         patch p;
-        void *box = p.make(std::string(names[i]->name) + " ");
-        ASSERT_TRUE(box) << names[i]->name;
-        EXPECT_GE(outlet_count(box), 1) << names[i]->name;
-        EXPECT_EQ(p.complaint(box, "0 getattributes"), "") << names[i]->name;
+        void *box = p.make(name);
+        ASSERT_TRUE(box) << name;
+        EXPECT_GE(outlet_count(box), 1) << name;
+        EXPECT_EQ(p.complaint(box, "0 getattributes"), "") << name;
     }
-    sysmem_freeptr(names);
-    EXPECT_GT(dotted, 5);
     for (const char *name :
          {"vok_op", "vok.nothing", "vok.matrix_wrapper", "vok.matrix.wrapper", "vok.mop.io", "op"})
         EXPECT_EQ(zan_box_class(gensym(name)), nullptr) << name;
@@ -66,6 +61,8 @@ TEST(LibraryBoxes, AVariableOperatorTakesItsNumberOfInputs)
     EXPECT_EQ(zan_connect(a, 0, expr, 2), 0);
     p.listen(expr);
     EXPECT_EQ(p.ask(expr, "0 getinputs"), "1 inputs 3");
+    p.send(expr, "0 inputs 1");
+    EXPECT_EQ(zan_inlet_count(expr), 1);
     EXPECT_EQ(p.errors(), "");
     EXPECT_EQ(p.complaint(expr, "0 inptus 3"), "doesn't understand \"inptus\"");
 }
@@ -98,7 +95,6 @@ TEST(LibraryBoxes, NodesHangOnEachOther)
     // a node shows its values in the box of its target: the box's attribute is marked
     void *node = vok_object_findregistered(gensym("box-child")), *shown = p.make("vok.anim.node @name box-shown");
     auto *attr = static_cast<vok_attribute *>(object_attr_get(shown, gensym("position")));
-    ASSERT_TRUE(attr);
     EXPECT_EQ(vok_attr_setsym(node, gensym("target"), gensym("box-shown")), 0);
     vok_attr_clean(shown, gensym("position"));
     p.send(child, "0 position 3. 0. 0.");

@@ -44,9 +44,10 @@ class Probing : public Library {
     box_tools::patch p;
 };
 
-TEST_F(Probing, OneBoxAtATime)
+TEST_F(Probing, OneBoxAtATimeShowsTheMatrixOfAnOutlet)
 {
-    void *a = p.make("vok.op"), *b = p.make("vok.op"), *plain = make_teller("test.unprobed", false);
+    void *a = p.make("vok.op"), *b = p.make("vok.op @out_name test_shown"),
+         *plain = make_teller("test.plain", false);
     EXPECT_EQ(start(a), a);
     EXPECT_EQ(start(a), nullptr);
     EXPECT_EQ(once(), "") << "nobody receives";
@@ -56,12 +57,8 @@ TEST_F(Probing, OneBoxAtATime)
     EXPECT_EQ(g_vok_matrix_probe_obj, nullptr); // b's has ended all the same
     EXPECT_EQ(start(nullptr), nullptr);
     object_free(plain);
-}
 
-TEST_F(Probing, ShowsTheMatrixOfTheOutlet)
-{
     receive();
-    void *b = p.make("vok.op @out_name test_shown");
     send_words(b, "vok_matrix_startprobe");
     send_words(b, "vok_matrix_probevalue");
     zan_run_until(systimer_gettime() + 250); // ten times a second, from the first moment on
@@ -85,7 +82,6 @@ TEST_F(Probing, OtherBoxesSayWhatTheyShow)
     EXPECT_EQ(once(), "0 shown 7");
     told = nullptr;
     EXPECT_EQ(once(), "");
-    start(nullptr);
     for (void *x : {matrix, tells})
         object_free(x);
 }

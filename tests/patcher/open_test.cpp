@@ -75,7 +75,7 @@ TEST_F(PatchOpen, a_patch_is_a_box_with_inlets_and_outlets)
                               "cord l 0 o2 0; cord r 0 h 0; cord h 0 o1 0; l only $2;");
     folder.make("main", "patch 1; box s swap in 5; box a print a; box b print b; cord s 0 a 0; cord s 1 b 0;"
                         "cord s 2 a 0; cord s 0 s 2; box again swap.patch;");
-    const test_patch p(test_patch::in_file{folder / "main"});
+    const test_patch p = test_patch::file(folder / "main");
     EXPECT_EQ(zan_patch_open(p, 0, nullptr), 2);
     EXPECT_EQ(p.findings(), (lines{"main:1 s: there is no outlet 2: its outlets are 0 to 1",
                                    "main:1 s: there is no inlet 2: its inlets are 0 to 1"}));
@@ -97,17 +97,16 @@ TEST_F(PatchOpen, files_that_are_no_patches)
     folder.make("gif.patch", "GIF89a");
     folder.make("broken.so", "no module");
     const env_setting path("VOKRA_PATH", folder.name().c_str());
-    const test_patch in_itself(test_patch::in_file{folder / "a.patch"});
+    const test_patch in_itself = test_patch::file(folder / "a.patch");
     EXPECT_EQ(zan_patch_check(in_itself, 0, nullptr), 2);
     const lines findings = in_itself.findings();
     ASSERT_EQ(findings.size(), 2u);
     EXPECT_EQ(findings[0].rfind("b.patch:3 s: a patch can't be in itself: " + folder.name(), 0), 0u);
     EXPECT_EQ(findings[1], "b.patch:3 wrong: there is no attribute wrong");
-    EXPECT_EQ(test_patch(test_patch::in_file{folder / "gif.patch"}).findings(),
-              lines{"gif.patch:0: this is a GIF, not a patch"});
-    EXPECT_EQ(test_patch(test_patch::in_file{folder / "none.patch"}).findings(),
+    EXPECT_EQ(test_patch::file(folder / "gif.patch").findings(), lines{"gif.patch:0: this is a GIF, not a patch"});
+    EXPECT_EQ(test_patch::file(folder / "none.patch").findings(),
               lines{"none.patch:0: No such file or directory"});
-    EXPECT_EQ(test_patch(test_patch::in_file{folder.name()}).findings().size(), 1u);
+    EXPECT_EQ(test_patch::file(folder.name()).findings().size(), 1u);
     const test_patch p("patch 1; box g gif; box b broken; box a print a;");
     EXPECT_EQ(zan_patch_open(p, 0, nullptr), 3);
     EXPECT_EQ(p.findings().size(), 3u);
@@ -122,7 +121,7 @@ TEST_F(PatchOpen, looks_beside_the_patch_before_the_folders_told)
     other.make("two.patch", "patch 1; box h print; h only two;");
     folder.make("sub/one.patch", "patch 1; box h print; h only beside; box t two;");
     folder.make("main.patch", "patch 1; box a sub/one; box b one;");
-    const test_patch p(test_patch::in_file{folder / "main.patch"});
+    const test_patch p = test_patch::file(folder / "main.patch");
     EXPECT_EQ(zan_patch_open(p, 0, nullptr), 0);
     char first[ZAN_NAME_SIZE];
     ASSERT_EQ(path_getclasspath(0, first), 0);

@@ -8,10 +8,7 @@ using lines = std::vector<std::string>;
 class test_patch {
   public:
     explicit test_patch(const std::string &text) : p_(zan_patch_parse("t", text.c_str(), long(text.size()))) {}
-    struct in_file { // in a folder
-        std::string name;
-    };
-    explicit test_patch(const in_file &f) : p_(zan_patch_read(f.name.c_str())) {}
+    static test_patch file(const std::string &name) { return test_patch(zan_patch_read(name.c_str())); }
     ~test_patch() { zan_patch_free(p_); }
     test_patch(const test_patch &) = delete;
     test_patch &operator=(const test_patch &) = delete;
@@ -42,5 +39,6 @@ class test_patch {
     void *find(const char *name) const { return zan_patch_find(p_, gensym(name)); }
 
   private:
+    explicit test_patch(zan_patch *p) : p_(p) {}
     zan_patch *p_;
 };

@@ -2,7 +2,7 @@
 // random messages, run in virtual time. Nothing may crash, hang or leak (this is meant to
 // run under the sanitizers), and what a patch reports is the same when it runs again.
 // VOKRA_RANDOM_PATCHES says how many (1000).
-#include "scratch.h"
+#include "boxes/box_tools.h"
 #include <cmath>
 #include <random>
 #include <sstream>
@@ -15,12 +15,8 @@ class generator {
   public:
     explicit generator(unsigned seed) : random_(seed)
     {
-        long count = 0;
-        symbol **names = nullptr;
-        zan_box_names(&count, &names);
-        for (long i = 0; i < count; i++)
-            (strncmp(names[i]->name, "vok.", 4) ? controls_ : operators_).emplace_back(names[i]->name);
-        sysmem_freeptr(names);
+        for (const std::string &name : box_tools::box_names())
+            (name.starts_with("vok.") ? operators_ : controls_).push_back(name);
     }
     std::string patch()
     {

@@ -12,10 +12,8 @@ TEST(PatchReader, tells_what_is_wrong_with_its_line_and_box)
         const char *text;
         lines findings;
     } table[] = {
-        {"patch 1;", {}},
         {"#!/usr/bin/vokra run\n# why\n patch 1;box a b;", {}},
         {"", {"1: it is empty; a patch begins with \"patch 1;\""}},
-        {"# only a comment", {"1: it is empty; a patch begins with \"patch 1;\""}},
         {"int main() { return 0; }\nbox",
          {"1: a patch begins with \"patch 1;\", found \"int main() { return 0\""}},
         {"\nbox a b;", {"2: a patch begins with \"patch 1;\", found \"box a b\""}},
@@ -40,7 +38,6 @@ TEST(PatchReader, tells_what_is_wrong_with_its_line_and_box)
          {"2: warning: layout stands at the end of a patch; it begins in line 1"}},
         {"patch 1;\nbox a b\nbox c d;\n# c\nc x\n# d",
          {"2: there is no semicolon at the end of \"box a b\"", "5: there is no semicolon at the end of \"c x\""}},
-        {"patch 1; box a b \"c;\nd", {"1: the quote \" that begins here has no end"}},
         {"patch 1;\ncord a 0 a 0;\nbox a b \"c;",
          {"2: there is no box a", "3: the quote \" that begins here has no end"}},
     };
@@ -55,7 +52,6 @@ TEST(PatchReader, has_one_canonical_text)
     const struct {
         const char *text, *canonical;
     } table[] = {
-        {"patch 1;", "patch 1;\n"},
         {"patch\r\n 1 ;\r\n\r\n\r\n\r\nbox   a\tb  1.50 +2 ;", "patch 1;\n\nbox a b 1.5 2;\n"},
         {"\xEF\xBB\xBFpatch 1; # mark  \n; ;\n#two\t\n   ## three\nbox a b; box c d; # last",
          "patch 1; # mark\n#two;\n## three\nbox a b;\nbox c d; # last\n"},
