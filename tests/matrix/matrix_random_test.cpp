@@ -198,7 +198,7 @@ std::vector<atom> random_cell_list(const vok_matrix_info &info)
         add_long(roll(roll(0, 20) ? 0 : -1, i < info.dimcount && roll(0, 20) ? info.dim[i] - 1 : 40));
     if (roll(0, 1)) {
         add_word("plane");
-        add_long(roll(-2, info.planecount));
+        add_long(roll(0, 20) ? roll(-2, info.planecount) : one_of({LONG_MIN, LONG_MIN / 2, -9L, LONG_MAX}));
     }
     add_word("val");
     for (long i = roll(0, info.planecount + 1); i > 0; i--)
@@ -372,19 +372,25 @@ TEST_F(Library, wild_infos_leave_a_usable_matrix)
                             _vok_sym_object, _vok_sym_pointer, _vok_sym_nothing, static_cast<symbol *>(nullptr)});
         info.planecount = roll(-2, 40);
         info.dimcount = roll(0, 9) ? roll(0, 5) : one_of({-1L, 33L, 64L, LONG_MAX});
-        info.flags = roll(0, 7) * vok_matrix_flag_handle; // handle, reference and packed
+        info.flags = roll(0, 7) * vok_matrix_flag_handle;                // handle, reference and packed
+        const auto extremes = {1L << 31, (1L << 62) + 1, LONG_MAX, -5L}; // one wraps round to a few bytes
         for (long &dim : info.dim)
-            dim = roll(0, 50) ? roll(-1, info.dimcount > 5 ? 1 : 3) : one_of({1L << 31, 1L << 62, LONG_MAX, -5L});
+            dim = roll(0, 50) ? roll(-1, info.dimcount > 5 ? 1 : 3) : one_of(extremes);
         const long err = send_words(x, roll(0, 1) ? "setinfo" : "setinfo_ex", as_word(&info));
-        ASSERT_TRUE(err == 0 || err == VOK_ERR_OMEM);
         ASSERT_TRUE(x->info.dimcount >= 0 && x->info.dimcount <= 32);
         ASSERT_TRUE(x->info.planecount >= 1 && x->info.planecount <= 32);
+        const bool cells = !err && !(x->info.flags & vok_matrix_flag_reference);
+        if (err) { // the shape stays as asked
+            ASSERT_EQ(err, VOK_ERR_OMEM);
+            ASSERT_TRUE(x->info.size == 0 && !x->rawdata && x->info.dim[0] == std::max(info.dim[0], 1L));
+            ASSERT_NE(reports.take(zan_report_error).at(0).find("could not allocate matrix"), std::string::npos);
+        }
         message(x, "setall", "1 2 3");
-        message(x, "setcell", "0 plane 0 val 1");
+        ASSERT_EQ(message(x, "setcell", "0 plane 0 val 1"), cells ? 0 : VOK_ERR_OBND);
         message(x, "fillplane", "32 1");
-        send_words(x, "clear_custom", i);
-        send_words(x, "clear");
-        cell(x, "0 0");
+        ASSERT_EQ(send_words(x, "clear_custom", i), cells ? 0 : VOK_ERR_EROR);
+        ASSERT_EQ(send_words(x, "clear"), cells ? 0 : VOK_ERR_EROR);
+        ASSERT_EQ(cell(x, "0 0").empty(), !cells);
     }
 }
 

@@ -114,21 +114,18 @@ inline std::string cell(vok_matrix *x, const std::string &coordinates)
     std::vector<atom> list = atoms(coordinates);
     long rac = 0;
     atom *rav = nullptr;
-    std::string text;
-    if (!vok_matrix_getcell(x, nullptr, static_cast<long>(list.size()), list.data(), &rac, &rav) && rav) {
-        for (long i = rac - x->info.planecount; i < rac; i++) {
-            std::ostringstream word;
-            if (rav[i].type == argtype_long)
-                word << atom_getlong(rav + i);
-            else if (rav[i].type == argtype_float)
-                word << atom_getfloat(rav + i);
-            else if (rav[i].type == argtype_sym)
-                word << "'" << atom_getsym(rav + i)->name << "'";
-            else
-                word << "?";
-            text += (text.empty() ? "" : " ") + word.str();
-        }
+    if (vok_matrix_getcell(x, nullptr, static_cast<long>(list.size()), list.data(), &rac, &rav) || !rav)
+        return "";
+    std::ostringstream text;
+    for (long i = rac - x->info.planecount; i < rac; i++) {
+        text << (i > rac - x->info.planecount ? " " : "");
+        if (rav[i].type == argtype_long)
+            text << atom_getlong(rav + i);
+        else if (rav[i].type == argtype_float)
+            text << atom_getfloat(rav + i);
+        else
+            text << (rav[i].type == argtype_sym ? "'" + std::string(atom_getsym(rav + i)->name) + "'" : "?");
     }
     vok_freebytes(rav, rac * static_cast<long>(sizeof(atom)));
-    return text;
+    return text.str();
 }
