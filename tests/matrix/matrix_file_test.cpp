@@ -272,9 +272,10 @@ TEST_F(Files, rows_by_themselves)
         EXPECT_EQ(vok_bin_write_matrix_ndim(file, 0, dim, &m->info, m->data), 0);
         EXPECT_EQ(vok_bin_write_matrix_ndim(file, 1, dim, &m->info, m->data), 0);
         EXPECT_EQ(dim[1], 1) << "one row";
+        EXPECT_EQ(vok_bin_write_matrix_long(file, dim, &m->info, m->data), 0);
         EXPECT_EQ(vok_bin_write_matrix_char(file, dim, &m->info, m->data), 0) << "bytes as they lie";
     }
-    EXPECT_EQ(bytes_of(name_), be({258, 258, 258}) + std::string("\2\1\0", 3));
+    EXPECT_EQ(bytes_of(name_), be({258, 258, 258, 258, 258, 258}) + std::string("\2\1\0", 3));
     send_words(m, "clear");
     EXPECT_EQ(vok_bin_read_matrix_long(host_file(name_), dim, &m->info, m->data), 0);
     EXPECT_EQ(cell(m, "2 0"), "258");
