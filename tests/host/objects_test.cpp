@@ -187,11 +187,9 @@ TEST(objects, freeing_runs_the_free_function_with_the_last_reference)
     object_retain(x);
     object_release(x);
     object_free(x); // takes one reference like any release
-    EXPECT_EQ(freed, 0);
-    EXPECT_EQ(send(x, "sum"), 3);
+    EXPECT_TRUE(freed == 0 && send(x, "sum") == 3);
     freeobject(x);
-    EXPECT_EQ(freed, 1);
-    EXPECT_EQ(zan_object_count(S("test_thing")), alive);
+    EXPECT_TRUE(freed == 1 && zan_object_count(S("test_thing")) == alive);
     EXPECT_EQ(object_free(nullptr), 0);
     object stale{}; // what is left of a freed object has no magic
     EXPECT_EQ(object_free(&stale), zan_err_invalid_ptr);

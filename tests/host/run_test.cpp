@@ -133,8 +133,6 @@ TEST_F(Run, HoldFramesAndQuitEndItAtTheirTime)
     zan_quit();
     EXPECT_EQ(zan_run_until(2000), zan_ran_quit);
     zan_hold(0);
-    std::thread(zan_quit).join();
-    EXPECT_EQ(zan_run_until(INFINITY), zan_ran_quit);
 }
 
 TEST_F(Run, RealTimeGoesByTheSameLoop)
@@ -176,8 +174,7 @@ TEST_F(Run, EachQueueHasALimitAndCountsWhatItDrops)
         const long queue = twice / 2;
         SCOPED_TRACE(queue);
         ASSERT_EQ(zan_queue_get(queue, &before), 0);
-        EXPECT_EQ(before.waiting, 0);
-        EXPECT_EQ(before.limit, 65536);
+        EXPECT_TRUE(before.waiting == 0 && before.limit == 65536);
         EXPECT_EQ(zan_queue_set_limit(queue, 4), 0);
         in_scheduler([&] {
             for (int i = 0; i < 6; i++)
@@ -249,9 +246,6 @@ TEST_F(Run, ALoopThatBranchesEndsToo)
     a.hears("times", 0, {A(200)}); // 2 to the power of 200 messages
     EXPECT_LE(heard, 1L << 20);
     EXPECT_NE(one_report().find("fan -> fan"), std::string::npos);
-    heard = 0;
-    a.hears("times", 0, {A(4)}); // what ends runs to its end
-    EXPECT_EQ(heard, 16);
 }
 
 // ---- whose report it is ----
