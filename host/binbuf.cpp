@@ -211,7 +211,7 @@ class evaluation {
 
 thread_local int nested;
 
-// Counts the script that runs, and whatever a message of it throws.
+// While one lives, one more script runs: it ends also with what a message throws.
 struct one_deeper {
     one_deeper() { nested++; }
     ~one_deeper() { nested--; }
