@@ -54,15 +54,6 @@ TEST(symbols, a_unique_one_is_no_one_elses)
     }
 }
 
-TEST(symbols, are_sorted_by_their_bytes)
-{
-    std::vector<symbol *> list{S("b"), S("\xc3\xa9"), S(""), S("a10"), S("a9"), S("B")};
-    const std::vector<symbol *> sorted{S(""), S("B"), S("a10"), S("a9"), S("b"), S("\xc3\xa9")};
-    symbolarray_sort(list.data(), 6);
-    symbolarray_sort(nullptr, 6);
-    EXPECT_TRUE(list == sorted);
-}
-
 TEST(atoms, convert_numbers_into_each_other_and_nothing_else)
 {
     const std::tuple<atom, zan_word, double, long> rows[] = {
