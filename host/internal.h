@@ -16,7 +16,7 @@ namespace zan {
 // read when the object is freed, so that a plain object costs nothing there.
 enum state_bits : intptr_t {
     state_has_queued = 1, // queue.cpp: defers, qelems or clocks name this object
-    state_has_cords = 2,  // outlets.cpp: outlets, proxies or cords name this object
+    state_has_cords = 2,  // outlets.cpp: outlets, proxies or cords name this object, or it is one of them
 };
 
 // Brings up the host's own classes once; any entry that needs a class calls it.
