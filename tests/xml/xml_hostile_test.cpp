@@ -1,5 +1,5 @@
 // Files made to hurt: each ends with a document or the stated error, and none needs a deep
-// stack, as everything here runs on a small one. And the converter of character sets.
+// stack: what could is read on a small one. And the converter of character sets.
 #include "xml_tools.h"
 
 #include <functional>
