@@ -13,7 +13,7 @@ TEST(Pictures, AreReadWrittenAndReadAgain)
     patch p;
     void *photo = p.make("picture " + harbour + " @name boxes-photo"), *look = p.make("vok.matrix boxes-look");
     p.listen(photo);
-    EXPECT_EQ(p.ask(photo, "0 bang"), "0 vok_matrix boxes-photo");
+    EXPECT_EQ(p.ask(photo, "0 name boxes-photo", "0 bang"), "0 vok_matrix boxes-photo");
     p.listen(look, 20);
     const std::string format = p.ask(look, "0 vok_matrix boxes-photo", "0 getdim", "0 getplanecount");
     for (const char *file : {"a/x-%03d.png", "y.jpg", "%d-z.vkf"}) {

@@ -109,7 +109,7 @@ TEST_F(BoxAttributes, TheHostSeesBothThroughTheBox)
 
 TEST_F(BoxAttributes, OneBoxMayHaveAnAttributeMore)
 {
-    void *other = p.make("shell ");
+    void *other = p.make("shell");
     auto *extra = offset_attr("extra", "long", 0x8040000, offsetof(shell, low));
     EXPECT_EQ(zan_vok_object_addattr(box, extra), 0);
     EXPECT_EQ(linklist_getsize(zan_vok_obex_attrlist_get(box)), 3);
@@ -149,7 +149,7 @@ TEST_F(BoxAttributes, StateAndSummaryComeInAFixedOrder)
     for (const char *never :
          {"message val", "message getval", "message boxmerge_usurp_low", "message hidden", "matrixinputcount 0"})
         EXPECT_EQ(rows_of(never), 0) << never;
-    void *op = p.make("vok.op ");
+    void *op = p.make("vok.op");
     p.listen(op);
     p.send(op, "0 summary");
     const std::string matrices = p.heard();
@@ -162,7 +162,7 @@ TEST_F(BoxAttributes, StateAndSummaryComeInAFixedOrder)
 TEST_F(BoxAttributes, TheQuickReferenceFillsItsRows)
 {
     zan_class *c = shell_class("menu");
-    box = p.make("menu ");
+    box = p.make("menu");
     arguments("@own 1 @vals 1 2 3 4 5 @gain 1.5");
     const auto typed = [](void *, long, double, symbol *) {};
     class_addmethod(c, erase(typed), "zz_typed", argtype_deflong, argtype_float, argtype_defsym, 0);

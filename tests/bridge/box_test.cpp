@@ -133,7 +133,7 @@ TEST_F(Boxes, AClassInTheMakingAndASingleObjectAreWrappedToo)
     EXPECT_EQ(zan_vok_object_wrap_complete(o, o), VOK_ERR_EROR);
     EXPECT_EQ(class_method(bare, gensym("now")), nullptr) << "the class stays as it was";
 
-    for (void *x : {p.make("oldstyle "), single}) {
+    for (void *x : {p.make("oldstyle"), single}) {
         in_scheduler([&] {
             for (const char *message : {"0 now", "0 merge", "0 merge", "0 mine", "0 own 7", "0 val 8"})
                 p.send(x, message);

@@ -118,8 +118,8 @@ class Boxes : public testing::Test {
         [[maybe_unused]] static zan_class *const made[] = {shell_class("shell"),
                                                            shell_class("replier", zan_vok_wrap_reply_dumpout)};
         calls.clear();
-        box = p.make("shell ");
-        replier = p.make("replier ");
+        box = p.make("shell");
+        replier = p.make("replier");
     }
     // "selector atom ..." to the box.
     void send(const std::string &text) { p.send(box, "0 " + text); }

@@ -82,7 +82,7 @@ TEST_F(Boxes, TheQueueStateCountsAsTheMainThread)
 TEST_F(Boxes, AFreedBoxLosesWhatWaitsAndAMergedMethodMayFreeItsBox)
 {
     static void *doomed;
-    doomed = p.make("shell ");
+    doomed = p.make("shell");
     zan_vok_object_addmethod_usurp_low(doomed, erase([](void *x, symbol *, long, atom *) {
                                            static_cast<patch *>(std::exchange(doomed, nullptr))->free(x);
                                        }),

@@ -54,11 +54,9 @@ TEST_F(PatchOpen, loads_and_sends_in_order)
     atom_setlong(&arguments[0], 7);
     atom_setsym(&arguments[1], gensym("only"));
     EXPECT_EQ(zan_patch_open(p, 2, arguments), 0);
-    EXPECT_EQ(reports.take(), lines{});
     zan_patch_start(p);
     EXPECT_EQ(reports.take(), (lines{"x", "x go", "7 only", "only 0", "only", "5 a5", "b"}));
     void *x = p.find("x"), *stand = nullptr;
-    ASSERT_TRUE(x);
     EXPECT_EQ(zbox_get_id(x), gensym("x"));
     EXPECT_EQ(object_obex_lookup(x, gensym("#B"), &stand), 0);
     EXPECT_EQ(zbox_get_id(stand), gensym("x"));
