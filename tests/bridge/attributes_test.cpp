@@ -41,7 +41,6 @@ TEST_F(BoxAttributes, ArgumentsGoFromLeftToRight)
     arguments("@param 9 @attrindex vals 4 7");
     EXPECT_EQ(take(), log{"now 9"}) << "a method that may be named so";
     EXPECT_EQ(vals("now"), "1 2 3 0 7");
-    zan_vok_attr_args(box, 3, nullptr);
 }
 
 TEST_F(BoxAttributes, OneElementIsSetTheUsualWay)
@@ -96,10 +95,8 @@ TEST_F(BoxAttributes, TheHostSeesBothThroughTheBox)
     own()->own = 32;
     EXPECT_EQ(object_attr_getlong(box, gensym("own")), 32);
     EXPECT_EQ(object_attr_setlong(box, gensym("val"), 33), 0);
-    EXPECT_EQ(inner()->val, 33);
     EXPECT_EQ(zan_vok_obex_attr_gettarget(box, gensym("val")), inner());
     EXPECT_EQ(zan_vok_obex_attr_gettarget(box, gensym("own")), box);
-    EXPECT_EQ(zan_vok_obex_attr_gettarget(box, gensym("none")), nullptr);
     char *text = nullptr; // an attribute's text, asked for at the box, is the object's
     long size = 0;
     ::send(zan_vok_obex_attr_getobject(box, gensym("val")), "gettext", box, &size, &text);
@@ -192,6 +189,8 @@ TEST_F(BoxAttributes, TheQuickReferenceFillsItsRows)
     for (const char *name : {"altivec", "parallel", "none"})
         EXPECT_EQ(zan_vok_method_is_undocumented(kernel, gensym(name)), name == std::string("altivec")) << name;
     EXPECT_EQ(zan_vok_method_is_groupreference(kernel, gensym("altivec")), 0);
+    p.free(box);
+    class_free(c);
 }
 
 } // namespace

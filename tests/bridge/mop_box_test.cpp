@@ -161,6 +161,7 @@ TEST_F(MopBox, WhatGoesWrongIsReportedAndNothingGoesOut)
 TEST_F(MopBox, ProcsReplaceCopyingAdaptingAndCalculating)
 {
     static std::string proc_log;
+    proc_log.clear();
     void *b = make("vok.test.count");
     ramp("left", "char", 5);
     input(b, 2)->ioproc = vok_mop_ioproc_copy_adapt;
