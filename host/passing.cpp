@@ -5,6 +5,7 @@
 #include "profile.h"
 
 #include <exception>
+#include <optional>
 
 namespace zan::cords {
 namespace {
@@ -311,6 +312,9 @@ zan_word zan_send(void *x, long inlet, symbol *sel, long argc, atom *argv)
     if (!looks_live(x) || !sel)
         return 0;
     auto *box = static_cast<object *>(x);
+    std::optional<scheduler_at_rest> rest;
+    if (!here.top) // it comes from outside
+        rest.emplace(false);
     const passage p;
     port *at = nullptr;
     if (inlet) {

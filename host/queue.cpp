@@ -81,11 +81,17 @@ struct qelem_object {
 // Runs one piece out of the present lines; false when there is none.
 bool run_one(queue_state &s, queue_guard &held)
 {
-    waiting *w = nullptr;
-    for (line &l : s.present)
-        if ((w = l.first))
-            break;
-    if (!w)
+    const auto first = [&s]() -> waiting * {
+        for (const line &l : s.present)
+            if (l.first)
+                return l.first;
+        return nullptr;
+    };
+    if (!first())
+        return false;
+    take_turn(s, held);
+    waiting *w = first();
+    if (!w) // it has gone meanwhile
         return false;
     unset(s, w);
     s.counts[w->queue].passed++;

@@ -92,7 +92,8 @@ enum line_rank { front_rank, defer_rank, low_rank, rank_count };
 
 struct main_or_scheduler {
     frame *frames = nullptr;
-    int waits = 0; // it waits for the other one and so can't be waited for
+    int waits = 0;      // it waits for the other one and so can't be waited for
+    uint64_t wants = 0; // since when it waits for its turn, counted up; or 0
 };
 
 // What one queue holds now and has seen.
@@ -140,8 +141,9 @@ struct queue_state {
         bool done;
         request *next;
     } *requests = nullptr;
-    bool held = false; // no clock's function may begin, by zan_hold
-    int rests = 0;     // nor while there is a scheduler_at_rest
+    bool held = false;         // no clock's function may begin, by zan_hold
+    int rests = 0;             // nor while there is a scheduler_at_rest
+    bool kept_by_rest = false; // the scheduler waits for its end
     bool scheduler_runs = false;
     bool scheduler_ends = false;
     bool scheduler_ended = false;
@@ -149,6 +151,7 @@ struct queue_state {
 
     main_or_scheduler main_side;
     main_or_scheduler scheduler_side;
+    uint64_t turns_wanted = 0;
     int frame_waiters = 0;
 
     std::vector<std::pair<zan_method, void *>> quit_tasks;
@@ -225,6 +228,11 @@ template <class Match> bool wait_for_frames(queue_state &s, queue_guard &held, M
     s.frame_waiters--;
     return ended;
 }
+
+// Clocks' functions and the pieces of the main queue reach the same boxes, which nothing
+// locks: so they take turns. Waits until the other side's function has ended, and for no
+// longer than `patience`, as that one may wait for what this thread does next.
+void take_turn(queue_state &s, queue_guard &held);
 
 // What makes clocks and qelems, which are objects with their part in place.
 template <class T, class Part> void *make_queued(zan_class *c, Part T::*member, void *x, void (*fn)(void *))

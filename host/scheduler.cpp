@@ -72,7 +72,9 @@ class scheduler_role {
 // Takes the first request in order of their coming.
 void serve_requests(queue_state &s, queue_guard &held)
 {
-    while (queue_state::request *r = s.requests) {
+    while (s.requests) {
+        take_turn(s, held);
+        queue_state::request *r = s.requests;
         s.requests = r->next;
         run_framed(s, held, s.scheduler_side, nullptr, nullptr, nullptr, [r] { r->fn(r->arg); });
         r->done = true;
@@ -102,13 +104,18 @@ void *scheduler_main(void *)
             break;
         if (s.clocks.empty() || s.held || s.rests) {
             s.main_wakes.notify_one(); // nothing may be left to wait for
+            s.kept_by_rest = s.rests > 0;
             s.scheduler_wakes.wait(held);
             continue;
         }
         const auto due = s.clocks.begin()->first.first;
-        if (due > steady::now())
+        if (due > steady::now()) {
             s.scheduler_wakes.wait_until(held, due);
-        else
+            continue;
+        }
+        take_turn(s, held);
+        const bool still = !s.clocks.empty() && !s.held && !s.rests && !s.requests && !s.scheduler_ends;
+        if (still)
             run_first_clock(s, held);
     }
     s.scheduler_ended = true;
@@ -335,6 +342,27 @@ zan_class *make_clock_class()
     return c;
 }
 
+void take_turn(queue_state &s, queue_guard &held)
+{
+    if (is_virtual()) // one thread plays both
+        return;
+    main_or_scheduler &mine = is_scheduler ? s.scheduler_side : s.main_side;
+    main_or_scheduler &other = is_scheduler ? s.main_side : s.scheduler_side;
+    const auto free = [&] {
+        return (!other.frames || other.waits) && (!other.wants || (mine.wants && mine.wants < other.wants));
+    };
+    if (free())
+        return;
+    mine.wants = ++s.turns_wanted;
+    mine.waits++;
+    s.frame_waiters++;
+    s.frame_ended.notify_all();
+    s.frame_ended.wait_for(held, patience, free);
+    s.frame_waiters--;
+    mine.waits--;
+    mine.wants = 0;
+}
+
 scheduler_at_rest::scheduler_at_rest(bool as_long_as_it_takes)
     : rests_(on_main_thread() && !is_scheduler && !is_virtual())
 {
@@ -355,7 +383,7 @@ scheduler_at_rest::~scheduler_at_rest()
         return;
     queue_state &s = queues();
     const queue_guard held(s.lock);
-    if (--s.rests == 0)
+    if (--s.rests == 0 && std::exchange(s.kept_by_rest, false))
         s.scheduler_wakes.notify_all();
 }
 

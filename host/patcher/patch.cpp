@@ -102,8 +102,10 @@ long zan_patch_open(zan_patch *p, long argc, const atom *argv)
 
 void zan_patch_start(zan_patch *p)
 {
-    if (p)
-        start(*p);
+    if (!p)
+        return;
+    const scheduler_at_rest rest(true); // what is sent first arrives before any clock is due
+    start(*p);
 }
 
 void zan_patch_close(zan_patch *p)

@@ -13,7 +13,9 @@ extern "C" {
 ZAN_EXPORT void zan_start(void);
 /* Runs what waits on the main thread's queue now, and not what comes meanwhile: fronted
  * qelems, then deferred calls, then qelems and calls deferred low, each in order of
- * their coming. The number of pieces that ran; 0 and an error on another thread. */
+ * their coming. The number of pieces that ran; 0 and an error on another thread. Pieces and
+ * clocks' functions take turns: neither begins while one of the other kind runs, unless
+ * that takes more than a second. */
 ZAN_EXPORT long zan_service(void);
 /* The main loop, on the main thread, until zan_quit (any thread). A zan_quit that
  * comes first ends it after one round. */
@@ -89,7 +91,8 @@ ZAN_EXPORT long zan_frames_left(void);
  * when called there. */
 ZAN_EXPORT void zan_in_scheduler(void (*fn)(void *), void *arg);
 /* Delivers a message to an inlet (0 is the left one) on the calling thread, as a cord
- * would; what the method gave, or 0. */
+ * would; what the method gave, or 0. On the main thread it waits for the end of a clock's
+ * function that runs, up to a second, and none begins meanwhile. */
 ZAN_EXPORT zan_word zan_send(void *box, long inlet, symbol *selector, long argc, atom *argv);
 /* Patch cords; 0, zan_err_invalid_ptr for what is no object, zan_err_duplicate for a
  * cord that is there, zan_err_generic for an outlet, inlet or cord that isn't. */

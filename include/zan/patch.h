@@ -83,7 +83,7 @@ ZAN_EXPORT char *zan_patch_text(zan_patch *p, long *size);
 ZAN_EXPORT long zan_patch_open(zan_patch *p, long argc, const atom *argv);
 /* Once after opening: sends `loadbang` to the boxes with a method of that name (public or
  * not, without arguments), then the patch's own messages; boxes that are patches do so
- * first. */
+ * first. No clock's function runs meanwhile. */
 ZAN_EXPORT void zan_patch_start(zan_patch *p);
 /* Frees the boxes, the last made first, while no clock's function runs: it waits for the
  * end of one under way. */

@@ -275,17 +275,18 @@ TEST_F(Queue, ThingsThatFreeEachOtherFromBothThreadsDontBlock)
         other.drop();
         rung++;
     };
+    // they are in together when the second has waited for its turn in vain
+    void *c = clock_new(a.emplace(), [](void *) { free_when_both_are_in(*b); });
+    void *q = qelem_new(b.emplace(), [](void *) { free_when_both_are_in(*a); });
+    rung = 0;
+    clock_delay(c, 0);
+    qelem_set(q);
+    zan_service();
+    wait_for([] { return rung == 4; });
+    object_free(c);
+    qelem_free(q);
     constexpr int rounds = 20;
     for (int i = 0; i < rounds; i++) {
-        rung = 0;
-        void *c = clock_new(a.emplace(), [](void *) { free_when_both_are_in(*b); });
-        void *q = qelem_new(b.emplace(), [](void *) { free_when_both_are_in(*a); });
-        clock_delay(c, 0);
-        qelem_set(q);
-        zan_service();
-        wait_for([] { return rung == 4; });
-        object_free(c);
-        qelem_free(q);
         // the qelem of the owner is under way and waits for the scheduler, which frees it
         q = qelem_new(a.emplace(), [](void *) { in_scheduler([] { a->drop(); }); });
         qelem_set(q);
@@ -295,6 +296,36 @@ TEST_F(Queue, ThingsThatFreeEachOtherFromBothThreadsDontBlock)
     // a wait for the other would be given up with an error in every round; on a machine
     // that stands still for a second one may be
     EXPECT_LT(reports.take().size(), size_t(rounds));
+}
+
+TEST_F(Queue, MainAndSchedulerTakeTurns)
+{
+    static std::atomic<int> inside, overlaps, clocks, pieces;
+    inside = overlaps = clocks = pieces = 0;
+    static const auto note = [](std::atomic<int> &count) {
+        overlaps += ++inside > 1;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+        inside--;
+        count++;
+    };
+    static void *clock = nullptr, *qelem = nullptr;
+    relay owner;
+    clock = clock_new(owner, [](void *) {
+        note(clocks);
+        clock_delay(clock, 0);
+    });
+    qelem = qelem_new(owner, [](void *) {
+        note(pieces);
+        qelem_set(qelem);
+    });
+    clock_delay(clock, 0);
+    qelem_set(qelem);
+    while (clocks < 50 || pieces < 50) // neither keeps the other from its turn
+        zan_service();
+    owner.drop();
+    EXPECT_LT(overlaps, 10); // one after a second in which the machine stood still
+    object_free(clock);
+    qelem_free(qelem);
 }
 
 // ---- stopping ----
