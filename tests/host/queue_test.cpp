@@ -220,7 +220,8 @@ TEST_F(Queue, ClocksRunOnTheSchedulerInTheOrderOfTheirTimesAndNotBefore)
         int place = -1;
         timed clock{[this] {
             EXPECT_TRUE(sched_isinpoll() && systimer_gettime() >= earliest);
-            place = rung++;
+            place = rung;
+            rung++; // who counts reads the place then
         }};
     } bells[] = {{-5}, {0}, {15}, {15}, {30}};
     const timed never([] { ADD_FAILURE(); });
