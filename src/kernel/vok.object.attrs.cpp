@@ -2,7 +2,8 @@
 // attributes as elements of a small XML file. The document is reached by class name and
 // messages, so a library without it answers 0.
 #include <algorithm>
-#include <cstring>
+#include <new>
+#include <string>
 
 #include <zan/zan.h>
 
@@ -61,7 +62,7 @@ void export_attribute(void *x, symbol *name, void *document, void *root)
 } // namespace
 
 vok_err vok_object_exportattrs(void *x, symbol *, long argc, atom *argv)
-{
+try {
     if (!x)
         return VOK_ERR_INVP;
     owned_object document(new_document());
@@ -73,10 +74,9 @@ vok_err vok_object_exportattrs(void *x, symbol *, long argc, atom *argv)
     vok::send(document.x, gensym("appendchild"), root);
 
     if (symbol *classname = object_classname(x)) {
-        char dotted[256];
-        strncpy_zero(dotted, classname->name, sizeof dotted);
-        std::replace(dotted, dotted + std::strlen(dotted), '_', '.');
-        set_text(root, "class", gensym(dotted));
+        std::string dotted = classname->name;
+        std::replace(dotted.begin(), dotted.end(), '_', '.');
+        set_text(root, "class", gensym(dotted.c_str()));
     }
 
     long count = 0;
@@ -90,6 +90,8 @@ vok_err vok_object_exportattrs(void *x, symbol *, long argc, atom *argv)
     }
     vok::send(document.x, gensym("write"), nullptr, argc, argv);
     return VOK_ERR_NONE;
+} catch (const std::bad_alloc &) {
+    return VOK_ERR_OMEM;
 }
 
 vok_err vok_object_importattrs(void *x, symbol *selector, long argc, atom *argv)
