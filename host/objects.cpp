@@ -113,7 +113,7 @@ long object_free(void *x)
         return zan_err_none;
     zan_class *c = class_of(o);
     const auto state = [o] { return __atomic_load_n(&o->state, __ATOMIC_ACQUIRE); };
-    std::optional<scheduler_at_rest> rest; // which else might just be on its way through this box
+    std::optional<scheduler_at_rest> rest; // a message from there might be on its way through this box
     if (state() & state_has_cords)
         rest.emplace(false);
     // Clients hear of it while the object is whole and still has its name.
